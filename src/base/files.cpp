@@ -1,0 +1,113 @@
+#include "base/files.hpp"
+
+#include <cstdint>
+#include <cstring>
+#include <vector>
+
+namespace ossa::base {
+
+namespace {
+
+bool open_as(Unit& u, const std::string& name, const char* mode, UKind kind) {
+  close_unit(u);
+  u.fp = std::fopen(name.c_str(), mode);
+  if (!u.fp) return false;
+  u.name = name;
+  u.kind = kind;
+  u.line = 0;
+  return true;
+}
+
+}  // namespace
+
+bool is_open(const Unit& u) { return u.fp != nullptr; }
+
+bool open_text_in(Unit& u, const std::string& name) { return open_as(u, name, "r", UKind::TEXT_IN); }
+bool open_text_out(Unit& u, const std::string& name) { return open_as(u, name, "w", UKind::TEXT_OUT); }
+
+void put(Unit& u, std::string_view line) {
+  if (!u.fp) return;
+  std::fwrite(line.data(), 1, line.size(), u.fp);
+  std::fputc('\n', u.fp);
+}
+
+bool get_line(Unit& u, std::string& line) {
+  line.clear();
+  if (!u.fp) return false;
+  int c;
+  bool any = false;
+  while ((c = std::fgetc(u.fp)) != EOF) {
+    any = true;
+    if (c == '\n') break;
+    line.push_back(static_cast<char>(c));
+  }
+  if (!any) return false;
+  if (!line.empty() && line.back() == '\r') line.pop_back();
+  ++u.line;
+  return true;
+}
+
+void rewind_unit(Unit& u) {
+  if (!u.fp) return;
+  std::rewind(u.fp);
+  u.line = 0;
+}
+
+void flush_unit(Unit& u) { if (u.fp) std::fflush(u.fp); }
+
+bool open_direct(Unit& u, const std::string& name, long recl) {
+  // Work files start afresh: an old one of the same name is replaced.
+  if (!open_as(u, name, "w+b", UKind::DIRECT)) return false;
+  u.recl = recl;
+  return true;
+}
+
+bool dwrite(Unit& u, long rec, const void* buf, std::size_t n) {
+  if (!u.fp || rec < 1 || static_cast<long>(n) > u.recl) return false;
+  if (std::fseek(u.fp, (rec - 1) * u.recl, SEEK_SET) != 0) return false;
+  if (n && std::fwrite(buf, 1, n, u.fp) != n) return false;
+  if (static_cast<long>(n) < u.recl) {
+    std::vector<char> pad(u.recl - n, 0);
+    if (std::fwrite(pad.data(), 1, pad.size(), u.fp) != pad.size()) return false;
+  }
+  return true;
+}
+
+bool dread(Unit& u, long rec, void* buf, std::size_t n) {
+  if (!u.fp || rec < 1 || static_cast<long>(n) > u.recl) return false;
+  std::fflush(u.fp);
+  if (std::fseek(u.fp, (rec - 1) * u.recl, SEEK_SET) != 0) return false;
+  const std::size_t got = std::fread(buf, 1, n, u.fp);
+  if (got < n) std::memset(static_cast<char*>(buf) + got, 0, n - got);
+  return true;
+}
+
+bool open_seq_in(Unit& u, const std::string& name) { return open_as(u, name, "rb", UKind::SEQ); }
+bool open_seq_out(Unit& u, const std::string& name) { return open_as(u, name, "wb", UKind::SEQ); }
+
+bool swrite(Unit& u, const void* buf, std::size_t n) {
+  if (!u.fp || n > INT32_MAX) return false;
+  const auto len = static_cast<std::int32_t>(n);
+  return std::fwrite(&len, 4, 1, u.fp) == 1 && (n == 0 || std::fwrite(buf, 1, n, u.fp) == n) &&
+         std::fwrite(&len, 4, 1, u.fp) == 1;
+}
+
+long sread(Unit& u, void* buf, std::size_t cap) {
+  if (!u.fp) return -1;
+  std::int32_t len = 0, tail = 0;
+  if (std::fread(&len, 4, 1, u.fp) != 1 || len < 0) return -1;
+  const std::size_t take = static_cast<std::size_t>(len) < cap ? static_cast<std::size_t>(len) : cap;
+  if (take && std::fread(buf, 1, take, u.fp) != take) return -1;
+  if (static_cast<std::size_t>(len) > take && std::fseek(u.fp, len - static_cast<long>(take), SEEK_CUR) != 0) return -1;
+  if (std::fread(&tail, 4, 1, u.fp) != 1 || tail != len) return -1;
+  return len;
+}
+
+void close_unit(Unit& u, bool remove_file) {
+  if (u.fp) std::fclose(u.fp);
+  u.fp = nullptr;
+  if (remove_file && !u.name.empty()) std::remove(u.name.c_str());
+  u.kind = UKind::NONE;
+}
+
+}  // namespace ossa::base

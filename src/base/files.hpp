@@ -1,0 +1,51 @@
+// The file layer: text files read and written by lines, direct-access binary
+// files of fixed record length, and sequential binary files whose records
+// carry a four-byte length before and after (the common Fortran layout).
+#pragma once
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace ossa::base {
+
+enum class UKind { NONE, TEXT_IN, TEXT_OUT, DIRECT, SEQ };
+
+struct Unit {
+  std::string name;
+  std::FILE* fp = nullptr;
+  UKind kind = UKind::NONE;
+  long recl = 0;  // record length in bytes, direct files
+  long line = 0;  // lines read so far, text input
+};
+
+bool is_open(const Unit& u);
+
+// Text. `open_text_out` replaces an existing file.
+bool open_text_in(Unit& u, const std::string& name);
+bool open_text_out(Unit& u, const std::string& name);
+void put(Unit& u, std::string_view line);        // the line and a newline
+bool get_line(Unit& u, std::string& line);       // false at end of file
+void rewind_unit(Unit& u);
+void flush_unit(Unit& u);
+
+// Direct access, records numbered from 1. A write past the end extends the
+// file, so writing the last record preallocates it. A short buffer is
+// padded with zero bytes; a record past the end reads as zeros.
+bool open_direct(Unit& u, const std::string& name, long recl);
+bool dwrite(Unit& u, long rec, const void* buf, std::size_t n);
+bool dread(Unit& u, long rec, void* buf, std::size_t n);
+
+// Sequential binary. `open_seq_out` replaces an existing file.
+bool open_seq_in(Unit& u, const std::string& name);
+bool open_seq_out(Unit& u, const std::string& name);
+bool swrite(Unit& u, const void* buf, std::size_t n);
+// Reads the next record into buf (at most cap bytes; the rest of a longer
+// record is skipped). Returns the record's length, or -1 at end or fault.
+long sread(Unit& u, void* buf, std::size_t cap);
+
+// Closes the unit; with `remove_file` the file is deleted, also when the
+// unit was never opened.
+void close_unit(Unit& u, bool remove_file = false);
+
+}  // namespace ossa::base

@@ -1,0 +1,153 @@
+#include <string>
+
+#include "deck/deck.hpp"
+#include "job/stop.hpp"
+
+namespace ossa::deck {
+
+void DECKALLOC(Model& m, const DeckCounts& n) {
+  const int NN = n.NNODE + n.NRUBB;
+  const int NPROP = m.KK(12) - n.NGAP;
+  int st[33] = {};
+  int k = 0;
+  auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
+  a(m.NODEID.allocate(NN));
+  a(m.XYZ.allocate(3, NN));
+  a(m.ELEM.allocate(m.KK(12)));
+  a(m.SOLREC.allocate(n.NSOLID));
+  a(m.SHLREC.allocate(n.NSHELL));
+  a(m.GAPREC.allocate(n.NGAP));
+  a(m.RUBREC.allocate(n.NRUBB));
+  a(m.TRSREC.allocate(n.NTRUSS));
+  a(m.T.allocate(base::Dim(0, n.NSTEP)));
+  a(m.LOADSET.allocate(4, n.NLOAD));
+  a(m.TBL.allocate(n.MAXLDT, 2, n.NLOAD));
+  a(m.FRCNOD.allocate(n.NFORCE));
+  a(m.FRCVAL.allocate(6, n.NFORCE));
+  a(m.DFCNOD.allocate(3, n.NDIRFC));
+  a(m.DFCVAL.allocate(n.NDIRFC));
+  a(m.PRSNOD.allocate(3, n.NPRESS));
+  a(m.PRSVAL.allocate(n.NPRESS));
+  a(m.DSPNOD.allocate(n.NDISP));
+  a(m.DSPVAL.allocate(6, n.NDISP));
+  a(m.PLKNOD.allocate(n.NPLNK));
+  a(m.PLKFLG.allocate(6, n.NPLNK));
+  a(m.VELTBL.allocate(3, n.NVEL));
+  a(m.SPLPAIR.allocate(2, n.NSPLNK));
+  a(m.BODYEND.allocate(n.NBODY));
+  a(m.CSFNOD.allocate(3, n.NCSURF));
+  a(m.CBPAIR.allocate(n.NBODY, n.NBODY));
+  a(m.CBVAL.allocate(2, n.NBODY, n.NBODY));
+  a(m.PROPIP.allocate(6, NPROP));
+  a(m.PROPFP.allocate(9, NPROP));
+  a(m.TRSN.allocate(n.NTRSTB));
+  a(m.TRSTBL.allocate(n.MAXPTS, 2, n.NTRSTB));
+  a(m.NODMAP.allocate(n.MAXNOD));
+  a(m.ELMAP.allocate(5, n.MAXELEM));
+  m.NPROP = NPROP > 0 ? NPROP : 0;
+  m.MAXNOD = n.MAXNOD;
+  m.MAXELEM = n.MAXELEM;
+  m.NTRSTB = n.NTRSTB;
+  m.MAXPTS = n.MAXPTS;
+  m.MAXLDT = n.MAXLDT;
+  job::ALLOCCHK(m, st, k, 0, m.UNIT(2));
+}
+
+namespace {
+
+void store_counts(Model& m, const DeckCounts& n) {
+  m.KK(11) = n.NNODE;
+  m.KK(14) = n.NSOLID;
+  m.KK(13) = n.NSHELL;
+  m.KK(15) = n.NGAP;
+  m.KK(16) = n.NRUBB;
+  m.KK(17) = n.NTRUSS;
+  m.KK(12) = n.NSOLID + n.NSHELL + n.NGAP + n.NRUBB + n.NTRUSS;
+  m.KK(4) = n.NSTEP;
+  m.KK(44) = n.NLOAD;
+  m.KK(43) = n.NFORCE;
+  m.KK(48) = n.NDIRFC;
+  m.KK(47) = n.NPRESS;
+  m.KK(42) = n.NDISP;
+  m.KK(41) = n.NPLNK;
+  m.KK(46) = n.NVEL;
+  m.KK(45) = n.NSPLNK;
+  m.KK(81) = n.NBODY;
+  m.KK(82) = n.NCSURF;
+  m.KK(29) = n.NBODY > 0 ? 1 : 0;
+}
+
+// The number of cards of a kind that the counts leave room for; -1 where
+// the storing routine checks for itself or the card needs no room.
+long room(const Model& m, Key k) {
+  switch (k) {
+    case K_NODE: return m.KK(11);
+    case K_SOLID: return m.KK(14);
+    case K_SHELL: return m.KK(13);
+    case K_GAP: return m.KK(15) / 3;
+    case K_RUBB: return m.KK(16);
+    case K_TRUSS: return m.KK(17);
+    case K_PROPT: return m.NPROP;
+    case K_NLOAD: return m.KK(44);
+    case K_FORCE: return m.KK(43);
+    case K_DIRFC: return m.KK(48);
+    case K_PRESS: return m.KK(47);
+    case K_DISP: return m.KK(42);
+    case K_PLNK: return m.KK(41);
+    case K_VEL: return m.KK(46);
+    case K_SPLNK: return m.KK(45);
+    case K_BODY: return m.KK(81);
+    default: return -1;
+  }
+}
+
+const char* count_card(Key k) {
+  switch (k) {
+    case K_NODE: return "\"CNTND\"";
+    case K_SOLID: case K_SHELL: case K_GAP: case K_RUBB: case K_TRUSS: return "\"CNTEL\"";
+    case K_PROPT: return "\"CNTEL\" (ONE ROW PER ELEMENT THAT IS NO GAP)";
+    case K_NLOAD: return "\"NGLD\"";
+    case K_PLNK: return "\"NPLNK\"";
+    case K_BODY: return "\"NBODY\"";
+    default: return "THE COUNTING PASS";
+  }
+}
+
+}  // namespace
+
+void DECKIN(Model& m) {
+  const double t0 = m.clock.now();
+  base::Unit& inp = m.unit(m.UNIT(1));
+  DeckCounts n;
+  DECKCNT(m, inp, n);
+  store_counts(m, n);
+  if (n.NGAP > 0 && n.NBODY > 0) job::FAIL(m, "GAP ELEMENT IS NOT AVAILABLE IN CONTACT ANALYSIS.", -2);
+  DECKALLOC(m, n);
+
+  base::rewind_unit(inp);
+  m.T(0) = 0.0;
+  m.LOADSET.fill(0);
+  m.TBL.fill(0.0);
+  m.CBPAIR.fill(0);
+  m.CBVAL.fill(0.0);
+
+  Reader r(m);
+  for (;;) {
+    if (!READCARD(m, r.card, 120)) DECKFAULT(m, r.card, "END OF FILE BEFORE THE \"END\" CARD");
+    const Key k = r.card.key;
+    if (k == K_END) break;
+    if (k == K_NONE || k == K_CNTND || k == K_CNTEL || k == K_NGLD || k == K_NPLNK || k == K_NBODY)
+      continue;
+    const long lim = room(m, k);
+    if (lim >= 0 && r.n[k] >= lim)
+      DECKFAULT(m, r.card, "MORE \"" + std::string(KEYNAME(k)) + "\" CARDS THAN " + count_card(k) +
+                               " ALLOWS (" + std::to_string(lim) + ")");
+    CARDSTORE(r);
+    ++r.n[k];
+  }
+  DECKFIN(m);
+  DECKECHO(m);
+  m.TIMES(model::T_INPUT) = m.clock.now() - t0;
+}
+
+}  // namespace ossa::deck

@@ -1,0 +1,103 @@
+#include "base/files.hpp"
+#include "job/job.hpp"
+#include "job/stop.hpp"
+
+namespace ossa::job {
+
+OutSched OUTINIT(const Model& m) {
+  OutSched s;
+  const int nstep = m.NSTEP();
+  const double tend = nstep >= 0 && m.T.allocated() ? m.T(nstep) : 0.0;
+  s.STEPINT = m.KK(8) != 0 ? m.KK(8) : nstep;
+  s.NEXTSTEP = s.STEPINT;
+  s.TIMEINT = m.RR(9) != 0.0 ? m.RR(9) : tend;
+  s.NEXTTIME = s.TIMEINT;
+  return s;
+}
+
+int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG) {
+  if (STOPFLAG == 1) return 1;
+  const int nstep = m.NSTEP();
+  const double tend = m.T(nstep);
+  // Output may be held back until the first status change, but never at the end.
+  const bool held = m.KK(10) != 0 && FIRSTCHG < 1;
+  if (m.KK(33) == 0) {
+    const int ns = s.NEXTSTEP < 0 ? 0 : (s.NEXTSTEP > nstep ? nstep : s.NEXTSTEP);
+    if (!(t > m.T(ns) - 1.0e-8)) return 0;
+    const int doout = (held && s.NEXTSTEP != nstep) ? 0 : 1;
+    s.NEXTSTEP += s.STEPINT > 0 ? s.STEPINT : nstep;
+    if (s.NEXTSTEP > nstep) s.NEXTSTEP = nstep;
+    return doout;
+  }
+  if (m.KK(33) == 1) {
+    if (!(t > s.NEXTTIME - 1.0e-8)) return 0;
+    const int doout = (held && s.NEXTTIME != tend) ? 0 : 1;
+    if (s.TIMEINT > 0.0) {
+      while (!(s.NEXTTIME > t + 1.0e-8)) s.NEXTTIME += s.TIMEINT;
+    } else {
+      s.NEXTTIME = tend;  // no interval to grow by: only the end remains
+    }
+    if (s.NEXTTIME > tend - 1.0e-8) s.NEXTTIME = tend;
+    return doout;
+  }
+  return 0;
+}
+
+namespace {
+
+// The drivers' shared first part: the model and its equation index.
+void DRVPREP(Model& m, Walk& w, bool dynamic) {
+  const int nstep = m.NSTEP();
+  w.RIKSLIM = (!dynamic && m.KK(7) != 0) ? m.KK(7) : nstep + 1;
+  model::MODELALLOC(m);
+  const int nn = m.NNODE();
+  if (m.U.allocated()) m.U.fill(0.0);
+  for (int i = 1; i <= nn && m.X.allocated(); ++i)
+    for (int j = 1; j <= 3; ++j) m.X(j, i) = m.XOLD(j, i) = m.XYZ(j, i);
+  w.STEP = 0;
+  w.NSUB = 1;
+  w.FIRSTCHG = 0;
+  w.STOPFLAG = 0;
+}
+
+}  // namespace
+
+void STEPWALK(Model& m, Walk& w, bool dynamic) {
+  (void)dynamic;
+  const int nstep = m.NSTEP();
+  const double tend = m.T(nstep);
+  OutSched s = OUTINIT(m);
+  PROGRESS(0.0, tend);
+  if (nstep < 1) return;
+  for (;;) {
+    ++w.STEP;
+    if (w.STEP > nstep) break;  // the table is spent
+    const double t0 = m.T(w.STEP - 1);
+    const double dt = (m.T(w.STEP) - t0) / w.NSUB;
+    for (int isub = 1; isub <= w.NSUB; ++isub) {
+      w.TIME = isub * dt + t0;
+      if (w.STOPFLAG == 1) break;
+      if (isub < w.NSUB) PROGRESS(w.TIME, tend);
+    }
+    PROGRESS(w.TIME, tend);
+    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) ++w.NOUT;
+    if (w.TIME > tend - 1.0e-8 || w.STOPFLAG == 1) break;
+  }
+}
+
+void DRVSTAT(Model& m) {
+  Walk w;
+  DRVPREP(m, w, false);
+  STEPWALK(m, w, false);
+  // The repeat snapshot goes at the end, also when it was never written.
+  if (m.KK(2) == 1 && m.KK(5) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
+}
+
+void DRVDYN(Model& m) {
+  Walk w;
+  DRVPREP(m, w, true);
+  STEPWALK(m, w, true);
+  if (m.KK(2) == 1 && m.KK(5) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
+}
+
+}  // namespace ossa::job

@@ -1,0 +1,81 @@
+#include <string>
+
+#if defined(__SSE__)
+#include <xmmintrin.h>
+#endif
+
+#include "base/files.hpp"
+#include "deck/deck.hpp"
+#include "job/job.hpp"
+#include "job/stop.hpp"
+
+namespace ossa::job {
+
+void FPCONTROL() {
+#if defined(__SSE__)
+  // Flush-to-zero (bit 15) and denormals-are-zero (bit 6).
+  _mm_setcsr(_mm_getcsr() | 0x8040u);
+#endif
+}
+
+namespace {
+
+// Opens a direct-access work file and writes its last record, so that every
+// record exists from the start and can be read in any order.
+void open_work(Model& m, int i, long recl, long last) {
+  base::Unit& u = m.unit(m.UNIT(i));
+  if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl))
+    FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
+  if (!base::dwrite(u, last, nullptr, 0))
+    FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[i - 1]);
+}
+
+}  // namespace
+
+int MAIN__() {
+  FPCONTROL();
+  Model m;
+  m.clock.now();
+  model::MODELRESET(m);
+  base::Unit& inp = m.unit(m.UNIT(1));
+  base::Unit& log = m.unit(m.UNIT(2));
+  if (!base::open_text_in(inp, model::UNIT_FILE[0])) {
+    std::fprintf(stderr, "ossa: cannot open EXEC.INP in the working directory\n");
+    return 2;
+  }
+  if (!base::open_text_out(log, model::UNIT_FILE[1])) {
+    std::fprintf(stderr, "ossa: cannot open EXEC.LOG in the working directory\n");
+    return 2;
+  }
+  deck::DECKIN(m);
+
+  if (m.KK(2) == 1) {
+    open_work(m, 6, 240, 3L * m.NSHELL() + 1);
+    open_work(m, 7, 336, static_cast<long>(m.NSOLID()) + 1);
+  }
+  if (m.NRUBB() > 0) {
+    open_work(m, 8, 1080, static_cast<long>(m.NRUBB()) + 1);
+    open_work(m, 9, 408, static_cast<long>(m.NRUBB()) + 1);
+  }
+  if (m.KK(3) == 0) DRVSTAT(m);
+  else if (m.KK(3) == 1) DRVDYN(m);
+
+  if (m.KK(2) == 1) {
+    // A restart needs the plastic operators; otherwise they go.
+    const bool drop = m.KK(20) != 1;
+    base::close_unit(m.unit(m.UNIT(6)), drop);
+    base::close_unit(m.unit(m.UNIT(7)), drop);
+  }
+  if (m.NRUBB() > 0) {
+    base::close_unit(m.unit(m.UNIT(8)), true);
+    base::close_unit(m.unit(m.UNIT(9)), true);
+  }
+  ELAPSED(m, m.UNIT(2));
+  base::flush_unit(log);
+  ENDLINE(1, 1);
+  base::close_unit(log);
+  base::close_unit(inp);
+  return 1;
+}
+
+}  // namespace ossa::job

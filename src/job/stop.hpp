@@ -1,0 +1,40 @@
+// The common failure path and the job's reports: the error stop, the elapsed
+// time report, allocation checks, progress and end lines.
+#pragma once
+#include <string>
+#include <string_view>
+
+#include "model/model.hpp"
+
+namespace ossa::job {
+
+using model::Model;
+
+// Writes a line to the log unit.
+void LOGLINE(Model& m, std::string_view line);
+// A fatal message as routines write it: one empty line, then a blank and the text.
+void LOGMSG(Model& m, std::string_view text);
+
+// Writes " *** ERROR NO. ***", the two numbers, the time report and the end
+// line, and ends the process with status 0.
+[[noreturn]] void ERRSTOP(Model& m, int NO1, int NO2, int LOGUNIT);
+// LOGMSG(text) followed by ERRSTOP on the log unit.
+[[noreturn]] void FAIL(Model& m, std::string_view text, int NO1, int NO2 = 0);
+
+// The elapsed-time report on the log unit.
+void ELAPSED(Model& m, int LOGUNIT);
+
+// Checks N allocation status words; the first non-zero one stops the job
+// with "MEMORY ALLOCATION ERROR" and -5.
+void ALLOCCHK(Model& m, const int* STATUS, int N, int NO2, int LOGUNIT);
+
+// "##$$ExSv proc %d" with the integer part of 100 * time / end time.
+int PROGRESS(double time, double tend);
+void ENDLINE(int no1, int no2);
+
+// The file layer's own stop, for input the numbered checks do not cover: the
+// message goes to the log and standard error, and the process ends with a
+// non-zero status and no end line.
+[[noreturn]] void FILESTOP(Model& m, const std::string& message);
+
+}  // namespace ossa::job

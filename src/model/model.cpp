@@ -1,0 +1,88 @@
+#include "model/model.hpp"
+
+#include "job/stop.hpp"
+
+namespace ossa::model {
+
+void MODELRESET(Model& m) {
+  m.KK.fill(0);
+  m.RR.fill(0.0);
+  m.TIMES.fill(0.0);
+  for (int i = 1; i <= 20; ++i) m.UNIT(i) = 10 + i;
+  for (int i = 1; i <= NUNITFILE; ++i) m.unit(m.UNIT(i)).name = UNIT_FILE[i - 1];
+}
+
+void MODELALLOC(Model& m) {
+  const int nn = m.NNODE() > 0 ? m.NNODE() : 0;
+  const int n = nn + (m.NAUX() > 0 ? m.NAUX() : 0);
+  int st[48] = {};
+  int k = 0;
+  auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
+  a(m.DOFTAB.allocate(7, nn));
+  a(m.IDOF.allocate(7, nn));
+  a(m.LINKPTR.allocate(2, 6, nn));
+  const int kind = m.KK(3);
+  if (kind == 0 || kind == 1) {
+    a(m.DUE.allocate(6, nn));
+    a(m.X.allocate(3, nn));
+    a(m.XOLD.allocate(3, nn));
+    for (auto& w : m.NODW) a(w.allocate(3, nn));
+    a(m.FRAMEFLG.allocate(nn));
+    a(m.FRAME.allocate(3, 3, nn));
+    a(m.F.allocate(7, n));
+    a(m.REACT.allocate(7, nn));
+    a(m.LINKF.allocate(7, nn));
+  }
+  a(m.WORK1.allocate(7L * n));
+  a(m.WORK2.allocate(7L * n));
+  if (kind == 0) {
+    a(m.U.allocate(7, n));
+    a(m.UPREV.allocate(7, nn));
+    a(m.FREF.allocate(7, n));
+    for (auto& w : m.INCW) a(w.allocate(7, n));
+  } else if (kind == 1) {
+    for (auto& w : m.DYNW) a(w.allocate(7, n));
+    a(m.MVN.allocate(3, n));
+    a(m.MVO.allocate(3, n));
+    a(m.AMVN.allocate(3, n));
+    a(m.AMVO.allocate(3, n));
+    a(m.DEADND.allocate(nn));
+  }
+  job::ALLOCCHK(m, st, k, 0, m.UNIT(2));
+}
+
+namespace {
+
+template <class A>
+long words(const A& a) {
+  using T = std::remove_reference_t<decltype(*a.data())>;
+  return a.allocated() ? a.size() * static_cast<long>(sizeof(T) / 4 ? sizeof(T) / 4 : 1) : 0;
+}
+
+}  // namespace
+
+long FREEWORDS(const Model& m) {
+  long w = 0;
+  w += words(m.NODEID) + words(m.XYZ) + words(m.ELEM) + words(m.SOLREC) + words(m.SHLREC) +
+       words(m.GAPREC) + words(m.RUBREC) + words(m.TRSREC) + words(m.T) + words(m.LOADSET) +
+       words(m.TBL) + words(m.FRCNOD) + words(m.FRCVAL) + words(m.DFCNOD) + words(m.DFCVAL) +
+       words(m.PRSNOD) + words(m.PRSVAL) + words(m.DSPNOD) + words(m.DSPVAL) + words(m.PLKNOD) +
+       words(m.PLKFLG) + words(m.VELTBL) + words(m.SPLPAIR) + words(m.BODYEND) +
+       words(m.CSFNOD) + words(m.CBPAIR) + words(m.CBVAL);
+  for (long i = 1; m.TRSREC.allocated() && i <= m.TRSREC.size(); ++i) w += words(m.TRSREC(i).CURVE);
+  w += words(m.PROPIP) + words(m.PROPFP) + words(m.TRSN) + words(m.TRSTBL) + words(m.NODMAP) +
+       words(m.ELMAP);
+  w += words(m.DOFTAB) + words(m.IDOF) + words(m.LINKPTR) + words(m.DUE) + words(m.X) +
+       words(m.XOLD) + words(m.FRAMEFLG) + words(m.FRAME) + words(m.F) + words(m.REACT) +
+       words(m.LINKF) + words(m.WORK1) + words(m.WORK2) + words(m.U) + words(m.UPREV) +
+       words(m.FREF) + words(m.MVN) + words(m.MVO) + words(m.AMVN) + words(m.AMVO) +
+       words(m.DEADND);
+  for (const auto& a : m.NODW) w += words(a);
+  for (const auto& a : m.INCW) w += words(a);
+  for (const auto& a : m.DYNW) w += words(a);
+  w += words(m.IA) + words(m.JA) + words(m.AV) + words(m.RHS) + words(m.DX);
+  for (const auto& a : m.ARCV) w += words(a);
+  return w;
+}
+
+}  // namespace ossa::model

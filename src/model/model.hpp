@@ -1,0 +1,130 @@
+// The Model: control records, the file table, the clock and every model array.
+// One object, created by MAIN__ and passed by reference to every routine.
+#pragma once
+#include <array>
+#include <cstdint>
+
+#include "base/array.hpp"
+#include "base/clock.hpp"
+#include "base/files.hpp"
+#include "model/records.hpp"
+
+namespace ossa::model {
+
+using base::Arr1;
+using base::Arr2;
+using base::Arr3;
+using base::Fix;
+
+// Fixed file names of the working directory, by unit number 11..21.
+inline constexpr const char* UNIT_FILE[] = {"EXEC.INP", "EXEC.LOG",  "EXEC.WK1",  "EXEC.WK2",
+                                            "EXEC.RST", "EXEC.SHL",  "EXEC.SOL",  "EXEC.RUB1",
+                                            "EXEC.RUB2", "EXEC.RST1", "EXEC.RST2"};
+inline constexpr int NUNITFILE = 11;
+
+// Indices into TIMES.
+enum TimeRow { T_INPUT = 1, T_INDEX, T_ASSEMBLY, T_SOLUTION, T_RECOVERY, T_CPREP, T_CONTACT,
+               T_OUTPUT, T_MISC, T_TOTAL };
+
+struct Model {
+  // Control records (entries listed with their writers where they are set).
+  Fix<std::int32_t, 100> KK;
+  Fix<double, 20> RR;
+  Fix<std::int32_t, 20> UNIT;
+  Fix<double, 10> TIMES;
+  base::Clock clock;
+  // Units by number: unit(UNIT(i)) is the file of UNIT(i) = 10 + i.
+  std::array<base::Unit, 32> units;
+  base::Unit& unit(int no) { return units.at(static_cast<std::size_t>(no)); }
+
+  // ---- Deck arrays -----------------------------------------------------------
+  Arr1<std::int32_t> NODEID;   // NNODE+NAUX
+  Arr2<double> XYZ;            // 3, NNODE+NAUX
+  Arr1<ELEMREC> ELEM;          // NELEM
+  Arr1<model::SOLREC> SOLREC;           // NSOLID
+  Arr1<model::SHLREC> SHLREC;           // NSHELL
+  Arr1<model::GAPREC> GAPREC;           // NGAP
+  Arr1<model::RUBREC> RUBREC;           // NRUBB
+  Arr1<model::TRSREC> TRSREC;           // NTRUSS
+  Arr1<double> T;              // 0:NSTEP
+  Arr2<std::int32_t> LOADSET;  // 4, NLOAD
+  Arr3<double> TBL;            // MAXLDT, 2, NLOAD
+  Arr1<std::int32_t> FRCNOD;   // NFORCE
+  Arr2<double> FRCVAL;         // 6, NFORCE
+  Arr2<std::int32_t> DFCNOD;   // 3, NDIRFC
+  Arr1<double> DFCVAL;         // NDIRFC
+  Arr2<std::int32_t> PRSNOD;   // 3, NPRESS
+  Arr1<double> PRSVAL;         // NPRESS
+  Arr1<std::int32_t> DSPNOD;   // NDISP
+  Arr2<double> DSPVAL;         // 6, NDISP
+  Arr1<std::int32_t> PLKNOD;   // NPLNK
+  Arr2<std::int32_t> PLKFLG;   // 6, NPLNK
+  Arr2<double> VELTBL;         // 3, NVEL
+  Arr2<std::int32_t> SPLPAIR;  // 2, NSPLNK
+  Arr1<std::int32_t> BODYEND;  // NBODY
+  Arr2<std::int32_t> CSFNOD;   // 3, NCSURF
+  Arr2<std::int32_t> CBPAIR;   // NBODY, NBODY
+  Arr3<double> CBVAL;          // 2, NBODY, NBODY
+
+  // Reader-local, released after translation.
+  Arr2<std::int32_t> PROPIP;   // 6, NPROP
+  Arr2<double> PROPFP;         // 9, NPROP
+  Arr1<std::int32_t> TRSN;     // NTRSTB
+  Arr3<double> TRSTBL;         // MAXPTS, 2, NTRSTB
+  Arr1<std::int32_t> NODMAP;   // MAXNOD
+  Arr2<std::int32_t> ELMAP;    // 5, MAXELEM
+  // Reader sizes that outlive the counting pass.
+  std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0, MAXLDT = 0;
+
+  // ---- Solution arrays (MODELALLOC) ------------------------------------------
+  Arr2<std::int32_t> DOFTAB;   // 7, NNODE
+  Arr2<std::int32_t> IDOF;     // 7, NNODE
+  Arr3<std::int32_t> LINKPTR;  // 2, 6, NNODE
+  Arr2<double> DUE;            // 6, NNODE
+  Arr2<double> X, XOLD;        // 3, NNODE
+  std::array<Arr2<double>, 5> NODW;  // 3, NNODE: node axis work
+  Arr1<std::int32_t> FRAMEFLG; // NNODE
+  Arr3<double> FRAME;          // 3, 3, NNODE
+  Arr2<double> F;              // 7, N
+  Arr2<double> REACT, LINKF;   // 7, NNODE
+  Arr1<double> WORK1, WORK2;   // 7*N, contact iteration
+  // Static jobs.
+  Arr2<double> U;              // 7, N
+  Arr2<double> UPREV;          // 7, NNODE
+  Arr2<double> FREF;           // 7, N
+  std::array<Arr2<double>, 6> INCW;   // 7, N: vectors of the increment
+  // Dynamic jobs.
+  std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
+  Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
+  Arr1<std::int32_t> DEADND;          // NNODE
+
+  // ---- Equation index and solver arrays --------------------------------------
+  Arr1<std::int32_t> IA, JA;   // NEQ+1, NZ
+  Arr1<double> AV;             // NZ
+  Arr2<double> RHS, DX;        // NEQ, 2
+  std::array<Arr1<double>, 3> ARCV;   // NEQ each, when KK(7) /= 0
+
+  // Sizes used throughout.
+  int NNODE() const { return KK(11); }
+  int NAUX() const { return KK(16); }
+  int NELEM() const { return KK(12); }
+  int NSHELL() const { return KK(13); }
+  int NSOLID() const { return KK(14); }
+  int NGAP() const { return KK(15); }
+  int NRUBB() const { return KK(16); }
+  int NTRUSS() const { return KK(17); }
+  int NSTEP() const { return KK(4); }
+  int NEQ() const { return KK(22); }
+};
+
+// Zeroes KK and RR, fills UNIT and names each unit's file.
+void MODELRESET(Model& m);
+
+// Allocates the solution arrays by KK(3) and checks them with ALLOCCHK.
+void MODELALLOC(Model& m);
+
+// Four-byte words held by all allocated model arrays: a real counts two, an
+// integer one (records count by their size in bytes / 4).
+long FREEWORDS(const Model& m);
+
+}  // namespace ossa::model
