@@ -34,12 +34,17 @@ void put(Unit& u, std::string_view line) {
 bool get_line(Unit& u, std::string& line) {
   line.clear();
   if (!u.fp) return false;
-  int c;
+  // Read through a fixed chunk so that a long deck costs no per-character calls.
+  char buf[512];
   bool any = false;
-  while ((c = std::fgetc(u.fp)) != EOF) {
+  while (std::fgets(buf, sizeof buf, u.fp)) {
     any = true;
-    if (c == '\n') break;
-    line.push_back(static_cast<char>(c));
+    const std::size_t n = std::strlen(buf);
+    if (n > 0 && buf[n - 1] == '\n') {
+      line.append(buf, n - 1);
+      break;
+    }
+    line.append(buf, n);
   }
   if (!any) return false;
   if (!line.empty() && line.back() == '\r') line.pop_back();

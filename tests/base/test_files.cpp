@@ -1,0 +1,116 @@
+// Direct-access and sequential binary files, and the array type's indexing.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+
+#include "base/array.hpp"
+#include "base/files.hpp"
+#include "testutil.hpp"
+
+using namespace ossa::base;
+
+TEST(DirectFile, LastRecordPreallocatesAndRecordsReadBack) {
+  ossa::test::ScratchDir dir;
+  Unit u;
+  ASSERT_TRUE(open_direct(u, "EXEC.SOL", 336));
+  ASSERT_TRUE(dwrite(u, 11, nullptr, 0));
+  flush_unit(u);
+  EXPECT_EQ(ossa::test::file_size("EXEC.SOL"), 11 * 336);
+  double a[42], b[42];
+  for (int i = 0; i < 42; ++i) a[i] = i * 0.5;
+  ASSERT_TRUE(dwrite(u, 3, a, sizeof a));
+  ASSERT_TRUE(dread(u, 3, b, sizeof b));
+  for (int i = 0; i < 42; ++i) EXPECT_EQ(b[i], a[i]);
+  ASSERT_TRUE(dread(u, 2, b, sizeof b));  // never written: zeros
+  EXPECT_EQ(b[0], 0.0);
+  ASSERT_TRUE(dread(u, 20, b, sizeof b));  // past the end: zeros
+  EXPECT_EQ(b[41], 0.0);
+  EXPECT_FALSE(dwrite(u, 0, a, 8));         // records count from 1
+  EXPECT_FALSE(dwrite(u, 1, a, 400));       // longer than the record
+  close_unit(u, true);
+  EXPECT_FALSE(ossa::test::exists("EXEC.SOL"));
+}
+
+TEST(SeqFile, RecordsCarryTheirLength) {
+  ossa::test::ScratchDir dir;
+  Unit u;
+  ASSERT_TRUE(open_seq_out(u, "EXEC.RST"));
+  const std::int32_t kk[3] = {1, 2, 3};
+  const double rr[2] = {1.5, -2.5};
+  ASSERT_TRUE(swrite(u, kk, sizeof kk));
+  ASSERT_TRUE(swrite(u, rr, sizeof rr));
+  ASSERT_TRUE(swrite(u, nullptr, 0));
+  close_unit(u);
+  EXPECT_EQ(ossa::test::file_size("EXEC.RST"), (12 + 8) + (16 + 8) + 8);
+  // The layout is the common one: length, data, length.
+  const std::string raw = ossa::test::read_file("EXEC.RST");
+  std::int32_t head = 0;
+  std::memcpy(&head, raw.data(), 4);
+  EXPECT_EQ(head, 12);
+
+  ASSERT_TRUE(open_seq_in(u, "EXEC.RST"));
+  std::int32_t k2[3] = {};
+  double r2[1] = {};
+  EXPECT_EQ(sread(u, k2, sizeof k2), 12);
+  EXPECT_EQ(k2[2], 3);
+  EXPECT_EQ(sread(u, r2, sizeof r2), 16);  // a longer record is cut to the buffer
+  EXPECT_EQ(r2[0], 1.5);
+  EXPECT_EQ(sread(u, r2, sizeof r2), 0);
+  EXPECT_EQ(sread(u, r2, sizeof r2), -1);  // end of file
+  close_unit(u, true);
+}
+
+TEST(TextFile, LinesAreCountedAndCarriageReturnsDropped) {
+  ossa::test::ScratchDir dir;
+  ossa::test::write_file("EXEC.INP", "ONE\r\n\nTHREE " + std::string(700, 'x') + "\nLAST");
+  Unit u;
+  ASSERT_TRUE(open_text_in(u, "EXEC.INP"));
+  std::string l;
+  ASSERT_TRUE(get_line(u, l)); EXPECT_EQ(l, "ONE");
+  ASSERT_TRUE(get_line(u, l)); EXPECT_EQ(l, "");
+  ASSERT_TRUE(get_line(u, l)); EXPECT_EQ(l.size(), 706u);  // longer than the read chunk
+  ASSERT_TRUE(get_line(u, l)); EXPECT_EQ(l, "LAST");       // no final newline
+  EXPECT_EQ(u.line, 4);
+  EXPECT_FALSE(get_line(u, l));
+  rewind_unit(u);
+  ASSERT_TRUE(get_line(u, l)); EXPECT_EQ(u.line, 1);
+  close_unit(u);
+}
+
+TEST(ArrayType, OneBasedColumnMajorWithLowerBound) {
+  Arr2<int> a;
+  ASSERT_TRUE(a.allocate(3, 4));
+  EXPECT_EQ(a.size(), 12);
+  a(2, 1) = 5;
+  a(1, 2) = 7;
+  EXPECT_EQ(a.data()[1], 5);  // first index runs fastest
+  EXPECT_EQ(a.data()[3], 7);
+  Arr1<double> t;
+  ASSERT_TRUE(t.allocate(Dim(0, 5)));
+  EXPECT_EQ(t.size(), 6);
+  t(0) = 1.0;
+  t(5) = 2.0;
+  EXPECT_EQ(t.data()[0], 1.0);
+  EXPECT_EQ(t.data()[5], 2.0);
+  Arr3<double> e;
+  ASSERT_TRUE(e.allocate(2, 0, 3));  // an extent of 0 is a valid empty array
+  EXPECT_TRUE(e.allocated());
+  EXPECT_EQ(e.size(), 0);
+  Arr1<int> neg;
+  ASSERT_TRUE(neg.allocate(-4));  // negative counts are taken as 0
+  EXPECT_EQ(neg.size(), 0);
+  Fix<double, 5, 4, 3> s;
+  s(2, 3, 1) = 1.0;
+  EXPECT_EQ(s.data()[1 + 5 * 2], 1.0);
+}
+
+#ifndef NDEBUG
+TEST(ArrayTypeDeath, BoundsAreCheckedInDebugBuilds) {
+  Arr2<int> a;
+  ASSERT_TRUE(a.allocate(3, 4));
+  EXPECT_DEATH(a(4, 1) = 0, "outside");
+  EXPECT_DEATH(a(1, 0) = 0, "outside");
+  Fix<int, 6> f;
+  EXPECT_DEATH(f(7) = 0, "outside");
+}
+#endif
