@@ -1,0 +1,116 @@
+// The error stop, the elapsed-time report and the progress and end lines.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdio>
+
+#include "job/stop.hpp"
+#include "model/model.hpp"
+#include "testutil.hpp"
+
+using namespace ossa;
+
+namespace {
+
+// A model with its log open in the working directory and a clock that
+// started `ago` seconds before now.
+void open_log(model::Model& m, double ago) {
+  model::MODELRESET(m);
+  ASSERT_TRUE(base::open_text_out(m.unit(m.UNIT(2)), "EXEC.LOG"));
+  m.clock.started = true;
+  m.clock.t0 = std::chrono::steady_clock::now() -
+               std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                   std::chrono::duration<double>(ago));
+}
+
+}  // namespace
+
+TEST(ElapsedReport, LayoutAndShares) {
+  test::ScratchDir dir;
+  model::Model m;
+  open_log(m, 10.0);
+  m.TIMES(1) = 2.5;
+  m.TIMES(4) = 5.0;
+  job::ELAPSED(m, m.UNIT(2));
+  base::close_unit(m.unit(m.UNIT(2)));
+  const auto l = test::read_lines("EXEC.LOG");
+  ASSERT_EQ(l.size(), 14u);
+  EXPECT_EQ(l[0], "");
+  EXPECT_EQ(l[1], " ***** ELAPSED TIME *****");
+  EXPECT_EQ(l[2], "                            (SEC)    (%)");
+  EXPECT_EQ(l[3], "   INPUT               :      2.5   25.0");
+  EXPECT_EQ(l[4], "   INDEX               :      0.0    0.0");
+  EXPECT_EQ(l[6], "   MATRIX SOLUTION     :      5.0   50.0");
+  EXPECT_EQ(l[9], "   CONTACT             :      0.0    0.0");
+  EXPECT_EQ(l[10], "   OUTPUT              :      0.0    0.0");
+  EXPECT_EQ(l[11], "   MISCELLANEOUS       :      2.5   25.0");
+  EXPECT_EQ(l[12], "   -------------------------------------");
+  EXPECT_EQ(l[13], "   TOTAL               :     10.0  100.0");
+}
+
+TEST(ElapsedReport, NegativeRestShowsZero) {
+  test::ScratchDir dir;
+  model::Model m;
+  open_log(m, 1.0);
+  m.TIMES(3) = 0.6;
+  m.TIMES(5) = 0.6;  // rounding can make the sum exceed the total
+  job::ELAPSED(m, m.UNIT(2));
+  EXPECT_EQ(m.TIMES(9), 0.0);
+  base::close_unit(m.unit(m.UNIT(2)));
+  EXPECT_EQ(test::read_lines("EXEC.LOG")[11], "   MISCELLANEOUS       :      0.0    0.0");
+}
+
+TEST(ErrorStop, LogLayoutEndLineAndStatus) {
+  test::ScratchDir dir;
+  EXPECT_EXIT(
+      {
+        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
+        model::Model m;
+        open_log(m, 0.0);
+        job::FAIL(m, "MEMORY ALLOCATION ERROR", -5);
+      },
+      ::testing::ExitedWithCode(0), "");
+  const auto l = test::read_lines("EXEC.LOG");
+  ASSERT_GE(l.size(), 5u);
+  EXPECT_EQ(l[0], "");
+  EXPECT_EQ(l[1], " MEMORY ALLOCATION ERROR");
+  EXPECT_EQ(l[2], " *** ERROR NO. ***");
+  EXPECT_EQ(l[3], "  -5  0");
+  EXPECT_EQ(l[5], " ***** ELAPSED TIME *****");
+  EXPECT_EQ(l.back().substr(0, 24), "   TOTAL               :");
+  EXPECT_EQ(test::read_file("stdout.txt"), "##$$ExSv end -5 0\n");
+}
+
+TEST(ErrorStop, AllocationCheckStopsAtFirstFailure) {
+  test::ScratchDir dir;
+  model::Model m;
+  open_log(m, 0.0);
+  const int ok[3] = {0, 0, 0};
+  job::ALLOCCHK(m, ok, 3, 0, m.UNIT(2));   // all good: returns
+  job::ALLOCCHK(m, nullptr, 0, 0, m.UNIT(2));  // nothing to check
+  const int bad[3] = {0, 1, 1};
+  EXPECT_EXIT(
+      {
+        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
+        job::ALLOCCHK(m, bad, 3, 7, m.UNIT(2));
+      },
+      ::testing::ExitedWithCode(0), "");
+  const auto l = test::read_lines("EXEC.LOG");
+  ASSERT_GE(l.size(), 3u);
+  EXPECT_EQ(l[1], " MEMORY ALLOCATION ERROR");
+  EXPECT_EQ(l[3], "  -5  7");
+  EXPECT_EQ(test::read_file("stdout.txt"), "##$$ExSv end -5 7\n");
+}
+
+TEST(ProgressLine, IntegerPartAndEnd) {
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(job::PROGRESS(0.0, 2.0), 0);
+  EXPECT_EQ(job::PROGRESS(0.999, 2.0), 49);
+  EXPECT_EQ(job::PROGRESS(1.9999, 2.0), 99);
+  EXPECT_EQ(job::PROGRESS(2.0, 2.0), 100);
+  EXPECT_EQ(job::PROGRESS(2.0 - 1e-12, 2.0), 100);  // reached within the loop's slack
+  job::ENDLINE(1, 1);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "##$$ExSv proc 0\n##$$ExSv proc 49\n##$$ExSv proc 99\n##$$ExSv proc 100\n"
+            "##$$ExSv proc 100\n##$$ExSv end 1 1\n");
+}
