@@ -103,6 +103,14 @@ struct Model {
   Arr1<double> AV;             // NZ
   Arr2<double> RHS, DX;        // NEQ, 2
   std::array<Arr1<double>, 3> ARCV;   // NEQ each, when KK(7) /= 0
+  // Processor CG: the preconditioner's off-diagonal values and the six work
+  // vectors (see CGSOLVE).
+  Arr1<double> LV;             // NZ
+  Arr2<double> CGW;            // NEQ, 6
+  // Shift of the diagonal preconditioner; once raised it stays for the job.
+  double CGSHIFT = 1.5;
+  // The solver's memory report is printed once a job, not on each rebuild.
+  bool SOLRPT = false;
 
   // Sizes used throughout.
   int NNODE() const { return KK(11); }
