@@ -32,6 +32,11 @@ struct Model {
   Fix<double, 20> RR;
   Fix<std::int32_t, 20> UNIT;
   Fix<double, 10> TIMES;
+  // From "CNTR3": stop limits of the status pass (three for shell layers,
+  // three for solids; 0 no limit) and the thread count handed to the
+  // parallel runtime (0: the runtime's own default).
+  Fix<std::int32_t, 6> STAT_LIMIT;
+  std::int32_t NTHREAD = 0;
   base::Clock clock;
   // Units by number: unit(UNIT(i)) is the file of UNIT(i) = 10 + i.
   std::array<base::Unit, 32> units;
