@@ -8,6 +8,7 @@
 #include "base/clock.hpp"
 #include "base/files.hpp"
 #include "model/records.hpp"
+#include "solvers/ork/orkdata.hpp"
 
 namespace ossa::model {
 
@@ -108,6 +109,7 @@ struct Model {
   Arr1<double> AV;             // NZ
   Arr2<double> RHS, DX;        // NEQ, 2
   std::array<Arr1<double>, 3> ARCV;   // NEQ each, when KK(7) /= 0
+  solvers::ORKDATA ORK;        // ORK's analysis and work arrays, KK(21)=2
   // Processor CG: the preconditioner's off-diagonal values and the six work
   // vectors (see CGSOLVE).
   Arr1<double> LV;             // NZ

@@ -1,0 +1,94 @@
+// ORK's arrays and scalars: the packed analysis in ORKI, the real work array
+// ORKR, the solve's work vectors and the figures of the analysis. One member
+// of the Model; the analysis fills it, the factorisation and solve use it.
+#pragma once
+#include <cstdint>
+
+#include "base/array.hpp"
+
+namespace ossa::solvers {
+
+// Header of ORKI: entries 1..ORKHDR hold the order, counts and the positions
+// (in ORKI, or in ORKR for the buffers) of every section.
+inline constexpr int ORKHDR = 140;
+enum OrkHeader : int {
+  HN = 1,       // order of the matrix, NEQ
+  HNSUP = 2,    // nodes of the assembly tree after amalgamation
+  HISIZ = 3,    // declared length of ORKI
+  HRSIZ = 4,    // declared length of ORKR
+  HFREE = 5,    // ORKR: top of the contribution stack (it grows downward from here)
+  HIFREE = 6,   // ORKI: free entries after the last fixed section
+  HTREE = 7,    // ORKI: position of the node table ORKNODE
+  HIDX = 8,     // ORKI: position of the planned index lists (all nodes, postorder)
+  HACT = 9,     // ORKI: position of the actual index lists (room up to HISIZ)
+  HKIND = 10,   // ORKI: position of the pivot-kind lists, NEQ entries
+  HPOS = 11,    // ORKI: per-equation map LOC (local row in the current front), NEQ entries
+  HPIV = 12,    // ORKI: per-equation map STAMP (last front that listed it), NEQ entries
+  HBUF1 = 13,   // ORKR: buffer of EXEC.WK1, 1026 entries
+  HBUF2 = 14,   // ORKR: buffer of EXEC.WK2, 1026 entries up to the end
+  HCOMP = 15,   // variables after compression
+  HFIXED = 16,  // 1 if some variables were marked to go last (never, here)
+  HNFIX = 17,   // count of variables marked to go last
+  HLIDX = 18,   // total length of the planned index lists
+  HMAXFO = 19,  // largest front order
+  HMAXBLK = 20  // largest factor block, if it fits 32 bits (else 2147483647)
+};
+
+// Node table: 20 integers a node, nodes numbered 1..HNSUP in postorder.
+inline constexpr int ORKNW = 20;
+enum OrkNode : int {
+  NOLD = 0,    // number of the node before the postorder
+  NPIV = 1,    // planned pivots
+  NBRD = 2,    // planned border rows
+  NPIVA = 3,   // pivots actually done (numeric phase), at first = NPIV
+  NBRDA = 4,   // border rows actually left, at first = NBRD
+  NPAR = 5,    // parent, 0 for a root
+  NCHILD = 6,  // first child, 0 for none
+  NSIB = 7,    // next sibling, 0 for none
+  NFPOS = 8,   // position of the factor block in the factor space
+  NSPOS = 9,   // position of the contribution block on the stack
+  NLIST = 10,  // ORKI position of the node's planned list (pivots, then border)
+  NLISTA = 11, // ORKI position of the node's actual list
+  NKIND = 12,  // ORKI position of the node's pivot-kind list
+  NZPIV = 14,  // pivots whose reciprocal is zero
+  NUPIV = 15   // columns forced to a unit pivot
+};
+
+struct ORKDATA {
+  base::Arr1<std::int32_t> ORKI;   // packed analysis: header, node table, lists, maps
+  base::Arr1<double> ORKR;         // factors, fronts, stack, file buffers: all memory left
+  base::Arr2<double> W;            // NEQ x 2: residual of each right-hand side
+  base::Arr1<std::int32_t> PERM;   // NEQ: marks of variables to go last (cleared, unused)
+  long ISIZ = 0;                   // length of ORKI, margin included
+  long RSIZIN = 0;                 // reals needed with everything in core, margin included
+  long RSIZOUT = 0;                // reals needed with factors and stack on file, margin included
+  long AVAIL = 0;                  // length of ORKR
+  int NRHS = 1;                    // right-hand sides the sizes were planned for
+  int ERRSTATE = 0;                // status word of the last ORK phase
+  int NPREP = 0;                   // preparations so far in this job (the report comes once)
+  // Figures of the analysis, for reports and checks.
+  int NCOMP = 0;                   // variables after compression
+  int NSUP = 0;                    // nodes after amalgamation
+  int MAXFO = 0;                   // largest front order
+  long FACT = 0;                   // planned factor entries, explicit zeros included
+  long EXTRA = 0;                  // explicit zeros added by amalgamation
+  long MAXBLK = 0;                 // largest factor block
+  long PEAK = 0;                   // in-core peak of factors + stack + front
+  long PEAK2 = 0;                  // largest front + contributions being assembled into it
+  double OPS = 0.0;                // planned flops of the factorisation (no delays)
+};
+
+// Entry f of node k of the node table.
+inline std::int32_t& ORKNODE(ORKDATA& o, int k, int f) {
+  return o.ORKI(o.ORKI(HTREE) + ORKNW * (k - 1) + f);
+}
+inline std::int32_t ORKNODE(const ORKDATA& o, int k, int f) {
+  return o.ORKI(o.ORKI(HTREE) + ORKNW * (k - 1) + f);
+}
+
+// Four-byte words held by ORK's arrays, for the budget sum.
+inline long ORKWORDS(const ORKDATA& o) {
+  return o.ORKI.size() + 2 * o.ORKR.size() + 2 * o.W.size() + o.PERM.size();
+}
+
+}  // namespace ossa::solvers
