@@ -39,7 +39,7 @@ void MODELALLOC(Model& m) {
     a(m.U.allocate(7, n));
     a(m.UPREV.allocate(7, nn));
     a(m.FREF.allocate(7, n));
-    for (auto& w : m.INCW) a(w.allocate(7, n));
+    for (auto* v : {&m.P, &m.W, &m.DU, &m.LINKV, &m.UCI, &m.XCI}) a(v->allocate(7, n));
   } else if (kind == 1) {
     for (auto& w : m.DYNW) a(w.allocate(7, n));
     a(m.MVN.allocate(3, n));
@@ -78,7 +78,7 @@ long FREEWORDS(const Model& m) {
        words(m.FREF) + words(m.MVN) + words(m.MVO) + words(m.AMVN) + words(m.AMVO) +
        words(m.DEADND);
   for (const auto& a : m.NODW) w += words(a);
-  for (const auto& a : m.INCW) w += words(a);
+  for (const auto* a : {&m.P, &m.W, &m.DU, &m.LINKV, &m.UCI, &m.XCI}) w += words(*a);
   for (const auto& a : m.DYNW) w += words(a);
   w += words(m.IA) + words(m.JA) + words(m.AV) + words(m.RHS) + words(m.DX);
   for (const auto& a : m.ARCV) w += words(a);

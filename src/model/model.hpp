@@ -98,7 +98,10 @@ struct Model {
   Arr2<double> U;              // 7, N
   Arr2<double> UPREV;          // 7, NNODE
   Arr2<double> FREF;           // 7, N
-  std::array<Arr2<double>, 6> INCW;   // 7, N: vectors of the increment
+  // The increment's vectors (7, N): internal force P, the additional nodes'
+  // residual W, the displacement increment DU, link forces LINKV, and the
+  // displacements and coordinates at the start of a contact iteration.
+  Arr2<double> P, W, DU, LINKV, UCI, XCI;
   // Dynamic jobs.
   std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
   Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
