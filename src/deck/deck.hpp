@@ -40,13 +40,19 @@ struct Card {
 
 // State of the storing pass: the card, and how many cards of each kind have
 // been stored so far (the storing routines use these as running numbers).
+// The line of each stored card is kept so that the translation after the
+// last card can name the card of a bad number.
 struct Reader {
   Model& m;
   Card card;
   std::int32_t n[K_COUNT] = {};  // cards stored, by keyword
+  std::int32_t NELEMS = 0;       // directory records made so far
   std::int32_t NGAPCARD = 0;     // gap elements made so far (three a card)
   std::int32_t LDGROUP = 0;      // current load group, 0 before the first "NLOAD"
+  std::int32_t NTBL = 0;         // "TBLLD" rows of the current group
   std::int32_t NSTEPS = 0;       // stations of T filled so far
+  base::Arr1<std::int32_t> LINE[K_COUNT];  // line of the i-th card of a kind
+  base::Arr1<std::int32_t> ELEMLINE;       // line of the card of each ELEM record
   explicit Reader(Model& mm) : m(mm) {}
 };
 
@@ -62,6 +68,10 @@ double RFIELD(const Model& m, const Card& c, int c1, int c2);
 [[noreturn]] void DECKFAULT(const Model& m, const Card& c, const std::string& what, int c1 = 0,
                             int c2 = 0);
 
+// Stops with input error -2 on a card whose numbers name nothing: the
+// message names the deck's line.
+[[noreturn]] void INPUTFAIL(Model& m, long line, const std::string& what);
+
 void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n);
 void DECKIN(Model& m);
 // Allocation of the deck arrays at their exact sizes (thirty-three status words).
@@ -70,8 +80,27 @@ void DECKALLOC(Model& m, const DeckCounts& n);
 // Stores the card in hand; called by the storing pass for every keyword
 // but "END" and the count cards.
 void CARDSTORE(Reader& r);
-// Translation, defaults and the echo, after the last card.
-void DECKFIN(Model& m);
+
+// Card routines by family. Each stores the fields of the card in hand.
+void MODELCARD(Reader& r);                 // "NODE", "SOLID", "SHELL", "RUBB", "TRUSS", "GAP"
+void CNTRLRD(Model& m, const Card& c);     // "CNTRL": defaults, fixed values, input checks
+void CNTR2RD(Model& m, const Card& c);
+void CNTR3RD(Model& m, const Card& c);     // stop limits, device, threads
+void PRPLTRD(Model& m, const Card& c);     // "PRPLT" and "PRPL2"
+void PROPTRD(Reader& r);
+void TRSTBRD(Reader& r);                   // reads the table's rows as well
+void KUKANRD(Reader& r);
+void LOADCARD(Reader& r);                  // "NLOAD", "TBLLD" and the four data cards
+void LINKCARD(Reader& r);                  // "PLNK", "SPLNK", "VEL"
+void CONTCARD(Reader& r);                  // "BODY", "CSURF", "CBODY"
+
+// The graphics device check for KK(28) >= 0: validates the device, may set
+// KK(28) to -1 and writes the check's two log lines.
+void DEVCHECK(Model& m);
+
+// Translation, defaults and the echo, after the last card. DECKFIN stops
+// with -2 on a number that names nothing, naming the card's line.
+void DECKFIN(Model& m, const Reader& r);
 void DECKECHO(Model& m);
 
 }  // namespace ossa::deck

@@ -1,8 +1,206 @@
+// After the last card: deck numbers become positions, the yield criterion
+// and the minimum modulus are settled, and each property row goes into its
+// element's record. A number that names nothing stops the job with the
+// card's line rather than reaching into memory it does not own.
+#include <string>
+
 #include "deck/deck.hpp"
+#include "job/stop.hpp"
 
 namespace ossa::deck {
 
-void DECKFIN(Model& m) { (void)m; }
-void DECKECHO(Model& m) { (void)m; }
+namespace {
+
+const char* kind_name(int type) {
+  static const char* const NAME[] = {"", "SHELL", "SOLID", "GAP", "RUBBER", "TRUSS"};
+  return type >= 1 && type <= 5 ? NAME[type] : "UNKNOWN";
+}
+
+// ---- Maps ---------------------------------------------------------------------
+
+void node_map(Model& m, const Reader& r) {
+  for (int i = 1; i <= m.NNODE(); ++i) {
+    const std::int32_t id = m.NODEID(i);
+    if (id < 1 || id > m.NODMAP.size())
+      INPUTFAIL(m, r.LINE[K_NODE](i), "NODE NUMBER " + std::to_string(id) + " IS NOT POSITIVE.");
+    m.NODMAP(id) = i;  // a repeated number: the later card wins
+  }
+}
+
+void elem_map(Model& m, const Reader& r) {
+  for (int j = 1; j <= m.NELEM(); ++j) {
+    const model::ELEMREC& e = m.ELEM(j);
+    if (e.ID < 1 || e.ID > m.ELMAP.extent(2))
+      INPUTFAIL(m, r.ELEMLINE(j), "ELEMENT NUMBER " + std::to_string(e.ID) + " IS NOT POSITIVE.");
+    m.ELMAP(e.TYPE, e.ID) = e.IDX;
+  }
+}
+
+// Position of node `id`, named on line `line`; 0 where no "NODE" card gave it.
+std::int32_t node_pos(Model& m, std::int32_t id, long line) {
+  const std::int32_t p = (id >= 1 && id <= m.NODMAP.size()) ? m.NODMAP(id) : 0;
+  if (p == 0)
+    INPUTFAIL(m, line, "NODE " + std::to_string(id) + " IS NOT DEFINED BY A \"NODE\" CARD.");
+  return p;
+}
+
+// ---- Translation -----------------------------------------------------------
+
+void translate(Model& m, const Reader& r) {
+  for (int j = 1; j <= m.NELEM(); ++j) {
+    model::ELEMREC& e = m.ELEM(j);
+    for (int k = 1; k <= e.NEN; ++k) e.NOD(k) = node_pos(m, e.NOD(k), r.ELEMLINE(j));
+  }
+  for (int i = 1; i <= m.KK(43); ++i) m.FRCNOD(i) = node_pos(m, m.FRCNOD(i), r.LINE[K_FORCE](i));
+  for (int i = 1; i <= m.KK(42); ++i) m.DSPNOD(i) = node_pos(m, m.DSPNOD(i), r.LINE[K_DISP](i));
+  for (int i = 1; i <= m.KK(41); ++i) m.PLKNOD(i) = node_pos(m, m.PLKNOD(i), r.LINE[K_PLNK](i));
+  for (int i = 1; i <= m.KK(45); ++i)
+    for (int k = 1; k <= 2; ++k) m.SPLPAIR(k, i) = node_pos(m, m.SPLPAIR(k, i), r.LINE[K_SPLNK](i));
+  for (int i = 1; i <= m.KK(82); ++i)
+    for (int k = 1; k <= 3; ++k) m.CSFNOD(k, i) = node_pos(m, m.CSFNOD(k, i), r.LINE[K_CSURF](i));
+}
+
+// ---- Defaults ----------------------------------------------------------------
+
+bool shell_or_solid(const Model& m, int row) {
+  return m.PROPIP(5, row) == 1 || m.PROPIP(5, row) == 2;
+}
+
+// Light material with a Poisson's ratio of bone takes Drucker-Prager,
+// everything else von Mises.
+void yield_type(Model& m, int nrow) {
+  for (int row = 1; row <= nrow; ++row) {
+    if (!shell_or_solid(m, row) || m.PROPIP(4, row) != 0) continue;
+    const double w = m.PROPFP(3, row), nu = m.PROPFP(1, row);
+    m.PROPIP(4, row) = (w < 2.7e-6 && nu >= 0.3 && nu <= 0.4) ? 2 : 1;
+  }
+}
+
+// A thousandth of the stiffest bone (of the stiffest shell or solid where
+// no bone has a modulus), or the softest bone if that is softer still.
+double emin(const Model& m, int nrow) {
+  double most = 0.0, most_all = 0.0;
+  for (int row = 1; row <= nrow; ++row) {
+    if (!shell_or_solid(m, row)) continue;
+    const double e = m.PROPFP(2, row);
+    if (e > most_all) most_all = e;
+    if (m.PROPIP(3, row) == 1 && e > most) most = e;
+  }
+  double x = 0.001 * (most == 0.0 ? most_all : most);
+  for (int row = 1; row <= nrow; ++row)
+    if (shell_or_solid(m, row) && m.PROPIP(3, row) == 1 && m.PROPFP(2, row) < x) x = m.PROPFP(2, row);
+  return x;
+}
+
+// ---- Property rows -------------------------------------------------------------
+
+// The fields that shells and solids share.
+template <class Rec>
+void bone_fields(const Model& m, int row, Rec& s) {
+  s.GROUP = m.PROPIP(1, row) + 10 * m.PROPIP(3, row) + 1;
+  s.E = m.PROPFP(2, row);
+  s.NU = m.PROPFP(1, row);
+  s.RHO = m.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.PROPIP(2, row);
+  s.ALPHA = m.PROPFP(7, row);
+  s.BETA = m.PROPFP(8, row);
+  s.SIGT = m.PROPFP(4, row);
+  s.YTYPE = m.PROPIP(4, row);
+  const double et0 = m.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(6);
+  const double et = et0 > et1 ? et0 : et1;
+  s.HPRIME = s.E * et / (s.E - et);
+  s.ECRUSH = m.PROPFP(9, row) * 1.0e-6;
+}
+
+void rubber_fields(const Model& m, int row, model::RUBREC& s) {
+  s.GROUP = m.PROPIP(1, row) + 1;
+  s.C1 = m.PROPFP(1, row);
+  s.C2 = m.PROPFP(2, row);
+  s.KB = m.PROPFP(4, row);
+  s.RHO = m.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.PROPIP(2, row);
+  s.ALPHA = m.PROPFP(7, row);
+  s.BETA = m.PROPFP(8, row);
+}
+
+void truss_fields(Model& m, int row, long line, model::TRSREC& s) {
+  const std::int32_t tab = m.PROPIP(1, row);
+  if (tab < 1 || tab > m.NTRSTB)
+    INPUTFAIL(m, line, "\"TRSTB\" TABLE " + std::to_string(tab) + " DOES NOT EXIST.");
+  const std::int32_t n = m.TRSN(tab);
+  s.TABLE = tab;
+  s.NPT = n;
+  const int st = s.CURVE.allocate(n, 2) ? 0 : 1;
+  job::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
+  for (int j = 1; j <= n; ++j)
+    for (int c = 1; c <= 2; ++c) s.CURVE(j, c) = m.TRSTBL(j, c, tab);
+}
+
+// Index of the element a row names in its kind's records; every row names
+// an existing element that is no gap, and no element has two rows.
+int row_target(Model& m, int row, long line, base::Arr2<std::int32_t>& owner) {
+  const std::int32_t code = m.PROPIP(5, row), id = m.PROPIP(6, row);
+  const bool ok = (code == 1 || code == 2 || code == 4 || code == 5) && id >= 1 &&
+                  id <= m.ELMAP.extent(2) && m.ELMAP(code, id) > 0;
+  if (!ok)
+    INPUTFAIL(m, line, "\"PROPT\" NAMES " + std::string(kind_name(code)) + " ELEMENT " +
+                           std::to_string(id) + ", WHICH DOES NOT EXIST.");
+  const int i = m.ELMAP(code, id);
+  if (owner(code, i) != 0)
+    INPUTFAIL(m, line, "SECOND \"PROPT\" ROW FOR " + std::string(kind_name(code)) + " ELEMENT " +
+                           std::to_string(id) + " (FIRST ON LINE " + std::to_string(owner(code, i)) +
+                           ").");
+  owner(code, i) = static_cast<std::int32_t>(line);
+  return i;
+}
+
+void copy_rows(Model& m, const Reader& r) {
+  const int nrow = r.n[K_PROPT];
+  int most = 0;
+  for (int k = 13; k <= 17; ++k) if (m.KK(k) > most) most = m.KK(k);
+  base::Arr2<std::int32_t> owner;  // line of the row of each (kind, index), 0 none
+  const int st = owner.allocate(5, most) ? 0 : 1;
+  job::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
+  for (int row = 1; row <= nrow; ++row) {
+    const long line = r.LINE[K_PROPT](row);
+    const int i = row_target(m, row, line, owner);
+    switch (m.PROPIP(5, row)) {
+      case 1: {
+        model::SHLREC& s = m.SHLREC(i);
+        bone_fields(m, row, s);
+        s.YIELD.fill(m.PROPFP(5, row));
+        break;
+      }
+      case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.PROPFP(5, row); break;
+      case 4: rubber_fields(m, row, m.RUBREC(i)); break;
+      case 5: truss_fields(m, row, line, m.TRSREC(i)); break;
+      default: break;
+    }
+  }
+  for (int j = 1; j <= m.NELEM(); ++j) {
+    const model::ELEMREC& e = m.ELEM(j);
+    if (e.TYPE != 3 && owner(e.TYPE, e.IDX) == 0)
+      INPUTFAIL(m, r.ELEMLINE(j), std::string(kind_name(e.TYPE)) + " ELEMENT " +
+                                      std::to_string(e.ID) + " HAS NO \"PROPT\" ROW.");
+  }
+}
+
+}  // namespace
+
+void DECKFIN(Model& m, const Reader& r) {
+  node_map(m, r);
+  elem_map(m, r);
+  translate(m, r);
+  const int nrow = r.n[K_PROPT];
+  yield_type(m, nrow);
+  m.RR(6) = emin(m, nrow);
+  copy_rows(m, r);
+  m.PROPIP.deallocate();
+  m.PROPFP.deallocate();
+  m.TRSN.deallocate();
+  m.TRSTBL.deallocate();
+  m.NODMAP.deallocate();
+  m.ELMAP.deallocate();
+}
 
 }  // namespace ossa::deck

@@ -43,7 +43,8 @@ void DECKALLOC(Model& m, const DeckCounts& n) {
   a(m.TRSN.allocate(n.NTRSTB));
   a(m.TRSTBL.allocate(n.MAXPTS, 2, n.NTRSTB));
   a(m.NODMAP.allocate(n.MAXNOD));
-  a(m.ELMAP.allocate(5, n.MAXELEM));
+  // Gap numbers come from their own running count and may pass MAXELEM.
+  a(m.ELMAP.allocate(5, n.MAXELEM > n.NGAP ? n.MAXELEM : n.NGAP));
   m.NPROP = NPROP > 0 ? NPROP : 0;
   m.MAXNOD = n.MAXNOD;
   m.MAXELEM = n.MAXELEM;
@@ -97,6 +98,8 @@ long room(const Model& m, Key k) {
     case K_VEL: return m.KK(46);
     case K_SPLNK: return m.KK(45);
     case K_BODY: return m.KK(81);
+    case K_CSURF: return m.KK(82);
+    case K_TRSTB: return m.NTRSTB;
     default: return -1;
   }
 }
@@ -109,7 +112,31 @@ const char* count_card(Key k) {
     case K_NLOAD: return "\"NGLD\"";
     case K_PLNK: return "\"NPLNK\"";
     case K_BODY: return "\"NBODY\"";
+    case K_CSURF: return "\"BODY\"";
     default: return "THE COUNTING PASS";
+  }
+}
+
+// Room for the line of every card that the counts allow.
+void line_arrays(Model& m, Reader& r) {
+  int st[K_COUNT + 1] = {};
+  for (int k = 0; k < K_COUNT; ++k) {
+    const long lim = room(m, static_cast<Key>(k));
+    st[k] = r.LINE[k].allocate(lim > 0 ? lim : 0) ? 0 : 1;
+  }
+  st[K_COUNT] = r.ELEMLINE.allocate(m.NELEM()) ? 0 : 1;
+  job::ALLOCCHK(m, st, K_COUNT + 1, 0, m.UNIT(2));
+}
+
+// Cards whose records every later stage reads must all be there: a record
+// left empty would name node or element 0.
+void check_shortfall(Model& m, const Reader& r) {
+  static constexpr Key MUST[] = {K_NODE, K_SOLID, K_SHELL, K_GAP, K_RUBB, K_TRUSS, K_PLNK, K_CSURF};
+  for (const Key k : MUST) {
+    const long lim = room(m, k);
+    if (r.n[k] < lim)
+      job::FAIL(m, "ONLY " + std::to_string(r.n[k]) + " \"" + KEYNAME(k) + "\" CARDS FOR THE " +
+                       std::to_string(lim) + " THAT " + count_card(k) + " STATES.", -2);
   }
 }
 
@@ -132,6 +159,7 @@ void DECKIN(Model& m) {
   m.CBVAL.fill(0.0);
 
   Reader r(m);
+  line_arrays(m, r);
   for (;;) {
     if (!READCARD(m, r.card, 120)) DECKFAULT(m, r.card, "END OF FILE BEFORE THE \"END\" CARD");
     const Key k = r.card.key;
@@ -142,10 +170,12 @@ void DECKIN(Model& m) {
     if (lim >= 0 && r.n[k] >= lim)
       DECKFAULT(m, r.card, "MORE \"" + std::string(KEYNAME(k)) + "\" CARDS THAN " + count_card(k) +
                                " ALLOWS (" + std::to_string(lim) + ")");
+    if (lim > 0) r.LINE[k](r.n[k] + 1) = static_cast<std::int32_t>(r.card.line);
     CARDSTORE(r);
     ++r.n[k];
   }
-  DECKFIN(m);
+  check_shortfall(m, r);
+  DECKFIN(m, r);
   DECKECHO(m);
   m.TIMES(model::T_INPUT) = m.clock.now() - t0;
 }

@@ -26,6 +26,11 @@ void DECKFAULT(const Model& m, const Card& c, const std::string& what, int c1, i
   job::FILESTOP(const_cast<Model&>(m), msg);
 }
 
+void INPUTFAIL(Model& m, long line, const std::string& what) {
+  job::FAIL(m, std::string(model::UNIT_FILE[0]) + ", LINE " + std::to_string(line) + ": " + what,
+            -2);
+}
+
 namespace {
 
 std::string shown(const Card& c, int c1, int c2) {
