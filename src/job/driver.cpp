@@ -1,6 +1,8 @@
 #include "base/files.hpp"
 #include "job/job.hpp"
 #include "job/stop.hpp"
+#include "solution/incr.hpp"
+#include "solvers/solver.hpp"
 
 namespace ossa::job {
 
@@ -60,6 +62,20 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   w.STOPFLAG = 0;
 }
 
+// One substep of a static job.
+void increment(Model& m, Walk& w, int isub, double tprev) {
+  solution::IncrState s;
+  s.STEP = w.STEP;
+  s.ISUB = isub;
+  s.TPREV = tprev;
+  s.TIME = w.TIME;
+  s.FIRSTCHG = w.FIRSTCHG;
+  s.STOPFLAG = w.STOPFLAG;
+  solution::INCR_STATIC(m, s);
+  w.FIRSTCHG = s.FIRSTCHG;
+  w.STOPFLAG = s.STOPFLAG;
+}
+
 }  // namespace
 
 void STEPWALK(Model& m, Walk& w, bool dynamic) {
@@ -75,7 +91,9 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
     const double t0 = m.T(w.STEP - 1);
     const double dt = (m.T(w.STEP) - t0) / w.NSUB;
     for (int isub = 1; isub <= w.NSUB; ++isub) {
+      const double tprev = w.TIME;
       w.TIME = isub * dt + t0;
+      if (!dynamic && m.U.allocated()) increment(m, w, isub, tprev);
       if (w.STOPFLAG == 1) break;
       if (isub < w.NSUB) PROGRESS(w.TIME, tend);
     }
@@ -89,6 +107,7 @@ void DRVSTAT(Model& m) {
   Walk w;
   DRVPREP(m, w, false);
   STEPWALK(m, w, false);
+  if (m.KK(29) == 0) solvers::SOLVERFREE(m);
   // The repeat snapshot goes at the end, also when it was never written.
   if (m.KK(2) == 1 && m.KK(5) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
 }
@@ -97,6 +116,7 @@ void DRVDYN(Model& m) {
   Walk w;
   DRVPREP(m, w, true);
   STEPWALK(m, w, true);
+  if (m.KK(29) == 0) solvers::SOLVERFREE(m);
   if (m.KK(2) == 1 && m.KK(5) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
 }
 

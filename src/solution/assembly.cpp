@@ -1,0 +1,141 @@
+#include "solution/assembly.hpp"
+
+#include <algorithm>
+#include <vector>
+
+#include "elements/solid.hpp"
+#include "job/stop.hpp"
+
+namespace ossa::solution {
+
+namespace {
+
+// Position of column `col` in row `row` of the pattern, 0 if absent. The
+// diagonal comes first, then ascending columns.
+long position(const Model& m, int row, int col) {
+  const long first = m.IA(row), last = m.IA(row + 1) - 1;
+  if (first > last) return 0;
+  if (m.JA(first) == col) return first;
+  const std::int32_t* ja = m.JA.data();
+  const std::int32_t* lo = ja + first;  // 0-based pointer to entry first+1
+  const std::int32_t* hi = ja + last;   // one past entry last
+  const std::int32_t* p = std::lower_bound(lo, hi, col);
+  return (p != hi && *p == col) ? (p - ja) + 1 : 0;
+}
+
+}  // namespace
+
+void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
+  const bool lower = m.KK(21) == 1;
+  for (int a = 1; a <= n; ++a) {
+    const int ea = m.IDOF(dofs[a - 1].dir, dofs[a - 1].node);
+    if (ea <= 0) continue;
+    for (int b = a; b <= n; ++b) {
+      const int eb = m.IDOF(dofs[b - 1].dir, dofs[b - 1].node);
+      if (eb <= 0) continue;
+      const int row = lower ? std::max(ea, eb) : std::min(ea, eb);
+      const int col = lower ? std::min(ea, eb) : std::max(ea, eb);
+      const long p = position(m, row, col);
+      if (p == 0) job::FAIL(m, "NO ADRESS FOR [K], PROGRAM STOPPED.", -1);
+      m.AV(p) += Ke[PKIDX(a, b, n) - 1];
+    }
+  }
+}
+
+void ENFRHS(Model& m, const double* Ke, const EDOF* dofs, int n) {
+  for (int a = 1; a <= n; ++a) {
+    const EDOF& da = dofs[a - 1];
+    if (m.IDOF(da.dir, da.node) != -1 || da.dir > 6) continue;
+    const double due = m.DUE(da.dir, da.node);
+    if (due == 0.0) continue;
+    for (int b = 1; b <= n; ++b) {
+      const int eb = m.IDOF(dofs[b - 1].dir, dofs[b - 1].node);
+      if (eb <= 0) continue;
+      const long k = a <= b ? PKIDX(a, b, n) : PKIDX(b, a, n);
+      m.RHS(eb, 1) -= due * Ke[k - 1];
+    }
+  }
+}
+
+void RHSADD(Model& m) {
+  const int nn = m.NNODE();
+  for (int nd = 1; nd <= nn; ++nd)
+    for (int k = 1; k <= 7; ++k) {
+      const int e = m.IDOF(k, nd);
+      if (e > 0) m.RHS(e, 1) += m.W(k, nd);
+    }
+}
+
+int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n) {
+  (void)m;
+  (void)Ke;
+  (void)dofs;
+  return n;  // no links without contact
+}
+
+}  // namespace ossa::solution
+
+namespace ossa::solution {
+
+namespace {
+
+// The element's list: for each node positions 1 to 6 for a shell, 1 to 3
+// otherwise; a rubber element then appends position 7 of its four corners.
+int element_dofs(const model::ELEMREC& e, EDOF* dofs) {
+  int n = 0;
+  const int per = e.TYPE == 1 ? 6 : 3;
+  for (int a = 1; a <= e.NEN; ++a)
+    for (int k = 1; k <= per; ++k) dofs[n++] = {e.NOD(a), k};
+  if (e.TYPE == 4)
+    for (int a = 1; a <= 4; ++a) dofs[n++] = {e.NOD(a), 7};
+  return n;
+}
+
+// The element matrix by analysis kind and family; false where the
+// combination has none.
+bool element_matrix(Model& m, const model::ELEMREC& e, double* Ke) {
+  if (e.TYPE == 2) {
+    model::SOLREC& r = m.SOLREC(e.IDX);
+    if (m.KK(1) == 0) elements::SOLKLIN(e.NOD.data(), m.XYZ, r.D.data(), Ke);
+    else elements::SOLKNL(e.NOD.data(), m.XYZ, m.U, r.D.data(), r.STRESS.data(), Ke);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void STFASM(Model& m, int FIRST) {
+  m.AV.fill(0.0);
+  const int maxedof = m.KK(23) > 0 ? m.KK(23) : 1;
+  std::vector<double> Ke(static_cast<std::size_t>(maxedof) * (maxedof + 1) / 2);
+  std::vector<EDOF> dofs(static_cast<std::size_t>(maxedof));
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    const model::ELEMREC& e = m.ELEM(ie);
+    if (!element_matrix(m, e, Ke.data())) continue;
+    int n = element_dofs(e, dofs.data());
+    n = LINKEXP(m, Ke.data(), dofs.data(), n);
+    if (FIRST == 1) ENFRHS(m, Ke.data(), dofs.data(), n);
+    ADDK(m, Ke.data(), dofs.data(), n);
+  }
+  RHSADD(m);
+}
+
+void FORCEREC(Model& m) {
+  m.P.fill(0.0);
+  m.LINKV.fill(0.0);
+  const int unitsol = m.UNIT(7);
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    const model::ELEMREC& e = m.ELEM(ie);
+    if (e.TYPE == 2) {
+      model::SOLREC& r = m.SOLREC(e.IDX);
+      // Static analysis accumulates no damping force: LINKV stands in, untouched.
+      if (m.KK(1) == 0)
+        elements::SOLFLIN(m, m.P, m.LINKV, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, 0);
+      else
+        elements::SOLFNL(m, m.P, m.LINKV, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, 0);
+    }
+  }
+}
+
+}  // namespace ossa::solution

@@ -1,0 +1,42 @@
+// Assembly of the global tangent and right-hand side, and the internal-force
+// walk over the element table.
+#pragma once
+#include "model/model.hpp"
+
+namespace ossa::solution {
+
+using model::Model;
+
+// Packed position of (a, b), a <= b, in an upper triangle of order n stored
+// row by row.
+inline long PKIDX(int a, int b, int n) {
+  return static_cast<long>(a - 1) * (2L * n - a + 2) / 2 + (b - a) + 1;
+}
+
+// Degree of freedom of an element's list: node position and direction.
+struct EDOF {
+  int node = 0, dir = 0;
+};
+
+// Scatter-add of a packed element matrix into AV. Stops with
+// "NO ADRESS FOR [K], PROGRAM STOPPED." when the pattern lacks a position.
+void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n);
+
+// Moves enforced displacement increments to the right-hand side RHS(:,1).
+void ENFRHS(Model& m, const double* Ke, const EDOF* dofs, int n);
+
+// Closes the right-hand side with W of the additional nodes.
+void RHSADD(Model& m);
+
+// Expansion of an element matrix by link constraints. Returns the new list
+// length; without links the matrix and list stay as they are.
+int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n);
+
+// Clears AV and walks the element table: element matrix, links, enforced
+// displacements (FIRST = 1), scatter; then closes the right-hand side.
+void STFASM(Model& m, int FIRST);
+
+// Internal forces P (and link forces LINKV) of the present state.
+void FORCEREC(Model& m);
+
+}  // namespace ossa::solution

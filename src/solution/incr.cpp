@@ -1,0 +1,103 @@
+#include "solution/incr.hpp"
+
+#include <cmath>
+
+#include "job/stop.hpp"
+#include "solution/assembly.hpp"
+#include "solution/loads.hpp"
+#include "solution/reschk.hpp"
+#include "solvers/solver.hpp"
+
+namespace ossa::solution {
+
+void DISPUPD(Model& m, int FIRST) {
+  const int nn = m.NNODE();
+  m.DU.fill(0.0);
+  for (int nd = 1; nd <= nn; ++nd)
+    for (int k = 1; k <= 7; ++k) {
+      const int e = m.IDOF(k, nd);
+      if (e > 0) m.DU(k, nd) = m.DX(e, 1);
+      else if (e == -1 && FIRST == 1 && k <= 6) m.DU(k, nd) = m.DUE(k, nd);
+    }
+  if (m.KK(1) == 1 && m.FRAMEFLG.allocated()) {
+    // Rotations solved in a node's own frame go back to global axes.
+    for (int nd = 1; nd <= nn; ++nd) {
+      if (m.FRAMEFLG(nd) == 0) continue;
+      double r[3] = {};
+      for (int i = 1; i <= 3; ++i)
+        for (int j = 1; j <= 3; ++j) r[i - 1] += m.FRAME(j, i, nd) * m.DU(3 + j, nd);
+      for (int i = 1; i <= 3; ++i) m.DU(3 + i, nd) = r[i - 1];
+    }
+  }
+  const int n = nn + m.NAUX();
+  for (int nd = 1; nd <= n; ++nd)
+    for (int k = 1; k <= 7; ++k) m.U(k, nd) += m.DU(k, nd);
+  for (int nd = 1; nd <= nn; ++nd)
+    for (int j = 1; j <= 3; ++j) m.X(j, nd) = m.XYZ(j, nd) + m.U(j, nd);
+}
+
+namespace {
+
+// Euclidean norms of the right-hand side over the free translations,
+// rotations and seventh directions of the grid points.
+void load_norms(const Model& m, double FNRM[3]) {
+  double s[3] = {0.0, 0.0, 0.0};
+  for (int nd = 1; nd <= m.NNODE(); ++nd)
+    for (int k = 1; k <= 7; ++k) {
+      const int e = m.IDOF(k, nd);
+      if (e <= 0) continue;
+      const int g = k <= 3 ? 0 : (k <= 6 ? 1 : 2);
+      s[g] += m.RHS(e, 1) * m.RHS(e, 1);
+    }
+  for (int g = 0; g < 3; ++g) FNRM[g] = std::sqrt(s[g]);
+}
+
+// The equilibrium loop: KK(6) solves in KK(6)+1 passes. Returns CONVD.
+int equilibrium(Model& m, IncrState& s, int& FIRST) {
+  double tsolve = 0.0;
+  for (int ITER = 1; ITER <= m.KK(6) + 1; ++ITER) {
+    double t = m.clock.now();
+    FORCEREC(m);
+    m.TIMES(model::T_RECOVERY) += m.clock.now() - t;
+    s.NITER = ITER;
+    if (RESCHK(m, ITER - 1, FIRST, s.STEP, s.ISUB, s.TIME, s.FNRM, tsolve) == 1) return 1;
+    if (ITER > m.KK(6)) {
+      if (m.KK(29) == 1) {
+        job::LOGMSG(m, "RESIDUAL FORCE DID NOT CONVERGE!");
+        return 0;
+      }
+      job::FAIL(m, "RESIDUAL FORCE DID NOT CONVERGE!", -9);
+    }
+    t = m.clock.now();
+    STFASM(m, FIRST);
+    m.TIMES(model::T_ASSEMBLY) += m.clock.now() - t;
+    if (FIRST == 1) load_norms(m, s.FNRM);
+    t = m.clock.now();
+    solvers::SOLVE(m, ITER);
+    tsolve = m.clock.now() - t;
+    DISPUPD(m, FIRST);
+    FIRST = 0;
+  }
+  return 0;
+}
+
+}  // namespace
+
+void INCR_STATIC(Model& m, IncrState& s) {
+  LOADINC(m, s.TPREV, s.TIME);
+  if (m.KK(35) < 1) return;
+  int FIRST = 1;
+  for (int ITER4 = 1; ITER4 <= m.KK(35); ++ITER4) {
+    for (int ITER3 = 1; ITER3 <= m.KK(9); ++ITER3) {
+      for (int ITER2 = 1; ITER2 <= m.KK(35); ++ITER2) {
+        equilibrium(m, s, FIRST);
+        break;  // element status inside a fixed contact state comes with the bone material
+      }
+      const int CNTOK = 1;  // neither contact nor gaps change state yet
+      if (CNTOK == 1) break;
+    }
+    break;  // element status outside the contact iteration comes with the bone material
+  }
+}
+
+}  // namespace ossa::solution
