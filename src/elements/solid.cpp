@@ -1,0 +1,238 @@
+#include "elements/solid.hpp"
+
+#include "elements/kernels.hpp"
+#include "job/stop.hpp"
+
+namespace ossa::elements {
+
+namespace {
+
+constexpr int NE = 12;  // element degrees of freedom
+
+// 0-based packed position of (p, q), p <= q, in the 12 x 12 upper triangle.
+constexpr int kpos(int p, int q) { return p * (2 * NE - p + 1) / 2 + (q - p); }
+
+void gather_x(const std::int32_t* NOD, const Arr2<double>& XYZ, double* X) {
+  for (int a = 0; a < 4; ++a) {
+    const double* p = XYZ.at(1, NOD[a]);
+    X[3 * a] = p[0];
+    X[3 * a + 1] = p[1];
+    X[3 * a + 2] = p[2];
+  }
+}
+
+void gather_u(const std::int32_t* NOD, const Arr2<double>& U, double* u) {
+  for (int a = 0; a < 4; ++a) {
+    const double* p = U.at(1, NOD[a]);
+    u[3 * a] = p[0];
+    u[3 * a + 1] = p[1];
+    u[3 * a + 2] = p[2];
+  }
+}
+
+void unpack6(const double* Dp, double* D) {
+  for (int i = 1; i <= 6; ++i)
+    for (int j = 1; j <= 6; ++j) D[(i - 1) + 6 * (j - 1)] = Dp[PACKIDX(i, j, 6) - 1];
+}
+
+// SK = v B^T D B, packed; B(6,12), D packed 6 x 6.
+void btdb(const double* B, const double* Dp, double v, double* SK) {
+  double D[36], DB[6 * NE];
+  unpack6(Dp, D);
+  MATMUL(D, B, DB, 6, 6, NE);
+  for (int q = 0; q < NE; ++q)
+    for (int k = 0; k < 6; ++k) DB[k + 6 * q] *= v;
+  for (int p = 0; p < NE; ++p) {
+    const double* b = B + 6 * p;
+    for (int q = p; q < NE; ++q) {
+      const double* d = DB + 6 * q;
+      SK[kpos(p, q)] = b[0] * d[0] + b[1] * d[1] + b[2] * d[2] + b[3] * d[3] + b[4] * d[4] +
+                       b[5] * d[5];
+    }
+  }
+}
+
+// H(i,j) = sum over a of u(i,a) DN(j,a).
+void gradient(const double* DN, const double* u, double* H) {
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j) {
+      double s = 0.0;
+      for (int a = 0; a < 4; ++a) s += u[3 * a + i] * DN[3 * a + j];
+      H[i + 3 * j] = s;
+    }
+}
+
+// The strain increment against the record, the stress integrated with the
+// record's tangent and, for a PLASTIC element, the plastic strain.
+void update(Model& m, SOLREC& r, const double* e, int IREC, int UNITNO) {
+  double de[6], ds[6];
+  for (int k = 0; k < 6; ++k) {
+    de[k] = e[k] - r.STRAIN(k + 1);
+    r.STRAIN(k + 1) = e[k];
+  }
+  SYMMUL(r.D.data(), de, ds, 6, 1);
+  for (int k = 0; k < 6; ++k) r.STRESS(k + 1) += ds[k];
+  if (r.STATE != 2) return;
+  // WPL(6), then MPL(6,6) column by column.
+  double rec[42];
+  if (!base::dread(m.unit(UNITNO), IREC, rec, sizeof rec))
+    job::FILESTOP(m, "CANNOT READ EXEC.SOL");
+  r.EPEQ += DOT(rec, de, 6);
+  double dp[6];
+  MATMUL(rec + 6, de, dp, 6, 6, 1);
+  for (int k = 0; k < 6; ++k) r.EPLAST(k + 1) += dp[k];
+}
+
+// f = v B^T STRESS into P, and BETA f into PD when damping forces are kept.
+void scatter(Arr2<double>& P, Arr2<double>& PD, const SOLREC& r, const double* B, double v,
+             const std::int32_t* NOD, int IDAMP) {
+  double f[NE];
+  MATTMUL(B, r.STRESS.data(), f, NE, 6, 1);
+  for (int a = 0; a < 4; ++a) {
+    double* p = P.at(1, NOD[a]);
+    for (int i = 0; i < 3; ++i) p[i] += v * f[3 * a + i];
+    if (IDAMP != 1) continue;
+    double* d = PD.at(1, NOD[a]);
+    for (int i = 0; i < 3; ++i) d[i] += r.BETA * v * f[3 * a + i];
+  }
+}
+
+}  // namespace
+
+double TETDN(const double* X, double* DN) {
+  double d1[3], d2[3], d3[3], c1[3], c2[3], c3[3];
+  VSUB(X, X + 9, d1, 3);
+  VSUB(X + 3, X + 9, d2, 3);
+  VSUB(X + 6, X + 9, d3, 3);
+  CROSS(d2, d3, c1);
+  CROSS(d3, d1, c2);
+  CROSS(d1, d2, c3);
+  const double det = DOT(d1, c1, 3);  // triple product; 6V is its negative
+  const double r = 1.0 / det;
+  for (int j = 0; j < 3; ++j) {
+    DN[j] = c1[j] * r;
+    DN[3 + j] = c2[j] * r;
+    DN[6 + j] = c3[j] * r;
+    DN[9 + j] = -(DN[j] + DN[3 + j] + DN[6 + j]);
+  }
+  return -det;
+}
+
+double TETB(const double* X, double* B) {
+  double DN[12];
+  const double v6 = TETDN(X, DN);
+  ZEROD(B, 6 * NE);
+  for (int a = 0; a < 4; ++a) {
+    const double ax = DN[3 * a], ay = DN[3 * a + 1], az = DN[3 * a + 2];
+    double* bx = B + 6 * (3 * a);
+    double* by = bx + 6;
+    double* bz = by + 6;
+    bx[0] = ax; bx[3] = ay; bx[5] = az;
+    by[1] = ay; by[3] = ax; by[4] = az;
+    bz[2] = az; bz[4] = ay; bz[5] = ax;
+  }
+  return v6;
+}
+
+void GLSTRAIN(const double* H, double* E) {
+  auto h = [H](int i, int j) { return H[(i - 1) + 3 * (j - 1)]; };
+  E[0] = h(1, 1) + 0.5 * (h(1, 1) * h(1, 1) + h(2, 1) * h(2, 1) + h(3, 1) * h(3, 1));
+  E[1] = h(2, 2) + 0.5 * (h(1, 2) * h(1, 2) + h(2, 2) * h(2, 2) + h(3, 2) * h(3, 2));
+  E[2] = h(3, 3) + 0.5 * (h(1, 3) * h(1, 3) + h(2, 3) * h(2, 3) + h(3, 3) * h(3, 3));
+  E[3] = h(1, 2) + h(2, 1) + h(1, 1) * h(1, 2) + h(2, 1) * h(2, 2) + h(3, 1) * h(3, 2);
+  E[4] = h(2, 3) + h(3, 2) + h(1, 2) * h(1, 3) + h(2, 2) * h(2, 3) + h(3, 2) * h(3, 3);
+  E[5] = h(3, 1) + h(1, 3) + h(1, 1) * h(1, 3) + h(2, 1) * h(2, 3) + h(3, 1) * h(3, 3);
+}
+
+void BNLMAT(const double* DN, const double* H, double* BL) {
+  // With F = I + H the rows are those of the small-strain B with F(i,j) in
+  // place of the Kronecker delta.
+  for (int a = 0; a < 4; ++a) {
+    const double ax = DN[3 * a], ay = DN[3 * a + 1], az = DN[3 * a + 2];
+    for (int i = 0; i < 3; ++i) {
+      const double f1 = H[i] + (i == 0 ? 1.0 : 0.0);
+      const double f2 = H[i + 3] + (i == 1 ? 1.0 : 0.0);
+      const double f3 = H[i + 6] + (i == 2 ? 1.0 : 0.0);
+      double* b = BL + 6 * (3 * a + i);
+      b[0] = f1 * ax;
+      b[1] = f2 * ay;
+      b[2] = f3 * az;
+      b[3] = f1 * ay + f2 * ax;
+      b[4] = f2 * az + f3 * ay;
+      b[5] = f1 * az + f3 * ax;
+    }
+  }
+}
+
+void GMAT9(const double* DN, double* G) {
+  ZEROD(G, 9 * NE);
+  for (int a = 0; a < 4; ++a)
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j) G[(3 * i + j) + 9 * (3 * a + i)] = DN[3 * a + j];
+}
+
+void SMAT9(const double* S, double* ST) {
+  const double t[9] = {S[0], S[3], S[5], S[3], S[1], S[4], S[5], S[4], S[2]};
+  ZEROD(ST, 81);
+  for (int blk = 0; blk < 3; ++blk)
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j) ST[(3 * blk + i) + 9 * (3 * blk + j)] = t[i + 3 * j];
+}
+
+void SOLKLIN(const std::int32_t* NOD, const Arr2<double>& XYZ, const double* D, double* SK) {
+  double X[12], B[6 * NE];
+  gather_x(NOD, XYZ, X);
+  const double v6 = TETB(X, B);
+  btdb(B, D, v6 / 6.0, SK);
+}
+
+void SOLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>& U,
+            const double* D, const double* STRESS, double* SK) {
+  double X[12], u[12], DN[12], H[9], BL[6 * NE];
+  gather_x(NOD, XYZ, X);
+  gather_u(NOD, U, u);
+  const double v = TETDN(X, DN) / 6.0;
+  gradient(DN, u, H);
+  BNLMAT(DN, H, BL);
+  btdb(BL, D, v, SK);
+  // Initial-stress part, G^T S~ G: the same scalar dN_a . S dN_b on the
+  // three translation pairs of nodes a and b.
+  const double* s = STRESS;
+  for (int a = 0; a < 4; ++a) {
+    const double* p = DN + 3 * a;
+    const double sp[3] = {s[0] * p[0] + s[3] * p[1] + s[5] * p[2],
+                          s[3] * p[0] + s[1] * p[1] + s[4] * p[2],
+                          s[5] * p[0] + s[4] * p[1] + s[2] * p[2]};
+    for (int b = a; b < 4; ++b) {
+      const double* q = DN + 3 * b;
+      const double g = v * (sp[0] * q[0] + sp[1] * q[1] + sp[2] * q[2]);
+      for (int i = 0; i < 3; ++i) SK[kpos(3 * a + i, 3 * b + i)] += g;
+    }
+  }
+}
+
+void SOLFLIN(Model& m, Arr2<double>& P, Arr2<double>& PD, SOLREC& r, const Arr2<double>& XYZ,
+             const Arr2<double>& U, const std::int32_t* NOD, int IREC, int UNITNO, int IDAMP) {
+  double X[12], u[12], B[6 * NE], e[6];
+  gather_x(NOD, XYZ, X);
+  gather_u(NOD, U, u);
+  const double v6 = TETB(X, B);
+  MATMUL(B, u, e, 6, NE, 1);
+  update(m, r, e, IREC, UNITNO);
+  scatter(P, PD, r, B, v6 / 6.0, NOD, IDAMP);
+}
+
+void SOLFNL(Model& m, Arr2<double>& P, Arr2<double>& PD, SOLREC& r, const Arr2<double>& XYZ,
+            const Arr2<double>& U, const std::int32_t* NOD, int IREC, int UNITNO, int IDAMP) {
+  double X[12], u[12], DN[12], H[9], E[6], BL[6 * NE];
+  gather_x(NOD, XYZ, X);
+  gather_u(NOD, U, u);
+  const double v6 = TETDN(X, DN);
+  gradient(DN, u, H);
+  GLSTRAIN(H, E);
+  update(m, r, E, IREC, UNITNO);
+  BNLMAT(DN, H, BL);
+  scatter(P, PD, r, BL, v6 / 6.0, NOD, IDAMP);
+}
+
+}  // namespace ossa::elements
