@@ -1,9 +1,155 @@
+// The solver frame: one branch per solver in the preparation, the solve and
+// the release. The processor CG is complete here; the multifrontal solver,
+// PARDISO and the device CG each enter through their own helper below.
 #include "solvers/solver.hpp"
+
+#include <string>
+
+#include "base/fmt.hpp"
+#include "job/stop.hpp"
+#include "solvers/cg/cg.hpp"
 
 namespace ossa::solvers {
 
-// The CG, ORK and third-party branches are added with their solvers.
-void SOLVERPREP(Model& m, int NO2) { (void)m; (void)NO2; }
-void SOLVERFREE(Model& m) { (void)m; }
+using base::fF;
+using base::fI;
+
+namespace {
+
+constexpr std::string_view TITLE_CG = "CG-METHOD SOLVER MESSAGE";
+constexpr std::string_view TITLE_GPU = "CG-METHOD (GPU) SOLVER MESSAGE";
+constexpr std::string_view REQUIRED = "REQUIRED MEMORY FOR MATRIX SOLVER";
+constexpr int HYCOL_CG = 39;
+
+long neq(const Model& m) { return m.KK(22); }
+long nz(const Model& m) { return m.KK(26); }
+
+// Words the processor CG needs beyond the matrix: LV and CGW.
+long cgwords(const Model& m) { return 12 * neq(m) + 4 * nz(m); }
+// Words the device CG needs: the full matrix and the diagonal.
+long gpuwords(const Model& m) { return neq(m) + 7 * nz(m) + 2; }
+
+// "   LABEL ----...---" up to column HYCOL, then the value.
+std::string repline(std::string_view label, int hycol, const std::string& value) {
+  const int hy = hycol - static_cast<int>(label.size());
+  return "   " + std::string(label) + " " + std::string(hy > 0 ? hy : 0, '-') + value;
+}
+std::string mb(long words) { return fF(static_cast<double>(words) * 4.0e-6, 8, 1) + "(MB)"; }
+
+// ---- Processor CG (KK(21) = 1, KK(28) < 0)
+void prep_cg(Model& m, long TOTAL, long FREE, int NO2) {
+  BUDGETCHK(m, cgwords(m), FREE, NO2);
+  int st[2];
+  st[0] = m.LV.allocate(nz(m)) ? 0 : 1;
+  st[1] = m.CGW.allocate(neq(m), 6) ? 0 : 1;
+  job::ALLOCCHK(m, st, 2, NO2, m.UNIT(2));
+  MEMREPORT(m, TITLE_CG, HYCOL_CG, TOTAL, FREE, {{REQUIRED, neq(m) + nz(m) + cgwords(m) + 1}});
+}
+
+void solve_cg(Model& m) {
+  CGSOLVE(m, m.AV.data(), m.LV.data(), m.RHS.data(), m.DX.data(), m.CGW.data(), m.KK(22),
+          m.KK(26), m.IA.data(), m.JA.data(), m.KK(30), m.RR(3), m.UNIT(2), m.KK(31), 0);
+}
+
+void free_cg(Model& m) {
+  m.LV.deallocate();
+  m.CGW.deallocate();
+}
+
+// ---- Device CG (KK(21) = 1, KK(28) >= 0). The device check of the deck
+// sends a job without a usable device to the processor, so this branch is
+// only taken with the device layer present: its arrays are allocated, the
+// matrix expanded and solved by that layer's routines called from here.
+void prep_gpu(Model& m, long TOTAL, long FREE, int NO2) {
+  BUDGETCHK(m, gpuwords(m), FREE, NO2);
+  MEMREPORT(m, TITLE_GPU, HYCOL_CG, TOTAL, FREE, {{REQUIRED, neq(m) + nz(m) + gpuwords(m) + 1}});
+}
+void solve_gpu(Model&) {}
+void free_gpu(Model&) {}
+
+// ---- ORK (KK(21) = 2): its own budget test, analysis, report and files.
+void prep_ork(Model&, int) {}
+void solve_ork(Model&, int) {}
+void free_ork(Model&) {}
+
+// ---- PARDISO (KK(21) = 3): budget of 2*NZ words, then its analysis phase.
+void prep_pds(Model& m, long FREE, int NO2) { BUDGETCHK(m, 2 * nz(m), FREE, NO2); }
+void solve_pds(Model&, int) {}
+void free_pds(Model&) {}
+
+}  // namespace
+
+long SOLVERFREEW(const Model& m) {
+  return static_cast<long>(m.KK(27)) * 250000L - model::FREEWORDS(m);
+}
+
+void BUDGETCHK(Model& m, long NEED, long FREE, int NO2) {
+  if (NEED > FREE) MEMSHORT(m, static_cast<double>(NEED - FREE) * 4.0e-6, NO2);
+}
+
+void MEMSHORT(Model& m, double MB, int NO2) {
+  job::FAIL(m, fF(MB, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.",
+            -5, NO2);
+}
+
+void MEMREPORT(Model& m, std::string_view TITLE, int HYCOL, long TOTAL, long FREE,
+               std::initializer_list<MEMROW> ROWS) {
+  if (m.SOLRPT) return;
+  m.SOLRPT = true;
+  job::LOGLINE(m, "");
+  job::LOGLINE(m, " *****  " + std::string(TITLE) + "  *****");
+  job::LOGLINE(m, "");
+  job::LOGLINE(m, repline("NUMBER OF EQUATIONS", HYCOL, fI(m.KK(22), 8)));
+  job::LOGLINE(m, repline("ALLOCATED MEMORY", HYCOL, mb(TOTAL)));
+  job::LOGLINE(m, repline("USED MEMORY FOR DATA TABLE", HYCOL, mb(TOTAL - FREE)));
+  job::LOGLINE(m, repline("AVAILABLE MEMORY FOR MATRIX SOLVER", HYCOL, mb(FREE)));
+  for (const MEMROW& r : ROWS) job::LOGLINE(m, repline(r.label, HYCOL, mb(r.words)));
+}
+
+void SOLVERPREP(Model& m, int NO2) {
+  const long TOTAL = static_cast<long>(m.KK(27)) * 250000L;
+  const long FREE = SOLVERFREEW(m);
+  switch (m.KK(21)) {
+    case 1:
+      if (m.KK(28) < 0) prep_cg(m, TOTAL, FREE, NO2);
+      else prep_gpu(m, TOTAL, FREE, NO2);
+      break;
+    case 2: prep_ork(m, NO2); break;
+    case 3: prep_pds(m, FREE, NO2); break;
+    default: break;
+  }
+}
+
+void SOLVE(Model& m, int ITER) {
+  const double t0 = m.clock.now();
+  switch (m.KK(21)) {
+    case 1:
+      if (m.KK(28) < 0) solve_cg(m);
+      else solve_gpu(m);
+      break;
+    case 2: solve_ork(m, ITER); break;
+    case 3: solve_pds(m, ITER); break;
+    default: break;
+  }
+  m.TIMES(model::T_SOLUTION) += m.clock.now() - t0;
+}
+
+void SOLVERFREE(Model& m) {
+  switch (m.KK(21)) {
+    case 1:
+      if (m.KK(28) < 0) free_cg(m);
+      else free_gpu(m);
+      break;
+    case 2: free_ork(m); break;
+    case 3: free_pds(m); break;
+    default: break;
+  }
+  m.IA.deallocate();
+  m.JA.deallocate();
+  m.AV.deallocate();
+  m.RHS.deallocate();
+  m.DX.deallocate();
+  for (auto& a : m.ARCV) a.deallocate();
+}
 
 }  // namespace ossa::solvers
