@@ -1,0 +1,289 @@
+// ORK numeric factorisation. ORKR holds, from the bottom, the factor blocks
+// followed by the front under work, and from HFREE downward the stack of
+// contribution blocks. When the two meet, the factors go to EXEC.WK1 (the
+// front then starts at position 1) and, if that is not enough, the stack
+// goes to EXEC.WK2, reversed so that the last block pushed comes back first.
+#include <algorithm>
+#include <cstring>
+
+#include "solvers/ork/orkdense.hpp"
+#include "solvers/ork/orkfact.hpp"
+
+namespace ossa::solvers {
+
+namespace {
+
+struct Ctx {
+  ORKDATA& o;
+  ORKNUM& n;
+  const std::int32_t* IA;
+  const std::int32_t* JA;
+  const double* AV;
+  double* R;             // ORKR position 1
+  std::int32_t* LOC;     // by equation - 1
+  std::int32_t* STAMP;   // by equation - 1
+  long HFREE = 0;
+  long ACT = 0, ACTEND = 0;  // next free position of the actual lists, and their limit
+  long KIND = 0;             // next free position of the kind lists
+  int stamp = 0;
+  // The current node.
+  int FO = 0, NP0 = 0, NDEL = 0;
+  std::int32_t* list = nullptr;
+
+  double* at(long p) { return R + (p - 1); }
+  std::int32_t& node(int k, int f) { return ORKNODE(o, k, f); }
+  std::int32_t* iat(long p) { return o.ORKI.at(p); }
+  double* buf1() { return at(o.ORKI(HBUF1)); }
+  double* buf2() { return at(o.ORKI(HBUF2)); }
+};
+
+void reverse(double* a, long n) { std::reverse(a, a + n); }
+
+// ---- ORKFRONT: the node's actual list: rows delayed by the children, then the plan.
+int ORKFRONT(Ctx& c, int k) {
+  int ndel = 0;
+  for (int ch = c.node(k, NCHILD); ch != 0; ch = c.node(ch, NSIB)) ndel += c.node(ch, NBRDA) - c.node(ch, NBRD);
+  const int npiv = c.node(k, NPIV), nbrd = c.node(k, NBRD);
+  const long fo = static_cast<long>(ndel) + npiv + nbrd;
+  if (c.ACT + fo - 1 > c.ACTEND || fo > 2147483647L) return ORK_LISTFULL;
+  std::int32_t* l = c.iat(c.ACT);
+  int p = 0;
+  for (int ch = c.node(k, NCHILD); ch != 0; ch = c.node(ch, NSIB)) {
+    const int d = c.node(ch, NBRDA) - c.node(ch, NBRD);
+    const std::int32_t* from = c.iat(c.node(ch, NLISTA) + c.node(ch, NPIVA));
+    for (int i = 0; i < d; ++i) l[p++] = from[i];
+  }
+  const std::int32_t* plan = c.iat(c.node(k, NLIST));
+  for (int i = 0; i < npiv + nbrd; ++i) l[p++] = plan[i];
+  ++c.stamp;
+  for (int i = 0; i < p; ++i) {
+    c.LOC[l[i] - 1] = i;
+    c.STAMP[l[i] - 1] = c.stamp;
+  }
+  c.node(k, NLISTA) = static_cast<std::int32_t>(c.ACT);
+  c.ACT += fo;
+  c.FO = static_cast<int>(fo);
+  c.NP0 = ndel + npiv;
+  c.NDEL = ndel;
+  c.list = l;
+  return 0;
+}
+
+// Factors so far to EXEC.WK1; the fronts start at position 1 from now on.
+int spill_factors(Ctx& c) {
+  if (c.n.FSPILL) return 0;
+  if (!c.n.WK1) return ORK_SPILLF;
+  if (int s = ORKPUT(*c.n.WK1, 1, c.n.FPOS - 1, c.at(1), c.n.F1, c.buf1(), 0)) return s;
+  c.n.FSPILL = 1;
+  c.n.FBASE = 1;
+  return 0;
+}
+
+// The whole stack to EXEC.WK2, reversed: its last block comes back first.
+int spill_stack(Ctx& c) {
+  if (!c.n.WK2) return ORK_SPILLS;
+  const long len = c.HFREE - c.n.SBOT + 1;
+  reverse(c.at(c.n.SBOT), len);
+  if (int s = ORKPUT(*c.n.WK2, 1, len, c.at(c.n.SBOT), c.n.F2, c.buf2(), 0)) return s;
+  c.n.STOP = len;
+  c.n.SSPILL = 1;
+  c.n.SBOT = c.HFREE + 1;
+  return 0;
+}
+
+// Room for a front of `size` reals: factors to file first, then the stack.
+int make_room(Ctx& c, long size) {
+  if (c.n.SSPILL) return 0;  // nothing more to give; ORKASM tells whether it fits
+  if (c.n.SBOT > c.n.FBASE + size) return 0;
+  if (int s = spill_factors(c)) return s;
+  if (size < c.n.SBOT) return 0;
+  return spill_stack(c);
+}
+
+// a(i,j) += v for local rows i, j of the front, either order.
+inline void add(double* F, long FO, long i, long j, double v) {
+  if (i < j) std::swap(i, j);
+  ORKCOL(F, FO, j)[i] += v;
+}
+
+// Adds a child's contribution block (packed order C, rows `rows`).
+void add_block(Ctx& c, double* F, const double* blk, int C, const std::int32_t* rows) {
+  for (int j = 0; j < C; ++j) {
+    const long lj = c.LOC[rows[j] - 1];
+    const double* b = ORKCOL(blk, C, j);
+    double* col = ORKCOL(F, c.FO, lj);
+    for (int i = j; i < C; ++i) {
+      const long li = c.LOC[rows[i] - 1];
+      if (li >= lj) col[li] += b[i];
+      else add(F, c.FO, li, lj, b[i]);
+    }
+  }
+}
+
+// Column j of a child block that lies reversed on file at fp..fp+s-1.
+void add_column(Ctx& c, double* F, const double* colv, int C, int j, const std::int32_t* rows) {
+  const long lj = c.LOC[rows[j] - 1];
+  for (int i = j; i < C; ++i) add(F, c.FO, c.LOC[rows[i] - 1], lj, colv[i - j]);
+}
+
+int assemble_child_from_file(Ctx& c, double* F, long room_at, long room, int ch) {
+  const int C = c.node(ch, NBRDA);
+  const long s = ORKTRI(C);
+  const long v = c.node(ch, NSPOS);
+  const long fp = v < 0 ? -v : c.HFREE - v - s + 2;
+  const std::int32_t* rows = c.iat(c.node(ch, NLISTA) + c.node(ch, NPIVA));
+  double* tmp = c.at(room_at);
+  if (s <= room) {
+    if (int st = ORKGET(*c.n.WK2, fp, s, tmp, c.n.F2, c.buf2())) return st;
+    reverse(tmp, s);
+    add_block(c, F, tmp, C, rows);
+  } else if (C <= room) {
+    // One column at a time, the last first, as the file is read backward.
+    for (int j = C - 1; j >= 0; --j) {
+      const long cs = ORKCS(C, j), len = C - j;
+      if (int st = ORKGET(*c.n.WK2, fp + s - cs - len, len, tmp, c.n.F2, c.buf2())) return st;
+      reverse(tmp, len);
+      add_column(c, F, tmp, C, j, rows);
+    }
+  } else {
+    return ORK_COLBIG;
+  }
+  c.n.STOP -= s;
+  return 0;
+}
+
+// Entries of K whose first planned elimination is at this node.
+void assemble_matrix(Ctx& c, double* F) {
+  const int p0 = c.NDEL, p1 = c.NP0;
+  for (int p = p0; p < c.FO; ++p) {
+    const int eq = c.list[p];
+    const long li = p;
+    const bool pivot = p < p1;
+    for (std::int32_t e = c.IA[eq - 1]; e < c.IA[eq]; ++e) {
+      const int col = c.JA[e - 1];
+      if (c.STAMP[col - 1] != c.stamp) continue;
+      const long lj = c.LOC[col - 1];
+      if (pivot || (lj >= p0 && lj < p1)) add(F, c.FO, li, lj, c.AV[e - 1]);
+    }
+  }
+}
+
+// ---- ORKASM
+int ORKASM(Ctx& c, int k) {
+  const long size = ORKTRI(c.FO);
+  if (c.n.FBASE + size > c.n.SBOT) return ORK_FRONTBIG;
+  double* F = c.at(c.n.FBASE);
+  std::memset(F, 0, static_cast<std::size_t>(size) * sizeof(double));
+  long popped = 0;
+  for (int ch = c.node(k, NCHILD); ch != 0; ch = c.node(ch, NSIB)) {
+    const int C = c.node(ch, NBRDA);
+    if (C == 0) continue;
+    if (c.n.SSPILL) {
+      const long room_at = c.n.FBASE + size;
+      if (int st = assemble_child_from_file(c, F, room_at, c.n.SBOT - room_at, ch)) return st;
+    } else {
+      add_block(c, F, c.at(c.node(ch, NSPOS)), C, c.iat(c.node(ch, NLISTA) + c.node(ch, NPIVA)));
+      popped += ORKTRI(C);
+    }
+  }
+  c.n.SBOT += popped;
+  assemble_matrix(c, F);
+  return 0;
+}
+
+// ---- ORKPUSH: the contribution block onto the stack, or onto the file stack.
+int ORKPUSH(Ctx& c, int k, double* blk, int NB) {
+  const long s = ORKTRI(NB);
+  if (!c.n.SSPILL) {
+    c.n.SBOT -= s;
+    std::memmove(c.at(c.n.SBOT), blk, static_cast<std::size_t>(s) * sizeof(double));
+    c.node(k, NSPOS) = static_cast<std::int32_t>(c.n.SBOT);
+    return 0;
+  }
+  reverse(blk, s);
+  const long fp = c.n.STOP + 1;
+  if (int st = ORKPUT(*c.n.WK2, fp, s, blk, c.n.F2, c.buf2(), 0)) return st;
+  c.n.STOP += s;
+  c.node(k, NSPOS) = static_cast<std::int32_t>(-fp);
+  return 0;
+}
+
+// One node: list, room, assembly, partial factorisation, factor block, push.
+int node_step(Ctx& c, int k, int nsup, long& maxblk) {
+  if (int s = ORKFRONT(c, k)) return s;
+  if (int s = make_room(c, ORKTRI(c.FO))) return s;
+  if (int s = ORKASM(c, k)) return s;
+  double* F = c.at(c.n.FBASE);
+  ORKDSTAT st;
+  const int np = ORKDENSE(F, c.NP0, c.FO, c.list, c.iat(c.KIND), c.n.U, c.n.U2, st);
+  const int nb = c.FO - np;
+  c.node(k, NPIVA) = np;
+  c.node(k, NBRDA) = nb;
+  c.node(k, NKIND) = static_cast<std::int32_t>(c.KIND);
+  c.node(k, NZPIV) = st.NZINV;
+  c.node(k, NUPIV) = st.NFORCED;
+  c.KIND += np;
+  c.n.MAXFO = std::max(c.n.MAXFO, c.FO);
+  if (nb != 0 && c.node(k, NPAR) == 0) return ORK_ROOTDELAY;
+  if (c.n.U == 0.0 && nb != c.node(k, NBRD)) return ORK_DELAYU0;
+  const long bsize = ORKTRI(c.FO) - ORKTRI(nb);
+  if (c.n.FSPILL && np >= 1)
+    if (int s = ORKPUT(*c.n.WK1, c.n.FPOS, bsize, F, c.n.F1, c.buf1(), k == nsup ? 1 : 0)) return s;
+  c.node(k, NFPOS) = static_cast<std::int32_t>(c.n.FPOS);
+  c.n.FPOS += bsize;
+  maxblk = std::max(maxblk, bsize);
+  if (k != nsup) return ORKPUSH(c, k, F + bsize, nb);
+  return 0;
+}
+
+// ---- ORKMF: the loop over the nodes in postorder.
+int ORKMF(Ctx& c) {
+  const int nsup = c.o.ORKI(HNSUP);
+  long maxblk = 0;
+  for (int k = 1; k <= nsup; ++k)
+    if (int s = node_step(c, k, nsup, maxblk)) return s;
+  c.n.FLEN = c.n.FSPILL ? maxblk : c.n.FPOS - 1;
+  return 0;
+}
+
+void ORKTOTALS(Ctx& c) {
+  for (int k = 1; k <= c.o.ORKI(HNSUP); ++k) {
+    c.n.NZINV += c.node(k, NZPIV);
+    c.n.NFORCED += c.node(k, NUPIV);
+  }
+}
+
+}  // namespace
+
+int ORKFACT(ORKDATA& O, ORKNUM& N, const std::int32_t* IA, const std::int32_t* JA, const double* AV,
+            base::Unit* U1, base::Unit* U2, double U) {
+  N = ORKNUM{};
+  N.U = U;
+  N.U2 = ORKU2(U);
+  if (O.ORKI.size() <= ORKHDR || !O.ORKR.allocated()) return ORK_RSMALL;
+  const long neq = O.ORKI(HN), hfree = O.ORKI(HFREE), isz = O.ORKI.size();
+  if (O.ORKI(HACT) < 1 || O.ORKI(HACT) > isz + 1 || hfree < 1 || O.ORKI(HBUF1) < 1 ||
+      O.ORKI(HBUF2) + ORKREC - 1 > O.ORKR.size() || hfree >= O.ORKI(HBUF1))
+    return ORK_RSMALL;
+  if (U1 == nullptr && U2 != nullptr) return ORK_UNITS;
+  N.WK1 = U1;
+  N.WK2 = U2;
+  Ctx c{O, N, IA, JA, AV, O.ORKR.data(), O.ORKI.at(O.ORKI(HPOS)), O.ORKI.at(O.ORKI(HPIV))};
+  c.HFREE = hfree;
+  c.ACT = O.ORKI(HACT);
+  c.ACTEND = isz;
+  c.KIND = O.ORKI(HKIND);
+  N.SBOT = hfree + 1;
+  // Each factorisation starts from the plan: no trace of earlier delays.
+  for (long i = 0; i < neq; ++i) c.STAMP[i] = 0;
+  for (int k = 1; k <= O.ORKI(HNSUP); ++k) {
+    c.node(k, NPIVA) = c.node(k, NPIV);
+    c.node(k, NBRDA) = c.node(k, NBRD);
+    c.node(k, NZPIV) = c.node(k, NUPIV) = 0;
+  }
+  const int s = ORKMF(c);
+  ORKTOTALS(c);
+  return s;
+}
+
+}  // namespace ossa::solvers
