@@ -1,0 +1,279 @@
+// DOFINIT and EQINDEX: the constraint table, equation numbers and the
+// compressed rows of the global matrix.
+//
+// The pattern is gathered in chained blocks of W = KK(25) columns: block i
+// heads the chain of row i, spare blocks follow the first NEQ. Columns stay
+// ascending within a chain, and every block but the last of a chain is full,
+// so the memory need is known from the row lengths alone and nothing is
+// sorted afterwards.
+#include <algorithm>
+#include <vector>
+
+#include "base/fmt.hpp"
+#include "job/stop.hpp"
+#include "model/index.hpp"
+#include "solvers/solver.hpp"
+
+namespace ossa::model {
+
+int EDOFLIST(int TYPE, int NEN, const std::int32_t* NOD, EDOFPAIR* LIST) {
+  const int nen = std::clamp(NEN, 0, 5);
+  const int per = TYPE == 1 ? 6 : 3;
+  int n = 0;
+  for (int a = 0; a < nen; ++a)
+    for (int k = 1; k <= per; ++k) LIST[n++] = {NOD[a], k};
+  if (TYPE == 4)
+    for (int a = 0; a < std::min(nen, 4); ++a) LIST[n++] = {NOD[a], 7};
+  return n;
+}
+
+void DOFINIT(Model& m) {
+  const int nn = m.NNODE();
+  m.DOFTAB.fill(0);
+  for (int i = 1; i <= m.KK(41); ++i) {
+    const int node = m.PLKNOD(i);
+    if (node < 1 || node > nn) continue;
+    for (int k = 1; k <= 6; ++k) {
+      const int f = m.PLKFLG(k, i);
+      if (f == 1) m.DOFTAB(k, node) = 1;
+      else if (f == 2) m.DOFTAB(k, node) = -1;
+    }
+  }
+  // A node frame holds the rotation about its director, unless the deck
+  // already constrains a rotation there.
+  if (m.KK(1) == 1 && m.FRAMEFLG.allocated()) {
+    for (int node = 1; node <= nn; ++node) {
+      if (m.FRAMEFLG(node) == 0) continue;
+      if (m.DOFTAB(4, node) == 0 && m.DOFTAB(5, node) == 0 && m.DOFTAB(6, node) == 0)
+        m.DOFTAB(6, node) = 1;
+      else
+        m.FRAMEFLG(node) = 0;
+    }
+  }
+  // The Riks reference load: every "FORCE" entry, whatever its group.
+  if (m.KK(7) != 0 && m.FREF.allocated()) {
+    m.FREF.fill(0.0);
+    for (int i = 1; i <= m.KK(43); ++i) {
+      const int node = m.FRCNOD(i);
+      if (node < 1 || node > nn) continue;
+      for (int k = 1; k <= 6; ++k) m.FREF(k, node) += m.FRCVAL(k, i);
+    }
+  }
+}
+
+namespace {
+
+constexpr int DEFAULT_W = 45;
+
+// The pattern working set.
+struct Blocks {
+  int W = DEFAULT_W;
+  long nblk = 0, next_spare = 0;  // spare blocks are next_spare..nblk
+  base::Arr1<std::int32_t> col;   // W * nblk, block b at (b - 1) * W
+  base::Arr1<std::int32_t> cnt, link;
+};
+
+// Takes a spare block, or stops when none is left.
+long take_spare(Model& m, Blocks& bk) {
+  if (bk.next_spare > bk.nblk)
+    job::FAIL(m, "MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.", -5, 0);
+  return bk.next_spare++;
+}
+
+// Inserts b at offset p of block blk; a full block moves its last entry on
+// along the chain, and the chain's end links in a spare block.
+void insert_at(Model& m, Blocks& bk, long blk, int p, std::int32_t b) {
+  const int W = bk.W;
+  for (;;) {
+    std::int32_t* c = bk.col.data() + (blk - 1) * W;
+    int& n = bk.cnt(blk);
+    if (n < W) {
+      for (int k = n; k > p; --k) c[k] = c[k - 1];
+      c[p] = b;
+      ++n;
+      return;
+    }
+    std::int32_t carry = b;
+    if (p < W) {
+      carry = c[W - 1];
+      for (int k = W - 1; k > p; --k) c[k] = c[k - 1];
+      c[p] = b;
+    }
+    if (bk.link(blk) == 0) bk.link(blk) = static_cast<std::int32_t>(take_spare(m, bk));
+    blk = bk.link(blk);
+    b = carry;
+    p = 0;
+  }
+}
+
+// Merges the ascending columns run[0..r) into the chain of row a, walking it
+// once: each column's place lies at or after the place of the one before.
+void insert_run(Model& m, Blocks& bk, int a, const std::int32_t* run, int r) {
+  const int W = bk.W;
+  long blk = a;
+  int p = 0;
+  for (int i = 0; i < r; ++i) {
+    const std::int32_t b = run[i];
+    for (;;) {
+      const int n = bk.cnt(blk);
+      const std::int32_t* c = bk.col.data() + (blk - 1) * W;
+      if (n > 0 && c[n - 1] < b && bk.link(blk) != 0) {
+        blk = bk.link(blk);
+        p = 0;
+        continue;
+      }
+      while (p < n && c[p] < b) ++p;
+      if (p < n && c[p] == b) break;
+      insert_at(m, bk, blk, p, b);
+      break;
+    }
+  }
+}
+
+// The element's equation numbers above 0, ascending, without repeats.
+int element_eqs(const Model& m, const ELEMREC& e, std::int32_t* s) {
+  EDOFPAIR list[MAXLIST];
+  const int n = EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), list);
+  int r = 0;
+  for (int k = 0; k < n; ++k) {
+    const int node = list[k].node;
+    if (node < 1 || node > m.NNODE()) continue;
+    const std::int32_t q = m.IDOF(list[k].pos, node);
+    if (q <= 0) continue;
+    int j = r++;
+    while (j > 0 && s[j - 1] > q) { s[j] = s[j - 1]; --j; }
+    s[j] = q;
+  }
+  return static_cast<int>(std::unique(s, s + r) - s);
+}
+
+void build_rows(Model& m, Blocks& bk) {
+  const int solver = m.KK(21);
+  if (solver < 1 || solver > 3) return;  // no solver, no off-diagonal entries
+  std::int32_t s[MAXLIST];
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    const int r = element_eqs(m, m.ELEM(ie), s);
+    for (int i = 0; i < r; ++i) {
+      if (solver == 1) insert_run(m, bk, s[i], s, i);
+      else insert_run(m, bk, s[i], s + i + 1, r - i - 1);
+    }
+  }
+}
+
+int max_edof(const Model& m) {
+  int mx = 0;
+  for (int ie = 1; ie <= m.NELEM(); ++ie) mx = std::max(mx, m.ELEM(ie).NDF * m.ELEM(ie).NEN);
+  return mx;
+}
+
+// Positions 4 to 6 exist only at shell nodes, position 7 only at rubber nodes;
+// then every free position takes the next equation number.
+int number(Model& m) {
+  const int nn = m.NNODE();
+  std::vector<char> use1(static_cast<std::size_t>(nn) + 1, 0), use2(use1);
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    const ELEMREC& e = m.ELEM(ie);
+    if (e.TYPE != 1 && e.TYPE != 4) continue;
+    auto& use = e.TYPE == 1 ? use1 : use2;
+    for (int a = 1; a <= std::clamp(e.NEN, 0, 5); ++a)
+      if (e.NOD(a) >= 1 && e.NOD(a) <= nn) use[e.NOD(a)] = 1;
+  }
+  for (int node = 1; node <= nn; ++node) {
+    if (!use1[node]) m.IDOF(4, node) = m.IDOF(5, node) = m.IDOF(6, node) = 1;
+    if (!use2[node]) m.IDOF(7, node) = 1;
+  }
+  int neq = 0;
+  for (int node = 1; node <= nn; ++node)
+    for (int k = 1; k <= 7; ++k) {
+      std::int32_t& c = m.IDOF(k, node);
+      if (c == 0) c = ++neq;
+      else if (c == 1) c = 0;
+    }
+  return neq;
+}
+
+void release(Model& m) {
+  m.IA.deallocate();
+  m.JA.deallocate();
+  m.AV.deallocate();
+  m.RHS.deallocate();
+  m.DX.deallocate();
+  for (auto& v : m.ARCV) v.deallocate();
+}
+
+// The shortfall line of the solver preparation, and the stop.
+[[noreturn]] void short_of(Model& m, long missing, int NO2) {
+  job::LOGMSG(m, base::fF(static_cast<double>(missing) * 4.0e-6, 8, 2) +
+                     "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.");
+  job::ERRSTOP(m, -5, NO2, m.UNIT(2));
+}
+
+void flatten(Model& m, const Blocks& bk, int neq, long nz) {
+  long pos = 1;
+  for (int i = 1; i <= neq; ++i) {
+    m.IA(i) = static_cast<std::int32_t>(pos);
+    m.JA(pos++) = i;
+    for (long blk = i; blk != 0; blk = bk.link(blk)) {
+      const std::int32_t* c = bk.col.data() + (blk - 1) * bk.W;
+      for (int k = 0; k < bk.cnt(blk); ++k) m.JA(pos++) = c[k];
+    }
+  }
+  m.IA(neq + 1) = static_cast<std::int32_t>(nz + 1);
+}
+
+}  // namespace
+
+void EQINDEX(Model& m, int NO2) {
+  const double t0 = m.clock.now();
+  const long total = static_cast<long>(m.KK(27)) * 250000L;
+  release(m);
+
+  // ---- equation numbers
+  for (int node = 1; node <= m.NNODE(); ++node)
+    for (int k = 1; k <= 7; ++k) m.IDOF(k, node) = m.DOFTAB(k, node);
+  const int maxedof = max_edof(m);
+  m.KK(23) = maxedof;
+  m.KK(24) = maxedof * (maxedof + 1) / 2;
+  const int neq = number(m);
+  m.KK(22) = neq;
+
+  int st[6] = {};
+  st[0] = m.RHS.allocate(neq, 2) ? 0 : 1;
+  st[1] = m.DX.allocate(neq, 2) ? 0 : 1;
+  if (m.KK(7) != 0)
+    for (int k = 0; k < 3; ++k) st[2 + k] = m.ARCV[k].allocate(neq) ? 0 : 1;
+  job::ALLOCCHK(m, st, 5, 0, m.UNIT(2));
+
+  // ---- budget of the pattern builder, in single precision as it always was
+  Blocks bk;
+  bk.W = m.KK(25) > 0 ? m.KK(25) : DEFAULT_W;
+  const long need = static_cast<long>(2.5f * static_cast<float>(bk.W + 5) * static_cast<float>(neq));
+  const long avail = total - FREEWORDS(m);
+  if (need > avail) short_of(m, need - avail, NO2);
+  bk.nblk = static_cast<long>(0.8f * static_cast<float>(need) / static_cast<float>(bk.W + 5));
+  bk.nblk = std::max<long>(bk.nblk, neq);
+  bk.next_spare = neq + 1;
+  int ws[3];
+  ws[0] = bk.col.allocate_raw(bk.W * bk.nblk) ? 0 : 1;
+  ws[1] = bk.cnt.allocate(bk.nblk) ? 0 : 1;
+  ws[2] = bk.link.allocate(bk.nblk) ? 0 : 1;
+  job::ALLOCCHK(m, ws, 3, 0, m.UNIT(2));
+
+  // ---- rows
+  build_rows(m, bk);
+  long nz = neq;
+  for (long b = 1; b <= bk.nblk; ++b) nz += bk.cnt(b);
+  m.KK(26) = static_cast<std::int32_t>(nz);
+  int sa[3];
+  sa[0] = m.IA.allocate(neq + 1) ? 0 : 1;
+  sa[1] = m.JA.allocate(nz) ? 0 : 1;
+  sa[2] = m.AV.allocate(nz) ? 0 : 1;
+  job::ALLOCCHK(m, sa, 3, 0, m.UNIT(2));
+  flatten(m, bk, neq, nz);
+  bk = Blocks{};  // the working set goes before the solver takes its share
+
+  solvers::SOLVERPREP(m, NO2);
+  m.TIMES(T_INDEX) += m.clock.now() - t0;
+}
+
+}  // namespace ossa::model
