@@ -42,6 +42,9 @@ struct Model {
   // Units by number: unit(UNIT(i)) is the file of UNIT(i) = 10 + i.
   std::array<base::Unit, 32> units;
   base::Unit& unit(int no) { return units.at(static_cast<std::size_t>(no)); }
+  // The result streams EXEC.Bdsp and EXEC.Bstr: opened at the first output,
+  // open to the end of the process.
+  base::Unit BDSP, BSTR;
 
   // ---- Deck arrays -----------------------------------------------------------
   Arr1<std::int32_t> NODEID;   // NNODE+NAUX
