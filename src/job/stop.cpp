@@ -20,7 +20,9 @@ void LOGLINE(Model& m, std::string_view line) { base::put(logunit(m, m.UNIT(2)),
 
 void LOGMSG(Model& m, std::string_view text) {
   LOGLINE(m, "");
-  LOGLINE(m, " " + std::string(text));
+  std::string line(1, ' ');
+  line += text;
+  LOGLINE(m, line);
 }
 
 void ERRSTOP(Model& m, int NO1, int NO2, int LOGUNIT) {
