@@ -66,4 +66,83 @@ enum OrkStatus : int {
   ORK_METIS = 30    // METIS refused the graph
 };
 
+// ---- Phases of the analysis --------------------------------------------------
+// All of them work inside one scratch integer array. A section of n entries
+// is taken as a pointer p with p[1..n] valid (p[0] unused).
+struct ORKWS {
+  std::int32_t* S = nullptr;  // the scratch array
+  long LEN = 0;               // its entries (HALF)
+  long TOP = 0;               // entries taken
+  long NEED = 0;              // most entries any phase asked for
+  // Records the need and tells whether n more entries (a section of n-1) fit.
+  bool fits(long n) {
+    if (TOP + n > NEED) NEED = TOP + n;
+    return TOP + n <= LEN;
+  }
+  std::int32_t* take(long n) {
+    std::int32_t* p = S + TOP;
+    TOP += n + 1;
+    return p;
+  }
+};
+
+// State handed from phase to phase; every array lies in the scratch.
+struct ORKAN {
+  ORKWS ws;
+  ORKOPT opt;
+  int N = 0;                        // equations
+  const std::int32_t* IA = nullptr;  // IA[0..N], one-based values
+  const std::int32_t* JA = nullptr;  // JA[0..NZ-1]
+  int NRHS = 1;
+  // ORKCOMPRESS
+  std::int32_t *TX = nullptr, *TA = nullptr;  // transpose of the strict upper half
+  std::int32_t* NEXTV = nullptr;    // follower chain of equations behind their head, 0 ends
+  std::int32_t* EQV = nullptr;      // compressed variable of each equation
+  std::int32_t* CHEAD = nullptr;    // head equation of each compressed variable
+  std::int32_t* CW = nullptr;       // equations in each compressed variable
+  int NC = 0;                       // compressed variables
+  long NNZC = 0;                    // entries of the compressed graph, both halves
+  // ORKORDER
+  std::int32_t *XADJ = nullptr, *ADJ = nullptr;  // compressed graph, XADJ[1] = 1
+  std::int32_t* ORD = nullptr;      // ORD[k]: k-th variable of the METIS order
+  // ORKMMD, then ORKAMALG: nodes 1..NSUP in elimination order
+  int NSUP = 0;
+  std::int32_t* FNEXT = nullptr;    // compressed follower chain of a node's principal
+  std::int32_t* FTAIL = nullptr;    // last variable of that chain
+  std::int32_t* SPRIN = nullptr;    // principal variable of each node
+  std::int32_t* SP = nullptr;       // pivots (equations)
+  std::int32_t* SB = nullptr;       // border rows (equations)
+  std::int32_t* SPAR = nullptr;     // parent node, 0 for a root
+  std::int32_t* FCH = nullptr;      // first child (ORKSYM on), 0 for none
+  std::int32_t* SIB = nullptr;      // next sibling (ORKSYM on), 0 for none
+  long EXTRA = 0;                   // explicit zeros added by amalgamation
+  // ORKSYM
+  std::int32_t* LSTART = nullptr;   // node k's list: LIST[LSTART[k] .. LSTART[k+1]-1]
+  std::int32_t* LIST = nullptr;
+  std::int32_t* PNEW = nullptr;     // postorder number of each node
+  int MAXFO = 0;
+  // ORKPOST: the packed analysis (header, node table, planned lists), ready to copy
+  std::int32_t* PACK = nullptr;
+  long PACKLEN = 0;
+  // ORKSIZE
+  long SIZES[5] = {};               // ISIZ and the four real sizes
+  long FACT = 0, MAXBLK = 0, PEAK = 0, PEAK2 = 0;
+  double OPS = 0.0;
+};
+
+int ORKCOMPRESS(ORKAN& a);
+int ORKORDER(ORKAN& a);
+// Builds the compressed symmetric graph (both halves, no diagonal) into XADJ/ADJ.
+int ORKADJ(ORKAN& a);
+// Quotient-graph elimination: MODE 1 follows ORD, MODE 0 is free multiple
+// minimum degree. Fills the nodes, FNEXT/FTAIL and the parents.
+int ORKMMD(ORKAN& a, int MODE);
+int ORKAMALG(ORKAN& a, int LIMIT);
+int ORKSYM(ORKAN& a);
+int ORKTREE(ORKAN& a);
+int ORKPOST(ORKAN& a);
+int ORKSIZE(ORKAN& a);
+// Lays the final workspace over ORKI (ISIZ entries) and ORKR (AVAIL entries).
+void ORKSET(ORKDATA& o, long ISIZ, long AVAIL);
+
 }  // namespace ossa::solvers

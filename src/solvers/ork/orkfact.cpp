@@ -152,7 +152,9 @@ int assemble_child_from_file(Ctx& c, double* F, long room_at, long room, int ch)
   return 0;
 }
 
-// Entries of K whose first planned elimination is at this node.
+// Entries of K whose first planned elimination is at this node: rows of the
+// new pivots with every column of the front but the delayed rows (whose
+// entries came up with them), and rows of the border with new-pivot columns.
 void assemble_matrix(Ctx& c, double* F) {
   const int p0 = c.NDEL, p1 = c.NP0;
   for (int p = p0; p < c.FO; ++p) {
@@ -163,7 +165,7 @@ void assemble_matrix(Ctx& c, double* F) {
       const int col = c.JA[e - 1];
       if (c.STAMP[col - 1] != c.stamp) continue;
       const long lj = c.LOC[col - 1];
-      if (pivot || (lj >= p0 && lj < p1)) add(F, c.FO, li, lj, c.AV[e - 1]);
+      if (lj >= p0 && (pivot || lj < p1)) add(F, c.FO, li, lj, c.AV[e - 1]);
     }
   }
 }
@@ -211,6 +213,7 @@ int ORKPUSH(Ctx& c, int k, double* blk, int NB) {
 // One node: list, room, assembly, partial factorisation, factor block, push.
 int node_step(Ctx& c, int k, int nsup, long& maxblk) {
   if (int s = ORKFRONT(c, k)) return s;
+  if (!c.n.FSPILL) c.n.FBASE = c.n.FPOS;  // in core the front follows the factors
   if (int s = make_room(c, ORKTRI(c.FO))) return s;
   if (int s = ORKASM(c, k)) return s;
   double* F = c.at(c.n.FBASE);
