@@ -1,0 +1,119 @@
+// The result streams EXEC.Bdsp (nodal values) and EXEC.Bstr (element values).
+//
+// Both are plain little-endian byte streams of four-byte fields without
+// record markers. A header at the first output of the run, then one frame
+// per output, appended. The layouts of the header, the frame heads and the
+// records are fixed here; the reader (results/reader.hpp) follows them.
+//
+//   EXEC.Bdsp head:  "BDS8.0\0\0", five int32 1
+//   EXEC.Bdsp frame: STEP int32, TIME real32, NNODE, NF, NR, NL, NC int32,
+//                    then NNODE + NF + NR + NL + NC node records of 16 bytes
+//   EXEC.Bstr head:  "BST8.0\0\0", nine int32 1
+//   EXEC.Bstr frame: STEP int32, TIME real32, NSHELL, NSOLID, NRUBB, NTRUSS
+//                    int32, then the records of the four families in turn
+#pragma once
+#include <cstdint>
+
+#include "model/model.hpp"
+
+namespace ossa::results {
+
+using model::Model;
+
+inline constexpr long BDSPHEAD = 28;   // bytes of the EXEC.Bdsp header
+inline constexpr long BSTRHEAD = 44;   // bytes of the EXEC.Bstr header
+inline constexpr long DSPFHEAD = 28;   // bytes of a Bdsp frame head
+inline constexpr long STRFHEAD = 24;   // bytes of a Bstr frame head
+
+// Node record of every Bdsp section: deck node number and three values.
+struct NodeOut {
+  std::int32_t ID;
+  float V[3];
+};
+
+// Shell: values per layer at point 4 of the layer.
+//   1,2 in-plane principal stresses; 3 angle of the first stress direction;
+//   4,5 in-plane principal strains; 6 strain energy density; 7 angle of the
+//   first strain direction; 8 equivalent stress; 9 EPEQ of the layer.
+struct ShellLayerOut {
+  std::int32_t STATE;
+  float V[9];
+};
+struct ShellOut {
+  std::int32_t ID;
+  ShellLayerOut L[3];
+};
+
+// Solid: 1-3 principal stresses, 4-12 their unit directions (three vectors),
+// 13-15 principal strains, 16 strain energy density, 17-19 PDIR,
+// 20 equivalent stress, 21 EPEQ.
+struct SolidOut {
+  std::int32_t ID, STATE;
+  float V[21];
+};
+
+// Rubber: 1-15 as the solid's, 16 strain energy density.
+struct RubberOut {
+  std::int32_t ID;
+  float V[16];
+};
+
+// Truss: current strain and axial force.
+struct TrussOut {
+  std::int32_t ID;
+  float V[2];
+};
+
+static_assert(sizeof(NodeOut) == 16 && sizeof(ShellOut) == 124 && sizeof(SolidOut) == 92 &&
+              sizeof(RubberOut) == 68 && sizeof(TrussOut) == 12);
+
+// Byte lengths of the two frames, from the counts of their heads.
+inline long DSPFLEN(long nnode, long nf, long nr, long nl, long nc) {
+  return DSPFHEAD + 16 * (nnode + nf + nr + nl + nc);
+}
+inline long STRFLEN(long nshell, long nsolid, long nrubb, long ntruss) {
+  return STRFHEAD + 124 * nshell + 92 * nsolid + 68 * nrubb + 12 * ntruss;
+}
+
+// Equivalent stress of a six-component stress (xx yy zz xy yz zx):
+// YTYPE 1 von Mises, 2 Drucker-Prager scaled to meet uniaxial tension with
+// alpha = DPALPHA.
+double EQVOUT(const double* s, int YTYPE, double alpha);
+// The same on a shell point (xx yy xy xz yz), with zz = 0.
+double EQVOUT2(const double* s, int YTYPE, double alpha);
+
+// Strain energy density of a point: ELASTIC (STATE 0) half the product of
+// stress and strain; other states the elastic part (STRAIN - EPLAST) by the
+// packed tangent D: 1/2 e.D e. n is 6 (solid) or 5 (shell).
+double SEDENS(int STATE, const double* stress, const double* strain, const double* eplast,
+              const double* Dpacked, int n);
+
+// The values of one element record, as they are written.
+void SOLVAL(const Model& m, const model::SOLREC& r, std::int32_t id, SolidOut& o);
+void SHLVAL(const Model& m, const model::SHLREC& r, std::int32_t id, ShellOut& o);
+// The rubber element `e` needs the corner pressures (slot 7 of the current
+// displacement array `u`).
+void RUBVAL(const model::RUBREC& r, const model::ELEMREC& e, const base::Arr2<double>& u,
+            RubberOut& o);
+
+// A node counts as non-zero when one of its three components is below or
+// above zero, or is not a number.
+inline bool NONZERO(const double* v) { return !(v[0] == 0.0 && v[1] == 0.0 && v[2] == 0.0); }
+// Nodes of the NNODE grid points whose components 1 to 3 of `a` (7 a node)
+// are non-zero; 0 when `a` is not allocated.
+std::int32_t NZCOUNT(const Model& m, const base::Arr2<double>& a);
+
+// Adds components 1 to 3 of the further force arrays `a` and `b` (7 a node;
+// either may be unallocated) to REACT over its nodes.
+void REACTADD(Model& m, const base::Arr2<double>& a, const base::Arr2<double>& b);
+
+// Creates EXEC.Bdsp and EXEC.Bstr anew in the working directory and writes
+// their headers. Called by RESOUT at the first output of the run.
+void RESINIT(Model& m);
+
+// Appends one frame to both streams: REACT first takes the further force
+// arrays, the headers go first at the first output, and the time goes to
+// the output clock TIMES(8). The streams stay open to the end of the process.
+void RESOUT(Model& m, int STEP, double TIME);
+
+}  // namespace ossa::results

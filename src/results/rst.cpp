@@ -1,0 +1,168 @@
+#include "results/rst.hpp"
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "base/files.hpp"
+#include "job/stop.hpp"
+
+namespace ossa::results {
+
+namespace {
+
+using Buf = std::vector<unsigned char>;
+
+// Items are whole arrays in memory order, one after the other.
+struct Out {
+  Buf b;
+  template <class T>
+  void put(const T* p, long n) {
+    if (n <= 0) return;
+    const auto* c = reinterpret_cast<const unsigned char*>(p);
+    b.insert(b.end(), c, c + n * static_cast<long>(sizeof(T)));
+  }
+  template <class T>
+  void val(const T& v) { put(&v, 1); }
+  template <class A>
+  void arr(const A& a) { put(a.data(), a.size()); }
+};
+
+struct In {
+  Buf b;
+  std::size_t pos = 0;
+  bool ok = true;
+  template <class T>
+  void get(T* p, long n) {
+    if (n <= 0) return;
+    const std::size_t bytes = static_cast<std::size_t>(n) * sizeof(T);
+    if (pos + bytes > b.size()) { ok = false; return; }
+    std::memcpy(p, b.data() + pos, bytes);
+    pos += bytes;
+  }
+  template <class T>
+  void val(T& v) { get(&v, 1); }
+  template <class A>
+  void arr(A& a) { get(a.data(), a.size()); }
+};
+
+const char* NAME = "EXEC.RST";
+
+void write(Model& m, base::Unit& u, const Out& o) {
+  if (!base::swrite(u, o.b.data(), o.b.size())) job::FILESTOP(m, std::string("CANNOT WRITE ") + NAME);
+}
+
+// Reads the next record, which must hold exactly `expect` bytes.
+void read(Model& m, base::Unit& u, In& in, std::size_t expect) {
+  in.b.assign(expect + 1, 0);
+  in.pos = 0;
+  const long n = base::sread(u, in.b.data(), in.b.size());
+  if (n < 0 || static_cast<std::size_t>(n) != expect)
+    job::FILESTOP(m, std::string("END OF FILE OR WRONG RECORD LENGTH ON ") + NAME);
+  in.b.resize(expect);
+}
+
+// The element items by type, written or read through the same list.
+template <class IO, class S, class H, class G>
+void elemitems(IO& io, S& s, H& h, G& g, int type) {
+  if (type == 1) {
+    io.arr(h.V); io.arr(h.D); io.arr(h.STRAIN); io.arr(h.EPLAST); io.arr(h.EPEQ);
+    io.arr(h.STRESS); io.arr(h.STRESS0); io.arr(h.PDIR); io.arr(h.STATE); io.arr(h.YIELD);
+  } else if (type == 2) {
+    io.arr(s.D); io.arr(s.STRAIN); io.arr(s.EPLAST); io.val(s.EPEQ); io.arr(s.STRESS);
+    io.arr(s.STRESS0); io.arr(s.PDIR); io.val(s.STATE); io.val(s.YIELD);
+  } else if (type == 3) {
+    io.val(g.GSTAT);
+  }
+}
+
+// Nodal state of a static job. The contact arrays (slave states, positions,
+// links and forces) follow FRAME as empty items in a job without contact.
+template <class IO, class M>
+void nodal(IO& io, M& m) {
+  io.arr(m.U); io.arr(m.UPREV); io.arr(m.X); io.arr(m.XOLD); io.arr(m.FRAME);
+}
+
+constexpr std::size_t HEADBYTES = 2 * sizeof(std::int32_t) + 6 * sizeof(double) + 2 * sizeof(std::int32_t);
+
+std::size_t size_of(const Out& o) { return o.b.size(); }
+
+}  // namespace
+
+void RSTELEMOUT(Model& m, base::Unit& u) {
+  model::SOLREC s0;
+  model::SHLREC h0;
+  model::GAPREC g0;
+  for (int i = 1; i <= m.NELEM(); ++i) {
+    const model::ELEMREC& e = m.ELEM(i);
+    if (e.TYPE < 1 || e.TYPE > 3) continue;
+    Out o;
+    const model::SOLREC& s = e.TYPE == 2 ? m.SOLREC(e.IDX) : s0;
+    const model::SHLREC& h = e.TYPE == 1 ? m.SHLREC(e.IDX) : h0;
+    const model::GAPREC& g = e.TYPE == 3 ? m.GAPREC(e.IDX) : g0;
+    elemitems(o, s, h, g, e.TYPE);
+    write(m, u, o);
+  }
+}
+
+void RSTELEMIN(Model& m, base::Unit& u) {
+  model::SOLREC s0;
+  model::SHLREC h0;
+  model::GAPREC g0;
+  for (int i = 1; i <= m.NELEM(); ++i) {
+    const model::ELEMREC& e = m.ELEM(i);
+    if (e.TYPE < 1 || e.TYPE > 3) continue;
+    model::SOLREC& s = e.TYPE == 2 ? m.SOLREC(e.IDX) : s0;
+    model::SHLREC& h = e.TYPE == 1 ? m.SHLREC(e.IDX) : h0;
+    model::GAPREC& g = e.TYPE == 3 ? m.GAPREC(e.IDX) : g0;
+    Out sz;
+    elemitems(sz, s, h, g, e.TYPE);  // the expected length
+    In in;
+    read(m, u, in, size_of(sz));
+    elemitems(in, s, h, g, e.TYPE);
+  }
+}
+
+void RSTSAVE(Model& m, const RstHead& h) {
+  base::Unit& u = m.unit(m.UNIT(5));
+  base::close_unit(u);
+  if (!base::open_seq_out(u, NAME)) job::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
+  Out o;
+  o.val(static_cast<std::int32_t>(h.STEP));
+  o.val(static_cast<std::int32_t>(h.NSTEPC));
+  o.val(h.LAMBDA);
+  o.put(h.FNRM, 3);
+  o.put(h.ARCS, 2);
+  o.val(static_cast<std::int32_t>(h.NSUB));
+  o.val(static_cast<std::int32_t>(h.FIRSTCHG));
+  write(m, u, o);
+  Out n;
+  nodal(n, m);
+  write(m, u, n);
+  RSTELEMOUT(m, u);
+  base::flush_unit(u);
+}
+
+void RSTLOAD(Model& m, RstHead& h) {
+  base::Unit& u = m.unit(m.UNIT(5));
+  base::close_unit(u);
+  if (!base::open_seq_in(u, NAME)) job::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
+  In in;
+  read(m, u, in, HEADBYTES);
+  std::int32_t i32 = 0;
+  in.val(i32); h.STEP = i32;
+  in.val(i32); h.NSTEPC = i32;
+  in.val(h.LAMBDA);
+  in.get(h.FNRM, 3);
+  in.get(h.ARCS, 2);
+  in.val(i32); h.NSUB = i32;
+  in.val(i32); h.FIRSTCHG = i32;
+  Out sz;
+  nodal(sz, m);
+  read(m, u, in, size_of(sz));
+  nodal(in, m);
+  RSTELEMIN(m, u);
+  base::close_unit(u);
+}
+
+}  // namespace ossa::results
