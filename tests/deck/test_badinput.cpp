@@ -1,0 +1,173 @@
+// Decks that must stop: the three checks of the analysis kind, and numbers
+// that name nothing, each stopped with input error -2 and a message naming
+// the line and the number, never by reaching outside an array.
+#include <gtest/gtest.h>
+
+#include "deckrun.hpp"
+
+using namespace ossa;
+using test::Card;
+using test::expect_message;
+using test::read_bad_deck;
+
+namespace {
+
+// one_tet() with card `k` (0-based) replaced.
+std::vector<std::string> one_tet_with(std::size_t k, const std::string& card,
+                                      const std::vector<std::string>& extra = {}) {
+  auto d = test::one_tet(extra);
+  d[k] = card;
+  return d;
+}
+
+constexpr std::size_t SOLID_CARD = 9;   // line 10
+constexpr std::size_t PROPT_CARD = 10;  // line 11
+
+}  // namespace
+
+TEST(DeckBadInput, AnalysisKindChecksInTheirOrder) {
+  test::ScratchDir dir;
+  // Rubber in a small-displacement analysis with CG: the first check speaks.
+  auto s = read_bad_deck({test::cntel(0, 0, 0, 1, 0), Card("CNTRL").i(56, 63, 0), "END"});
+  EXPECT_TRUE(s.log.starts_with("\n RUBBERLIKE MATERIAL IS AVAILABLE ONLY IN \n"
+                                 " GEOMETRICAL NONLINEAR ANALYSIS.\n *** ERROR NO. ***\n  -2  0\n"))
+      << s.log;
+  s = read_bad_deck({test::cntel(1, 0, 1, 0, 0), Card("CNTRL").i(7, 7, 1).i(56, 63, -1), "END"});
+  expect_message(s, "GAP ELEMEMT IS AVAILABLE ONLY IN INFINITESIMAL ANALYSIS.");
+  s = read_bad_deck({test::cntel(0, 0, 0, 1, 0), Card("CNTRL").i(7, 7, 1).i(56, 63, 3), "END"});
+  expect_message(s, "CG METHOD IS NOT AVAILABLE FOR RUBBERLIKE MATERIAL.");
+  // Nothing of the echo was written.
+  EXPECT_EQ(s.log.find("INPUT DATA"), std::string::npos);
+}
+
+TEST(DeckBadInput, ElementNamesAnUndefinedNode) {
+  test::ScratchDir dir;
+  expect_message(read_bad_deck(one_tet_with(SOLID_CARD, test::tet("SOLID", 1, 10, 20, 35, 40))),
+                 "EXEC.INP, LINE 10: NODE 35 IS NOT DEFINED BY A \"NODE\" CARD.");
+  // Beyond the largest node number, and negative.
+  expect_message(read_bad_deck(one_tet_with(SOLID_CARD, test::tet("SOLID", 1, 10, 2000000000, 30, 40))),
+                 "EXEC.INP, LINE 10: NODE 2000000000 IS NOT DEFINED BY A \"NODE\" CARD.");
+  expect_message(read_bad_deck(one_tet_with(SOLID_CARD, test::tet("SOLID", 1, -10, 20, 30, 40))),
+                 "EXEC.INP, LINE 10: NODE -10 IS NOT DEFINED BY A \"NODE\" CARD.");
+  // Load and link cards are translated the same way.
+  expect_message(read_bad_deck(test::one_tet({"REMARK",
+                                              Card("NPLNK").i(11, 17, 1), Card("PLNK").i(6, 15, 11)})),
+                 "EXEC.INP, LINE 14: NODE 11 IS NOT DEFINED BY A \"NODE\" CARD.");
+}
+
+TEST(DeckBadInput, NodeAndElementNumbersMustBePositive) {
+  test::ScratchDir dir;
+  expect_message(read_bad_deck(one_tet_with(6, test::node(0, "1.0", "0.0", "0.0"))),
+                 "EXEC.INP, LINE 7: NODE NUMBER 0 IS NOT POSITIVE.");
+  expect_message(read_bad_deck(one_tet_with(SOLID_CARD, test::tet("SOLID", -4, 10, 20, 30, 40))),
+                 "EXEC.INP, LINE 10: ELEMENT NUMBER -4 IS NOT POSITIVE.");
+}
+
+TEST(DeckBadInput, PropertyRowNamesNoElement) {
+  test::ScratchDir dir;
+  const char* msg = "EXEC.INP, LINE 11: \"PROPT\" NAMES SOLID ELEMENT 2, WHICH DOES NOT EXIST.";
+  expect_message(read_bad_deck(one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 0, 2, 2, {"0.3", "1.0"}))), msg);
+  // Element 1 is a solid, not a shell.
+  expect_message(read_bad_deck(one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 0, 1, 1, {"0.3", "1.0"}))),
+                 "EXEC.INP, LINE 11: \"PROPT\" NAMES SHELL ELEMENT 1, WHICH DOES NOT EXIST.");
+  expect_message(read_bad_deck(one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 0, 2, -7, {"0.3"}))),
+                 "EXEC.INP, LINE 11: \"PROPT\" NAMES SOLID ELEMENT -7, WHICH DOES NOT EXIST.");
+  expect_message(
+      read_bad_deck(one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 0, 2, 2000000000, {"0.3"}))),
+      "EXEC.INP, LINE 11: \"PROPT\" NAMES SOLID ELEMENT 2000000000, WHICH DOES NOT EXIST.");
+  // A code that is no element kind, and the gap code: gaps take no row.
+  expect_message(read_bad_deck(one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 0, 7, 1, {"0.3"}))),
+                 "EXEC.INP, LINE 11: \"PROPT\" NAMES UNKNOWN ELEMENT 1, WHICH DOES NOT EXIST.");
+  expect_message(read_bad_deck(one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 0, 0, 1, {"0.3"}))),
+                 "EXEC.INP, LINE 11: \"PROPT\" NAMES UNKNOWN ELEMENT 1, WHICH DOES NOT EXIST.");
+}
+
+TEST(DeckBadInput, SecondRowOrNoRow) {
+  test::ScratchDir dir;
+  auto two = test::one_tet({test::tet("SOLID", 2, 40, 30, 20, 10),
+                            test::propt(0, 0, 1, 0, 2, 1, {"0.3", "1.0"})});
+  two[1] = test::cntel(2, 0, 0, 0, 0);
+  expect_message(read_bad_deck(two),
+                 "EXEC.INP, LINE 13: SECOND \"PROPT\" ROW FOR SOLID ELEMENT 1 (FIRST ON LINE 11).");
+  two.erase(two.end() - 2);  // the second row goes: element 2 has none
+  expect_message(read_bad_deck(two), "EXEC.INP, LINE 12: SOLID ELEMENT 2 HAS NO \"PROPT\" ROW.");
+  // A truss without its row.
+  expect_message(
+      read_bad_deck({test::cntnd(2), test::cntel(0, 0, 0, 0, 1), test::cntrl_static(), test::cpu(),
+                     test::node(1, "0", "0", "0"), test::node(2, "1", "0", "0"),
+                     test::truss(5, 1, 2), "END"}),
+      "EXEC.INP, LINE 7: TRUSS ELEMENT 5 HAS NO \"PROPT\" ROW.");
+}
+
+TEST(DeckBadInput, TrussNamesNoTable) {
+  test::ScratchDir dir;
+  auto d = [](long table) {
+    return std::vector<std::string>{test::cntnd(2), test::cntel(0, 0, 0, 0, 1), test::cntrl_static(),
+                                    test::cpu(), test::node(1, "0", "0", "0"),
+                                    test::node(2, "1", "0", "0"), test::truss(5, 1, 2),
+                                    Card("TRSTB").i(11, 15, 1), Card("").f(1, 15, "0.1").f(16, 30, "1"),
+                                    test::propt_truss(table, 5), "END"};
+  };
+  expect_message(read_bad_deck(d(2)), "EXEC.INP, LINE 10: \"TRSTB\" TABLE 2 DOES NOT EXIST.");
+  expect_message(read_bad_deck(d(0)), "EXEC.INP, LINE 10: \"TRSTB\" TABLE 0 DOES NOT EXIST.");
+  expect_message(read_bad_deck(d(-3)), "EXEC.INP, LINE 10: \"TRSTB\" TABLE -3 DOES NOT EXIST.");
+}
+
+TEST(DeckBadInput, ContactPairNamesNoBody) {
+  test::ScratchDir dir;
+  auto d = [](long i, long j) {
+    return test::one_tet({Card("NBODY").i(6, 10, 2), Card("BODY"), Card("BODY"),
+                          Card("CBODY").i(6, 10, i).i(11, 15, j).f(16, 25, "0.2")});
+  };
+  expect_message(read_bad_deck(d(1, 3)), "EXEC.INP, LINE 15: \"CBODY\" NAMES BODY 3, OUTSIDE 1..2.");
+  expect_message(read_bad_deck(d(0, 1)), "EXEC.INP, LINE 15: \"CBODY\" NAMES BODY 0, OUTSIDE 1..2.");
+  expect_message(read_bad_deck(d(2, -1)), "EXEC.INP, LINE 15: \"CBODY\" NAMES BODY -1, OUTSIDE 1..2.");
+}
+
+TEST(DeckBadInput, GroupCardBeforeTheFirstLoadGroup) {
+  test::ScratchDir dir;
+  expect_message(
+      read_bad_deck(test::one_tet({Card("NGLD").i(6, 10, 1), Card("FORCE").i(6, 15, 10),
+                                   Card("NLOAD").i(11, 15, 1).i(16, 25, 1)})),
+      "EXEC.INP, LINE 13: \"FORCE\" CARD BEFORE THE FIRST \"NLOAD\" CARD.");
+  expect_message(read_bad_deck(test::one_tet({Card("TBLLD").f(6, 20, "1.0")})),
+                 "EXEC.INP, LINE 12: \"TBLLD\" CARD BEFORE THE FIRST \"NLOAD\" CARD.");
+  // A data card with no group at all in the deck.
+  expect_message(read_bad_deck(test::one_tet({Card("PRESS").i(6, 15, 1)})),
+                 "EXEC.INP, LINE 12: \"PRESS\" CARD BEFORE THE FIRST \"NLOAD\" CARD.");
+  // More table rows than any "NLOAD" announced.
+  expect_message(
+      read_bad_deck(test::one_tet({Card("NGLD").i(6, 10, 1), Card("NLOAD").i(11, 15, 1),
+                                   Card("TBLLD"), Card("TBLLD")})),
+      "EXEC.INP, LINE 15: MORE \"TBLLD\" CARDS IN GROUP 1 THAN THE LARGEST \"NLOAD\" TABLE (1).");
+}
+
+TEST(DeckBadInput, FewerCardsThanCounted) {
+  test::ScratchDir dir;
+  auto d = test::one_tet();
+  d[0] = test::cntnd(5);
+  expect_message(read_bad_deck(d), "ONLY 4 \"NODE\" CARDS FOR THE 5 THAT \"CNTND\" STATES.");
+  d[0] = test::cntnd(4);
+  d[1] = test::cntel(1, 0, 0, 0, 1);
+  expect_message(read_bad_deck(d), "ONLY 0 \"TRUSS\" CARDS FOR THE 1 THAT \"CNTEL\" STATES.");
+  d[1] = test::cntel(1, 0, 0, 0, 0);
+  d.insert(d.end() - 1, Card("NPLNK").i(11, 17, 2));
+  d.insert(d.end() - 1, Card("PLNK").i(6, 15, 10));
+  expect_message(read_bad_deck(d), "ONLY 1 \"PLNK\" CARDS FOR THE 2 THAT \"NPLNK\" STATES.");
+}
+
+TEST(DeckBadInput, TableRowsCutShortStopTheReader) {
+  test::ScratchDir dir;
+  // The rows of a "TRSTB" card are read whatever they hold: here the "END".
+  const auto d = test::join({Card("TRSTB").i(11, 15, 2), Card("").f(1, 15, "0.1"), "END"});
+  EXPECT_EXIT(
+      {
+        model::Model m;
+        test::write_file("EXEC.INP", d);
+        model::MODELRESET(m);
+        base::open_text_in(m.unit(m.UNIT(1)), "EXEC.INP");
+        base::open_text_out(m.unit(m.UNIT(2)), "EXEC.LOG");
+        deck::DECKIN(m);
+      },
+      ::testing::ExitedWithCode(2), "EXEC.INP, LINE 3, COLUMNS 1-15: FIELD \"END\" IS NOT A NUMBER");
+}
