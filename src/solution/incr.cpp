@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "elements/status.hpp"
 #include "job/stop.hpp"
 #include "solution/assembly.hpp"
 #include "solution/loads.hpp"
@@ -76,9 +77,23 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
     solvers::SOLVE(m, ITER);
     tsolve = m.clock.now() - t;
     DISPUPD(m, FIRST);
+    // Iteration type 1: the status follows every equilibrium pass.
+    if (m.KK(34) == 1 && m.KK(2) == 1)
+      elements::ELSTAT(m, ITER, m.KK(6) + 1, 1, 0, s.FIRSTCHG, s.STOPFLAG);
     FIRST = 0;
   }
   return 0;
+}
+
+// The status pass at the ITER2 (types 1 and 2) or ITER4 (types 0 and 3)
+// level. Returns 1 when the loop of that level is to be left.
+int status_level(Model& m, IncrState& s, int level, int iter) {
+  const int type = m.KK(34);
+  const bool here = level == 2 ? (type == 1 || type == 2) : (type == 0 || type == 3);
+  if (!here || m.KK(2) != 1) return 1;
+  const int skip = type == 1 ? 1 : 0;
+  const int ok = elements::ELSTAT(m, iter, m.KK(35), type, skip, s.FIRSTCHG, s.STOPFLAG);
+  return ok == 1 || iter == m.KK(35) ? 1 : 0;
 }
 
 }  // namespace
@@ -91,12 +106,12 @@ void INCR_STATIC(Model& m, IncrState& s) {
     for (int ITER3 = 1; ITER3 <= m.KK(9); ++ITER3) {
       for (int ITER2 = 1; ITER2 <= m.KK(35); ++ITER2) {
         equilibrium(m, s, FIRST);
-        break;  // element status inside a fixed contact state comes with the bone material
+        if (status_level(m, s, 2, ITER2) == 1) break;
       }
       const int CNTOK = 1;  // neither contact nor gaps change state yet
       if (CNTOK == 1) break;
     }
-    break;  // element status outside the contact iteration comes with the bone material
+    if (status_level(m, s, 4, ITER4) == 1) break;
   }
 }
 
