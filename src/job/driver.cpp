@@ -2,6 +2,7 @@
 #include "job/job.hpp"
 #include "job/stop.hpp"
 #include "model/index.hpp"
+#include "results/resout.hpp"
 #include "solution/incr.hpp"
 #include "solvers/solver.hpp"
 
@@ -103,7 +104,10 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       if (isub < w.NSUB) PROGRESS(w.TIME, tend);
     }
     PROGRESS(w.TIME, tend);
-    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) ++w.NOUT;
+    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) {
+      ++w.NOUT;
+      results::RESOUT(m, w.STEP, w.TIME);
+    }
     if (w.TIME > tend - 1.0e-8 || w.STOPFLAG == 1) break;
   }
 }
