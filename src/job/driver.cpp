@@ -3,6 +3,7 @@
 #include "job/stop.hpp"
 #include "model/index.hpp"
 #include "results/resout.hpp"
+#include "results/rst.hpp"
 #include "solution/incr.hpp"
 #include "solvers/solver.hpp"
 
@@ -82,6 +83,24 @@ void increment(Model& m, Walk& w, int isub, double tprev) {
   w.STOPFLAG = s.STOPFLAG;
 }
 
+// The state goes to EXEC.RST before each step until the first status change
+// of a job that wants its changing step repeated with more substeps.
+bool saving(const Model& m, const Walk& w) {
+  return m.KK(34) == 0 && m.KK(2) == 1 && m.KK(5) >= 2 && w.FIRSTCHG == 0;
+}
+
+bool repeating(const Model& m, const Walk& w) {
+  return m.KK(34) == 0 && m.KK(5) >= 2 && w.FIRSTCHG == 1;
+}
+
+void snapshot(Model& m, const Walk& w) {
+  results::RstHead h;
+  h.STEP = w.STEP;
+  h.NSUB = w.NSUB;
+  h.FIRSTCHG = w.FIRSTCHG;
+  results::RSTSAVE(m, h);
+}
+
 }  // namespace
 
 void STEPWALK(Model& m, Walk& w, bool dynamic) {
@@ -91,6 +110,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
   OutSched s = OUTINIT(m);
   PROGRESS(0.0, tend);
   if (nstep < 1) return;
+  if (!dynamic && saving(m, w)) snapshot(m, w);
   for (;;) {
     ++w.STEP;
     if (w.STEP > nstep) break;  // the table is spent
@@ -103,12 +123,24 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       if (w.STOPFLAG == 1) break;
       if (isub < w.NSUB) PROGRESS(w.TIME, tend);
     }
+    if (!dynamic && w.STEP < w.RIKSLIM && repeating(m, w)) {
+      // The first status change: the step again, from its start, in KK(5) substeps.
+      results::RstHead h;
+      results::RSTLOAD(m, h);
+      w.STEP = h.STEP;
+      w.TIME = m.T(w.STEP);
+      w.NSUB = m.KK(5);
+      w.FIRSTCHG = 2;
+      w.STOPFLAG = 0;
+      continue;
+    }
     PROGRESS(w.TIME, tend);
     if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) {
       ++w.NOUT;
       results::RESOUT(m, w.STEP, w.TIME);
     }
     if (w.TIME > tend - 1.0e-8 || w.STOPFLAG == 1) break;
+    if (!dynamic && saving(m, w) && w.STEP < w.RIKSLIM) snapshot(m, w);
   }
 }
 
