@@ -1,5 +1,9 @@
 # Peer libraries for the benchmarks only; the product never links them.
 
+# Eigen (header-only): bench_cg compares with its ConjugateGradient.
+find_package(Eigen3 3.3 REQUIRED NO_MODULE)
+target_link_libraries(bench_cg PRIVATE Eigen3::Eigen)
+
 # MUMPS, sequential (Debian's build without METIS): bench_ork_analysis compares
 # the ORK analysis with MUMPS's analysis phase on the same pivot order.
 if(TARGET bench_ork_analysis)
@@ -10,4 +14,21 @@ if(TARGET bench_ork_analysis)
   find_library(MPISEQ_LIB mpiseq_seq REQUIRED)
   target_include_directories(bench_ork_analysis PRIVATE ${MUMPS_INC} ${MUMPS_SEQ_INC})
   target_link_libraries(bench_ork_analysis PRIVATE ${DMUMPS_SEQ_LIB} ${MUMPS_COMMON_SEQ_LIB} ${MPISEQ_LIB})
+endif()
+
+# bench_ork_factor: ORK's factorisation against MUMPS (LDL^T, order given) and
+# CHOLMOD's supernodal Cholesky, with OpenBLAS on one thread as the ceiling.
+if(TARGET bench_ork_factor)
+  find_path(MUMPS_INC dmumps_c.h REQUIRED)
+  find_path(MUMPS_SEQ_INC mpi.h PATHS /usr/include/mumps_seq NO_DEFAULT_PATH REQUIRED)
+  find_library(DMUMPS_SEQ_LIB dmumps_seq REQUIRED)
+  find_library(MUMPS_COMMON_SEQ_LIB mumps_common_seq REQUIRED)
+  find_library(MPISEQ_LIB mpiseq_seq REQUIRED)
+  find_path(CHOLMOD_INC cholmod.h PATHS /usr/include/suitesparse REQUIRED)
+  find_library(CHOLMOD_LIB cholmod REQUIRED)
+  find_library(OPENBLAS_LIB openblas REQUIRED)
+  find_path(OPENBLAS_INC cblas.h PATHS /usr/include/x86_64-linux-gnu/openblas-pthread /usr/include/openblas REQUIRED)
+  target_include_directories(bench_ork_factor PRIVATE ${MUMPS_INC} ${MUMPS_SEQ_INC} ${CHOLMOD_INC} ${OPENBLAS_INC})
+  target_link_libraries(bench_ork_factor PRIVATE ${DMUMPS_SEQ_LIB} ${MUMPS_COMMON_SEQ_LIB} ${MPISEQ_LIB}
+                        ${CHOLMOD_LIB} ${OPENBLAS_LIB})
 endif()

@@ -1,0 +1,193 @@
+// Factorisation and solve of tet stiffness matrices with ORK, MUMPS (LDL^T,
+// sequential, METIS order given) and CHOLMOD (supernodal Cholesky, same
+// order), one thread each, against the machine's one-thread DGEMM rate.
+// Usage: bench_ork_factor [cells...]  (default 31 45: about 98k and 292k equations)
+#include <cblas.h>
+#include <cholmod.h>
+#include <dmumps_c.h>
+#include <metis.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <vector>
+
+#include "solvers/ork/ork.hpp"
+#include "solvers/ork/orkfact.hpp"
+#include "../tests/solvers/ork/orkmats.hpp"
+
+extern "C" void openblas_set_num_threads(int);
+
+using namespace ossa::solvers;
+using ossa::testing::UpperCsr;
+
+namespace {
+
+double now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+double dgemm_rate() {
+  const int n = 2000;
+  std::vector<double> a(n * n, 1.0 / n), b(n * n, 0.5), c(n * n, 0.0);
+  cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, a.data(), n, b.data(), n, 0.0, c.data(), n);
+  const double t = now();
+  cblas_dgemm(CblasColMajor, CblasNoTrans, CblasNoTrans, n, n, n, 1.0, a.data(), n, b.data(), n, 1.0, c.data(), n);
+  return 2.0 * n * n * static_cast<double>(n) / (now() - t) * 1e-9;
+}
+
+double resid(const UpperCsr& A, const std::vector<double>& x, const std::vector<double>& b) {
+  const auto y = ossa::testing::csr_mult(A, x);
+  double r = 0.0, xm = 0.0;
+  for (int i = 0; i < A.n; ++i) { r = std::max(r, std::fabs(y[i] - b[i])); xm = std::max(xm, std::fabs(x[i])); }
+  return r / (ossa::testing::csr_norm(A) * xm);
+}
+
+struct Res { double tfact = 0, tsolve = 0, flops = 0, res = 0; };
+
+Res run_ork(const UpperCsr& A, const std::vector<double>& b) {
+  Res r;
+  ORKDATA o;
+  const double t0 = now();
+  const ORKRESULT a = ORKANAP(o, 3000000000L, A.n, A.IA.data(), A.JA.data(), 1);
+  std::printf("  ORK analysis %.2f s, status %d, fronts %d, largest front %d\n", now() - t0, a.STATUS, o.NSUP, o.MAXFO);
+  ORKNUM n;
+  std::vector<double> x(A.n);
+  double t = now();
+  const int st = ORKFACT(o, n, A.IA.data(), A.JA.data(), A.AV.data(), nullptr, nullptr);
+  r.tfact = now() - t;
+  t = now();
+  const int st2 = st == 0 ? ORKSOLVE(o, n, 1, b.data(), x.data()) : st;
+  r.tsolve = now() - t;
+  if (st2 != 0) std::printf("  ORK status %d\n", st2);
+  r.flops = o.OPS;
+  r.res = resid(A, x, b);
+  return r;
+}
+
+std::vector<idx_t> metis_order(const UpperCsr& A) {
+  std::vector<std::vector<idx_t>> adj(A.n);
+  for (int i = 0; i < A.n; ++i)
+    for (int e = A.IA[i]; e < A.IA[i + 1] - 1; ++e) {
+      adj[i].push_back(A.JA[e] - 1);
+      adj[A.JA[e] - 1].push_back(i);
+    }
+  std::vector<idx_t> xadj(A.n + 1, 0), adjncy, perm(A.n), iperm(A.n);
+  for (int i = 0; i < A.n; ++i) {
+    adjncy.insert(adjncy.end(), adj[i].begin(), adj[i].end());
+    xadj[i + 1] = static_cast<idx_t>(adjncy.size());
+  }
+  idx_t options[METIS_NOPTIONS];
+  METIS_SetDefaultOptions(options);
+  idx_t nv = A.n;
+  METIS_NodeND(&nv, xadj.data(), adjncy.data(), nullptr, options, perm.data(), iperm.data());
+  return iperm;  // position of each equation, from 0
+}
+
+Res run_mumps(const UpperCsr& A, const std::vector<double>& b, const std::vector<idx_t>& pos) {
+  Res r;
+  std::vector<MUMPS_INT> irn, jcn, perm(A.n);
+  for (int i = 0; i < A.n; ++i)
+    for (int e = A.IA[i] - 1; e < A.IA[i + 1] - 1; ++e) { irn.push_back(i + 1); jcn.push_back(A.JA[e]); }
+  for (int i = 0; i < A.n; ++i) perm[i] = pos[i] + 1;
+  std::vector<double> av = A.AV, x = b;
+  DMUMPS_STRUC_C id{};
+  id.job = -1;
+  id.par = 1;
+  id.sym = 2;  // symmetric indefinite, as ORK
+  id.comm_fortran = -987654;
+  dmumps_c(&id);
+  id.icntl[0] = id.icntl[1] = id.icntl[2] = id.icntl[3] = 0;
+  id.icntl[6] = 1;  // ICNTL(7): the order given
+  id.n = A.n;
+  id.nnz = static_cast<MUMPS_INT8>(irn.size());
+  id.irn = irn.data();
+  id.jcn = jcn.data();
+  id.a = av.data();
+  id.rhs = x.data();
+  id.perm_in = perm.data();
+  id.job = 1;
+  dmumps_c(&id);
+  double t = now();
+  id.job = 2;
+  dmumps_c(&id);
+  r.tfact = now() - t;
+  t = now();
+  id.job = 3;
+  dmumps_c(&id);
+  r.tsolve = now() - t;
+  if (id.infog[0] < 0) std::printf("  MUMPS failed: INFOG(1)=%d INFOG(2)=%d\n", id.infog[0], id.infog[1]);
+  r.flops = id.rinfog[2];  // RINFOG(3): operations of the elimination
+  id.job = -2;
+  dmumps_c(&id);
+  r.res = resid(A, x, b);
+  return r;
+}
+
+Res run_cholmod(const UpperCsr& A, const std::vector<double>& b, const std::vector<idx_t>& pos) {
+  Res r;
+  cholmod_common c;
+  cholmod_start(&c);
+  c.supernodal = CHOLMOD_SUPERNODAL;
+  c.nmethods = 1;
+  c.method[0].ordering = CHOLMOD_GIVEN;
+  c.postorder = 1;
+  // Row i of the upper half is column i of the lower half.
+  cholmod_sparse* S = cholmod_allocate_sparse(A.n, A.n, A.nz(), 1, 1, -1, CHOLMOD_REAL, &c);
+  for (int i = 0; i <= A.n; ++i) static_cast<int*>(S->p)[i] = A.IA[i] - 1;
+  for (long e = 0; e < A.nz(); ++e) {
+    static_cast<int*>(S->i)[e] = A.JA[e] - 1;
+    static_cast<double*>(S->x)[e] = A.AV[e];
+  }
+  std::vector<int> perm(A.n);
+  for (int i = 0; i < A.n; ++i) perm[pos[i]] = i;
+  cholmod_factor* L = cholmod_analyze_p(S, perm.data(), nullptr, 0, &c);
+  double t = now();
+  cholmod_factorize(S, L, &c);
+  r.tfact = now() - t;
+  r.flops = c.fl;
+  cholmod_dense* B = cholmod_allocate_dense(A.n, 1, A.n, CHOLMOD_REAL, &c);
+  std::copy(b.begin(), b.end(), static_cast<double*>(B->x));
+  t = now();
+  cholmod_dense* X = cholmod_solve(CHOLMOD_A, L, B, &c);
+  r.tsolve = now() - t;
+  const std::vector<double> x(static_cast<double*>(X->x), static_cast<double*>(X->x) + A.n);
+  r.res = resid(A, x, b);
+  cholmod_free_dense(&X, &c);
+  cholmod_free_dense(&B, &c);
+  cholmod_free_factor(&L, &c);
+  cholmod_free_sparse(&S, &c);
+  cholmod_finish(&c);
+  return r;
+}
+
+void line(const char* name, const Res& r, const Res& ork) {
+  std::printf("  %-8s factor %8.2f s %7.2f GFLOP/s (%.3g flops)  solve %6.3f s  residual %.1e  ORK/this time %.2f\n",
+              name, r.tfact, r.flops / r.tfact * 1e-9, r.flops, r.tsolve, r.res, ork.tfact / r.tfact);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  openblas_set_num_threads(1);
+  std::vector<int> cells;
+  for (int i = 1; i < argc; ++i) cells.push_back(std::atoi(argv[i]));
+  if (cells.empty()) cells = {31, 45};
+  const double peak = dgemm_rate();
+  std::printf("DGEMM one thread: %.2f GFLOP/s\n", peak);
+  for (int nc : cells) {
+    const UpperCsr A = ossa::testing::tet_stiffness(nc, nc, nc);
+    std::vector<double> b(A.n);
+    for (int i = 0; i < A.n; ++i) b[i] = std::sin(0.37 * i);
+    std::printf("cube %d^3 cells, %d equations, %ld entries in the upper half\n", nc, A.n, A.nz());
+    const Res ork = run_ork(A, b);
+    const auto pos = metis_order(A);
+    const Res mu = run_mumps(A, b, pos);
+    const Res ch = run_cholmod(A, b, pos);
+    line("ORK", ork, ork);
+    line("MUMPS", mu, ork);
+    line("CHOLMOD", ch, ork);
+    std::printf("  ORK at %.0f%% of DGEMM\n", 100.0 * ork.flops / ork.tfact * 1e-9 / peak);
+  }
+  return 0;
+}
