@@ -52,6 +52,34 @@ void btdb(const double* B, const double* Dp, double v, double* SK) {
   }
 }
 
+// The same product for the small-strain B of DN, which has three nonzero
+// entries a column: rows (xx, xy, zx), (yy, xy, yz), (zz, yz, zx) for x, y, z.
+void btdb_small(const double* DN, const double* Dp, double v, double* SK) {
+  static const int ROW[3][3] = {{0, 3, 5}, {1, 3, 4}, {2, 4, 5}};
+  double D[36], DB[6 * NE], val[NE][3];
+  unpack6(Dp, D);
+  for (int a = 0; a < 4; ++a) {
+    const double ax = DN[3 * a], ay = DN[3 * a + 1], az = DN[3 * a + 2];
+    const double w[3][3] = {{ax, ay, az}, {ay, ax, az}, {az, ay, ax}};
+    for (int i = 0; i < 3; ++i) {
+      const int q = 3 * a + i;
+      for (int t = 0; t < 3; ++t) val[q][t] = w[i][t];
+      const double* d1 = D + 6 * ROW[i][0];
+      const double* d2 = D + 6 * ROW[i][1];
+      const double* d3 = D + 6 * ROW[i][2];
+      for (int k = 0; k < 6; ++k) DB[k + 6 * q] = v * (d1[k] * w[i][0] + d2[k] * w[i][1] + d3[k] * w[i][2]);
+    }
+  }
+  for (int p = 0; p < NE; ++p) {
+    const int* r = ROW[p % 3];
+    const double* b = val[p];
+    for (int q = p; q < NE; ++q) {
+      const double* d = DB + 6 * q;
+      SK[kpos(p, q)] = b[0] * d[r[0]] + b[1] * d[r[1]] + b[2] * d[r[2]];
+    }
+  }
+}
+
 // H(i,j) = sum over a of u(i,a) DN(j,a).
 void gradient(const double* DN, const double* u, double* H) {
   for (int i = 0; i < 3; ++i)
@@ -180,10 +208,10 @@ void SMAT9(const double* S, double* ST) {
 }
 
 void SOLKLIN(const std::int32_t* NOD, const Arr2<double>& XYZ, const double* D, double* SK) {
-  double X[12], B[6 * NE];
+  double X[12], DN[12];
   gather_x(NOD, XYZ, X);
-  const double v6 = TETB(X, B);
-  btdb(B, D, v6 / 6.0, SK);
+  const double v6 = TETDN(X, DN);
+  btdb_small(DN, D, v6 / 6.0, SK);
 }
 
 void SOLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>& U,

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <vector>
 
-#include "base/fmt.hpp"
 #include "job/stop.hpp"
 #include "model/index.hpp"
 #include "solvers/solver.hpp"
@@ -201,13 +200,6 @@ void release(Model& m) {
   for (auto& v : m.ARCV) v.deallocate();
 }
 
-// The shortfall line of the solver preparation, and the stop.
-[[noreturn]] void short_of(Model& m, long missing, int NO2) {
-  job::LOGMSG(m, base::fF(static_cast<double>(missing) * 4.0e-6, 8, 2) +
-                     "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.");
-  job::ERRSTOP(m, -5, NO2, m.UNIT(2));
-}
-
 void flatten(Model& m, const Blocks& bk, int neq, long nz) {
   long pos = 1;
   for (int i = 1; i <= neq; ++i) {
@@ -248,8 +240,7 @@ void EQINDEX(Model& m, int NO2) {
   Blocks bk;
   bk.W = m.KK(25) > 0 ? m.KK(25) : DEFAULT_W;
   const long need = static_cast<long>(2.5f * static_cast<float>(bk.W + 5) * static_cast<float>(neq));
-  const long avail = total - FREEWORDS(m);
-  if (need > avail) short_of(m, need - avail, NO2);
+  solvers::BUDGETCHK(m, need, total - FREEWORDS(m), NO2);
   bk.nblk = static_cast<long>(0.8f * static_cast<float>(need) / static_cast<float>(bk.W + 5));
   bk.nblk = std::max<long>(bk.nblk, neq);
   bk.next_spare = neq + 1;
