@@ -1,5 +1,7 @@
 #include "base/files.hpp"
 
+#include <stdio.h>
+
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -34,20 +36,18 @@ void put(Unit& u, std::string_view line) {
 bool get_line(Unit& u, std::string& line) {
   line.clear();
   if (!u.fp) return false;
-  // Read through a fixed chunk so that a long deck costs no per-character calls.
-  char buf[512];
-  bool any = false;
-  while (std::fgets(buf, sizeof buf, u.fp)) {
-    any = true;
-    const std::size_t n = std::strlen(buf);
-    if (n > 0 && buf[n - 1] == '\n') {
-      line.append(buf, n - 1);
-      break;
-    }
-    line.append(buf, n);
-  }
-  if (!any) return false;
-  if (!line.empty() && line.back() == '\r') line.pop_back();
+  char* buf = nullptr;
+  std::size_t cap = 0;
+  buf = u.lbuf.release();
+  cap = u.lcap;
+  const ssize_t n = ::getline(&buf, &cap, u.fp);
+  u.lbuf.reset(buf);
+  u.lcap = cap;
+  if (n < 0) return false;
+  std::size_t len = static_cast<std::size_t>(n);
+  if (len > 0 && buf[len - 1] == '\n') --len;
+  if (len > 0 && buf[len - 1] == '\r') --len;
+  line.assign(buf, len);
   ++u.line;
   return true;
 }

@@ -4,6 +4,8 @@
 #pragma once
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -11,12 +13,19 @@ namespace ossa::base {
 
 enum class UKind { NONE, TEXT_IN, TEXT_OUT, DIRECT, SEQ };
 
+// Frees the line buffer of a text unit.
+struct FreeBuf {
+  void operator()(char* p) const { std::free(p); }
+};
+
 struct Unit {
   std::string name;
   std::FILE* fp = nullptr;
   UKind kind = UKind::NONE;
   long recl = 0;  // record length in bytes, direct files
   long line = 0;  // lines read so far, text input
+  std::unique_ptr<char, FreeBuf> lbuf;  // line buffer of a text input
+  std::size_t lcap = 0;
 };
 
 bool is_open(const Unit& u);

@@ -11,7 +11,8 @@ bool READCARD(Model& m, Card& c, int width) {
   if (!base::get_line(u, c.img)) return false;
   c.line = u.line;
   // Tabs would shift the fixed columns; they stand for one blank each.
-  for (char& ch : c.img) if (ch == '\t') ch = ' ';
+  if (c.img.find('\t') != std::string::npos)
+    for (char& ch : c.img) if (ch == '\t') ch = ' ';
   c.img.resize(static_cast<std::size_t>(width), ' ');
   c.key = KEYMATCH(c.img);
   return true;

@@ -54,8 +54,8 @@ TEST(BadInput, MoreCardsThanCounted) {
   ScratchDir dir;
   write_file("EXEC.INP",
              "CNTND              1\n"
-             "NODE           1       0.0       0.0       0.0\n"
-             "NODE           2       1.0       0.0       0.0\n"
+             "NODE          1            0.0            0.0            0.0\n"
+             "NODE          2            1.0            0.0            0.0\n"
              "END\n");
   expect_file_stop(run_ossa(), "LINE 3, CARD \"NODE\": MORE \"NODE\" CARDS THAN \"CNTND\" ALLOWS (1)");
 }
