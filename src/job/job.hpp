@@ -9,6 +9,12 @@ using model::Model;
 // Runs the job in the working directory; returns 1 at a normal end.
 int MAIN__();
 
+// MAIN__ in two parts, so that a test can run a whole job on a model it
+// then inspects: the clock, the records and the deck and log opened
+// (false, with a message, when a file cannot be opened); then the job.
+bool JOBOPEN(Model& m);
+void JOBRUN(Model& m);
+
 // Sets the processor so that denormal results and inputs count as zero.
 void FPCONTROL();
 

@@ -32,23 +32,22 @@ void open_work(Model& m, int i, long recl, long last) {
 
 }  // namespace
 
-int MAIN__() {
-  FPCONTROL();
-  Model m;
+bool JOBOPEN(Model& m) {
   m.clock.now();
   model::MODELRESET(m);
-  base::Unit& inp = m.unit(m.UNIT(1));
-  base::Unit& log = m.unit(m.UNIT(2));
-  if (!base::open_text_in(inp, model::UNIT_FILE[0])) {
+  if (!base::open_text_in(m.unit(m.UNIT(1)), model::UNIT_FILE[0])) {
     std::fprintf(stderr, "ossa: cannot open EXEC.INP in the working directory\n");
-    return 2;
+    return false;
   }
-  if (!base::open_text_out(log, model::UNIT_FILE[1])) {
+  if (!base::open_text_out(m.unit(m.UNIT(2)), model::UNIT_FILE[1])) {
     std::fprintf(stderr, "ossa: cannot open EXEC.LOG in the working directory\n");
-    return 2;
+    return false;
   }
-  deck::DECKIN(m);
+  return true;
+}
 
+void JOBRUN(Model& m) {
+  deck::DECKIN(m);
   if (m.KK(2) == 1) {
     open_work(m, 6, 240, 3L * m.NSHELL() + 1);
     open_work(m, 7, 336, static_cast<long>(m.NSOLID()) + 1);
@@ -71,10 +70,17 @@ int MAIN__() {
     base::close_unit(m.unit(m.UNIT(9)), true);
   }
   ELAPSED(m, m.UNIT(2));
-  base::flush_unit(log);
+  base::flush_unit(m.unit(m.UNIT(2)));
   ENDLINE(1, 1);
-  base::close_unit(log);
-  base::close_unit(inp);
+  base::close_unit(m.unit(m.UNIT(2)));
+  base::close_unit(m.unit(m.UNIT(1)));
+}
+
+int MAIN__() {
+  FPCONTROL();
+  Model m;
+  if (!JOBOPEN(m)) return 2;
+  JOBRUN(m);
   return 1;
 }
 
