@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "elements/kernels.hpp"
+#include "elements/material.hpp"
 #include "elements/princ.hpp"
 
 namespace ossa::results {
@@ -16,14 +17,7 @@ static_assert(std::endian::native == std::endian::little, "the result streams ar
 
 namespace {
 
-constexpr double C13 = 0.5773502691896258;  // 1/sqrt(3)
 constexpr double TOLSTRESS = 1.0e-12, TOLSTRAIN = 1.0e-17;
-
-// Equivalent stress from J2 and the first invariant.
-double eqv(double j2, double i1, int YTYPE, double alpha) {
-  if (YTYPE == 2) return (alpha * i1 + std::sqrt(j2)) / (C13 - alpha);
-  return std::sqrt(3.0 * j2);
-}
 
 // Output buffer of one stream: records gather here and go to the file in
 // groups, each flushed, so that a reader can follow a running job.
@@ -69,7 +63,7 @@ void node_section(Out& o, const Model& m, const base::Arr2<double>& a, bool all)
   for (int i = 1; i <= m.NNODE(); ++i) {
     const double* v = a.allocated() ? a.at(1, i) : zero;
     if (!all && !NONZERO(v)) continue;
-    const NodeOut r{m.NODEID(i), {static_cast<float>(v[0]), static_cast<float>(v[1]),
+    const NodeOut r{i <= m.NODEID.size() ? m.NODEID(i) : i, {static_cast<float>(v[0]), static_cast<float>(v[1]),
                                   static_cast<float>(v[2])}};
     o.put(&r, sizeof r);
   }
@@ -91,7 +85,7 @@ void write_dsp(Model& m, int STEP, double TIME, const std::int32_t cnt[4]) {
 // One pass over ELEM for the family `type`, in table order.
 void family_pass(Out& o, const Model& m, int type) {
   const base::Arr2<double>& u = current_disp(m);
-  for (int k = 1; k <= m.NELEM(); ++k) {
+  for (int k = 1; k <= m.NELEM() && k <= m.ELEM.size(); ++k) {
     const model::ELEMREC& e = m.ELEM(k);
     if (e.TYPE != type) continue;
     if (type == 1) {
@@ -168,18 +162,6 @@ double rubber_energy(const model::RUBREC& r, const double* E, double p) {
 
 }  // namespace
 
-double EQVOUT(const double* s, int YTYPE, double alpha) {
-  const double d12 = s[0] - s[1], d23 = s[1] - s[2], d31 = s[2] - s[0];
-  const double j2 =
-      (d12 * d12 + d23 * d23 + d31 * d31 + 6.0 * (s[3] * s[3] + s[4] * s[4] + s[5] * s[5])) / 6.0;
-  return eqv(j2, s[0] + s[1] + s[2], YTYPE, alpha);
-}
-
-double EQVOUT2(const double* s, int YTYPE, double alpha) {
-  const double s6[6] = {s[0], s[1], 0.0, s[2], s[3], s[4]};
-  return EQVOUT(s6, YTYPE, alpha);
-}
-
 double SEDENS(int STATE, const double* stress, const double* strain, const double* eplast,
               const double* Dpacked, int n) {
   if (STATE == 0) return 0.5 * elements::DOT(stress, strain, n);
@@ -196,7 +178,7 @@ void SOLVAL(const Model& m, const model::SOLREC& r, std::int32_t id, SolidOut& o
   o.V[15] = static_cast<float>(
       SEDENS(r.STATE, r.STRESS.data(), r.STRAIN.data(), r.EPLAST.data(), r.D.data(), 6));
   for (int k = 0; k < 3; ++k) o.V[16 + k] = static_cast<float>(r.PDIR(k + 1));
-  o.V[19] = static_cast<float>(EQVOUT(r.STRESS.data(), r.YTYPE, m.RR(5)));
+  o.V[19] = static_cast<float>(elements::EQVSTR(r.STRESS.data(), r.YTYPE, m.RR(5)));
   o.V[20] = static_cast<float>(r.EPEQ);
 }
 
@@ -218,7 +200,7 @@ void SHLVAL(const Model& m, const model::SHLREC& r, std::int32_t id, ShellOut& o
     L.V[4] = static_cast<float>(p[1]);
     L.V[5] = static_cast<float>(SEDENS(L.STATE, s, e, &r.EPLAST(1, l), &r.D(1, 4, l), 5));
     L.V[6] = static_cast<float>(angle(c, sn));
-    L.V[7] = static_cast<float>(EQVOUT2(s, r.YTYPE, m.RR(5)));
+    L.V[7] = static_cast<float>(elements::EQVSTR2(s, r.YTYPE, m.RR(5)));
     L.V[8] = static_cast<float>(r.EPEQ(l));
   }
 }

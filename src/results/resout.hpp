@@ -75,13 +75,6 @@ inline long STRFLEN(long nshell, long nsolid, long nrubb, long ntruss) {
   return STRFHEAD + 124 * nshell + 92 * nsolid + 68 * nrubb + 12 * ntruss;
 }
 
-// Equivalent stress of a six-component stress (xx yy zz xy yz zx):
-// YTYPE 1 von Mises, 2 Drucker-Prager scaled to meet uniaxial tension with
-// alpha = DPALPHA.
-double EQVOUT(const double* s, int YTYPE, double alpha);
-// The same on a shell point (xx yy xy xz yz), with zz = 0.
-double EQVOUT2(const double* s, int YTYPE, double alpha);
-
 // Strain energy density of a point: ELASTIC (STATE 0) half the product of
 // stress and strain; other states the elastic part (STRAIN - EPLAST) by the
 // packed tangent D: 1/2 e.D e. n is 6 (solid) or 5 (shell).
