@@ -167,7 +167,12 @@ void openwork(Model& m, int i, const char* fallback) {
 
 void ORKANA(Model& m, long FREE, int NRHS, int NO2) {
   ORKDATA& o = m.ORK;
-  const ORKRESULT r = ORKANAP(o, FREE, m.KK(22), m.IA.data(), m.JA.data(), NRHS);
+  const int neq = m.KK(22);
+  // IA must end where JA does before any row is read.
+  const bool fits = neq >= 1 && m.IA.size() > neq && m.IA(neq + 1) - 1 == m.KK(26) &&
+                    m.JA.size() >= m.KK(26);
+  const ORKRESULT r = fits ? ORKANAP(o, FREE, neq, m.IA.data(), m.JA.data(), NRHS)
+                           : ORKRESULT{ORK_BADIA, 0.0};
   o.ERRSTATE = r.STATUS;
   if (r.SHORTMB > 0.0) memstop(m, r.SHORTMB, NO2);
   if (r.STATUS == ORK_ALLOC) {
@@ -178,7 +183,7 @@ void ORKANA(Model& m, long FREE, int NRHS, int NO2) {
     // No analysis stands: an empty tree, which the factorisation refuses,
     // so that the solution check reports the failure.
     o.ORKI.allocate(ORKHDR);
-    o.ORKI(HN) = m.KK(22);
+    o.ORKI(HN) = neq;
   }
 }
 

@@ -138,7 +138,7 @@ int ORKPOST(ORKAN& a) {
   const int ns = a.NSUP;
   const long llen = a.LSTART[ns + 1] - 1;
   const long plen = ORKHDR + static_cast<long>(ORKNW) * ns + llen;
-  if (!a.ws.fits(3L * (ns + 2) + plen + 1)) return ORK_WS5;
+  if (!a.ws.fits(4L * (ns + 1) + plen + 1)) return ORK_WS5;
   std::int32_t* stack = a.ws.take(ns);
   std::int32_t* cur = a.ws.take(ns);
   std::int32_t* order = a.ws.take(ns);

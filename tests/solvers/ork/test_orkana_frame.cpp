@@ -131,6 +131,23 @@ TEST(OrkFrameDeath, ScratchTooSmall) {
   EXPECT_EQ(l[3], " " + base::fI(-5, 3) + base::fI(4, 3));
 }
 
+// Bad rows leave no analysis: the status stays in ERRSTATE and the tree is
+// empty, which the factorisation refuses.
+TEST(OrkFrame, BadPatternLeavesEmptyTree) {
+  intemp();
+  orkpat::Pattern p = orkpat::tetcube(1);
+  p.ja[1] = p.ja[2];  // a repeated column in row 1
+  model::Model m;
+  setup(m, p, 100);
+  ORKANA(m, 1000000, 1, 0);
+  EXPECT_EQ(m.ORK.ERRSTATE, ORK_BADJA);
+  EXPECT_EQ(m.ORK.ORKI(HNSUP), 0);
+  EXPECT_FALSE(m.ORK.ORKR.allocated());
+  m.KK(26) += 1;  // IA no longer ends where JA does
+  ORKANA(m, 1000000, 1, 0);
+  EXPECT_EQ(m.ORK.ERRSTATE, ORK_BADIA);
+}
+
 // Nodes by hand: s = 4 with three children; one variable per node.
 struct Hand {
   std::vector<std::int32_t> ws = std::vector<std::int32_t>(1000);
