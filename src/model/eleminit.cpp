@@ -129,7 +129,9 @@ bool record_ok(const Model& m, const ELEMREC& e) {
   switch (e.TYPE) {
     case 1: return e.IDX >= 1 && e.IDX <= m.NSHELL() && nodes_ok(m, e, 3);
     case 2: return e.IDX >= 1 && e.IDX <= m.NSOLID() && nodes_ok(m, e, 4);
-    case 4: return e.IDX >= 1 && e.IDX <= m.NRUBB() && nodes_ok(m, e, 4);
+    case 4:  // its interior node needs a row of XYZ and NODEID
+      return e.IDX >= 1 && e.IDX <= m.NRUBB() && nodes_ok(m, e, 4) &&
+             m.NNODE() + e.IDX <= m.XYZ.ubound(2) && m.NNODE() + e.IDX <= m.NODEID.ubound(1);
     default: return false;
   }
 }

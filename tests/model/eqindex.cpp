@@ -281,3 +281,12 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
         << log;
   }
 }
+
+TEST_F(EqIndex, NodesOutsideTheGridAreLeftOut) {
+  Model m;
+  ossa::testing::build(m, points(4), {{2, {1, 2, 3, 4}}, {2, {1, 2, 0, 99}}, {5, {-3, 4}}}, 2);
+  run(m);
+  mdl::ELEM_INIT(m);
+  EXPECT_EQ(m.NEQ(), 12);
+  EXPECT_EQ(m.KK(26), 12 + 66);  // one full tetrahedron, upper half
+}
