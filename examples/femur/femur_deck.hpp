@@ -13,6 +13,8 @@
 #include <map>
 #include <vector>
 
+#include "../mesh/cube_tets.hpp"
+
 namespace ossa::example {
 
 struct FemurOptions {
@@ -99,26 +101,9 @@ inline long write_femur_deck(std::FILE* f, const FemurOptions& o) {
     if (fresh) xyz.push_back(gp(i, j, k));
     return it->second;
   };
-  // Six tetrahedra along the diagonal 0-7, one per order of the axes.
-  static const int PERM[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
   std::vector<std::array<int, 4>> tets;
   for (const auto& cb : cubes)
-    for (const auto& p : PERM) {
-      int v[3] = {cb[0], cb[1], cb[2]};
-      std::array<int, 4> t{};
-      t[0] = nodeof(v[0], v[1], v[2]);
-      for (int s = 0; s < 3; ++s) {
-        ++v[p[s]];
-        t[s + 1] = nodeof(v[0], v[1], v[2]);
-      }
-      // Card order with det[(1-4),(2-4),(3-4)] > 0, the orientation the solid expects.
-      const V3 a = xyz[t[0] - 1], b = xyz[t[1] - 1], cc = xyz[t[2] - 1], d = xyz[t[3] - 1];
-      const double ax = a.x - d.x, ay = a.y - d.y, az = a.z - d.z, bx = b.x - d.x, by = b.y - d.y,
-                   bz = b.z - d.z, cx = cc.x - d.x, cy = cc.y - d.y, cz = cc.z - d.z;
-      const double det = ax * (by * cz - bz * cy) - ay * (bx * cz - bz * cx) + az * (bx * cy - by * cx);
-      if (det < 0.0) std::swap(t[1], t[2]);
-      tets.push_back(t);
-    }
+    cube_tets(cb[0], cb[1], cb[2], nodeof, [&](int n) { return xyz[n - 1]; }, tets);
   const int nnode = static_cast<int>(xyz.size());
   const long ntet = static_cast<long>(tets.size());
 

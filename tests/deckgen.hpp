@@ -1,0 +1,92 @@
+// Cards of a deck in their columns, and a box of tetrahedra, for tests that
+// run whole jobs.
+#pragma once
+#include <array>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "../examples/mesh/cube_tets.hpp"
+
+namespace ossa::test {
+
+template <class... A>
+std::string card(const char* fmt, A... a) {
+  char buf[256];
+  std::snprintf(buf, sizeof buf, fmt, a...);
+  return std::string(buf) + "\n";
+}
+
+inline std::string cntnd(int n) { return card("CNTND     %10d", n); }
+inline std::string cntel(int nsol, int nshl = 0, int ngap = 0, int nrub = 0, int ntrs = 0) {
+  return card("CNTEL%10d%10d%10d%10d%10d", nsol, nshl, ngap, nrub, ntrs);
+}
+// Analysis digits (restart, geometric, material, dynamic), iteration limit,
+// load tolerance, solver selector, CG tolerance, preconditioner code.
+inline std::string cntrl(int geom, int mat, int iterlim, double tol, int solver = 0,
+                         double cgtol = 1e-10, int pre = 1) {
+  return card("CNTRL0%1d%1d0 %3d  %10.3E%10.3E%20s%8d%10.3E%7s%1d%9.1f", geom, mat, iterlim, tol, tol, "",
+              solver, cgtol, "", pre, 2000.0);
+}
+inline std::string cntr2(int kk35, int kk9, int kk5 = 1, int kk34 = 0) {
+  return card("CNTR2%10.4f%5d%3d%3d%4d%3d", 0.0, 0, kk35, kk9, kk5, kk34);
+}
+inline std::string cntr3_cpu() { return card("CNTR3%5s%30s%5d%5d", "", "", -1, 0); }
+inline std::string kukan(double tend, int n) { return card("KUKAN%15.6f%10d", tend, n); }
+inline std::string node(int id, double x, double y, double z) {
+  return card("NODE %10d%15.8f%15.8f%15.8f", id, x, y, z);
+}
+inline std::string solid(int id, const std::array<int, 4>& n) {
+  return card("SOLID%10d%10d%10d%10d%10d", id, n[0], n[1], n[2], n[3]);
+}
+// Plain solid row: Poisson's ratio, modulus, no strength data.
+inline std::string propt_solid(int id, double nu, double E, int bone = 0, double sigt = 0.0,
+                               double yield = 0.0, double etr = 0.0, double ecrush = 0.0) {
+  return card("PROPT0%1d%1d%1d2%10d%10.5f%10.3E%10.3E%10.3E%10.3E%10.4f%10.4f%10.4f%10.1f", 0, bone, 0, id,
+              nu, E, 0.0, sigt, yield, etr, 0.0, 0.0, ecrush);
+}
+inline std::string ngld(int n) { return card("NGLD %5d", n); }
+inline std::string nplnk(int n) { return card("NPLNK%5s%7d", "", n); }
+inline std::string plnk(int nd, const char* flags) { return card("PLNK %10d%-6s", nd, flags); }
+inline std::string nload(int npts, int ncards) { return card("NLOAD%5s%5d%10d", "", npts, ncards); }
+inline std::string tblld(double t, double f) { return card("TBLLD%15.6f%15.6f", t, f); }
+inline std::string force(int nd, double fx, double fy, double fz) {
+  return card("FORCE%10d%15.8E%15.8E%15.8E%15.8E%15.8E%15.8E", nd, fx, fy, fz, 0.0, 0.0, 0.0);
+}
+inline std::string disp(int nd, double ux, double uy, double uz) {
+  return card("DISP %10d%15.8E%15.8E%15.8E%15.8E%15.8E%15.8E", nd, ux, uy, uz, 0.0, 0.0, 0.0);
+}
+
+struct P3 { double x, y, z; };
+
+// A box [0,LX] x [0,LY] x [0,LZ] of NX x NY x NZ cubes, six tetrahedra each;
+// nodes numbered 1, 2, ... with x running fastest.
+struct Box {
+  int NX = 1, NY = 1, NZ = 1;
+  double LX = 1, LY = 1, LZ = 1;
+  std::vector<P3> xyz;
+  std::vector<std::array<int, 4>> tets;
+  Box(int nx, int ny, int nz, double lx, double ly, double lz) : NX(nx), NY(ny), NZ(nz), LX(lx), LY(ly), LZ(lz) {
+    for (int k = 0; k <= NZ; ++k)
+      for (int j = 0; j <= NY; ++j)
+        for (int i = 0; i <= NX; ++i) xyz.push_back({LX * i / NX, LY * j / NY, LZ * k / NZ});
+    for (int k = 0; k < NZ; ++k)
+      for (int j = 0; j < NY; ++j)
+        for (int i = 0; i < NX; ++i)
+          example::cube_tets(i, j, k, [&](int a, int b, int c) { return id(a, b, c); },
+                             [&](int n) { return xyz[n - 1]; }, tets);
+  }
+  int id(int i, int j, int k) const { return 1 + i + (NX + 1) * (j + (NY + 1) * k); }
+  int nnode() const { return static_cast<int>(xyz.size()); }
+  int ntet() const { return static_cast<int>(tets.size()); }
+  // NODE, SOLID and PROPT cards for one material.
+  std::string mesh_cards(double nu, double E) const {
+    std::string s;
+    for (int n = 1; n <= nnode(); ++n) s += node(n, xyz[n - 1].x, xyz[n - 1].y, xyz[n - 1].z);
+    for (int e = 1; e <= ntet(); ++e) s += solid(e, tets[e - 1]);
+    for (int e = 1; e <= ntet(); ++e) s += propt_solid(e, nu, E);
+    return s;
+  }
+};
+
+}  // namespace ossa::test
