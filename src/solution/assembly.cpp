@@ -28,10 +28,10 @@ long position(const Model& m, int row, int col) {
 void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
   const bool lower = m.KK(21) == 1;
   for (int a = 1; a <= n; ++a) {
-    const int ea = m.IDOF(dofs[a - 1].dir, dofs[a - 1].node);
+    const int ea = m.IDOF(dofs[a - 1].pos, dofs[a - 1].node);
     if (ea <= 0) continue;
     for (int b = a; b <= n; ++b) {
-      const int eb = m.IDOF(dofs[b - 1].dir, dofs[b - 1].node);
+      const int eb = m.IDOF(dofs[b - 1].pos, dofs[b - 1].node);
       if (eb <= 0) continue;
       const int row = lower ? std::max(ea, eb) : std::min(ea, eb);
       const int col = lower ? std::min(ea, eb) : std::max(ea, eb);
@@ -45,11 +45,11 @@ void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
 void ENFRHS(Model& m, const double* Ke, const EDOF* dofs, int n) {
   for (int a = 1; a <= n; ++a) {
     const EDOF& da = dofs[a - 1];
-    if (m.IDOF(da.dir, da.node) != -1 || da.dir > 6) continue;
-    const double due = m.DUE(da.dir, da.node);
+    if (m.IDOF(da.pos, da.node) != -1 || da.pos > 6) continue;
+    const double due = m.DUE(da.pos, da.node);
     if (due == 0.0) continue;
     for (int b = 1; b <= n; ++b) {
-      const int eb = m.IDOF(dofs[b - 1].dir, dofs[b - 1].node);
+      const int eb = m.IDOF(dofs[b - 1].pos, dofs[b - 1].node);
       if (eb <= 0) continue;
       const long k = a <= b ? PKIDX(a, b, n) : PKIDX(b, a, n);
       m.RHS(eb, 1) -= due * Ke[k - 1];
@@ -79,18 +79,6 @@ namespace ossa::solution {
 
 namespace {
 
-// The element's list: for each node positions 1 to 6 for a shell, 1 to 3
-// otherwise; a rubber element then appends position 7 of its four corners.
-int element_dofs(const model::ELEMREC& e, EDOF* dofs) {
-  int n = 0;
-  const int per = e.TYPE == 1 ? 6 : 3;
-  for (int a = 1; a <= e.NEN; ++a)
-    for (int k = 1; k <= per; ++k) dofs[n++] = {e.NOD(a), k};
-  if (e.TYPE == 4)
-    for (int a = 1; a <= 4; ++a) dofs[n++] = {e.NOD(a), 7};
-  return n;
-}
-
 // The element matrix by analysis kind and family; false where the
 // combination has none.
 bool element_matrix(Model& m, const model::ELEMREC& e, double* Ke) {
@@ -109,11 +97,11 @@ void STFASM(Model& m, int FIRST) {
   m.AV.fill(0.0);
   const int maxedof = m.KK(23) > 0 ? m.KK(23) : 1;
   std::vector<double> Ke(static_cast<std::size_t>(maxedof) * (maxedof + 1) / 2);
-  std::vector<EDOF> dofs(static_cast<std::size_t>(maxedof));
+  std::vector<EDOF> dofs(static_cast<std::size_t>(maxedof > model::MAXLIST ? maxedof : model::MAXLIST));
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const model::ELEMREC& e = m.ELEM(ie);
     if (!element_matrix(m, e, Ke.data())) continue;
-    int n = element_dofs(e, dofs.data());
+    int n = model::EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), dofs.data());
     n = LINKEXP(m, Ke.data(), dofs.data(), n);
     if (FIRST == 1) ENFRHS(m, Ke.data(), dofs.data(), n);
     ADDK(m, Ke.data(), dofs.data(), n);

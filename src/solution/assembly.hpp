@@ -1,6 +1,7 @@
 // Assembly of the global tangent and right-hand side, and the internal-force
 // walk over the element table.
 #pragma once
+#include "model/index.hpp"
 #include "model/model.hpp"
 
 namespace ossa::solution {
@@ -14,9 +15,7 @@ inline long PKIDX(int a, int b, int n) {
 }
 
 // Degree of freedom of an element's list: node position and direction.
-struct EDOF {
-  int node = 0, dir = 0;
-};
+using EDOF = model::EDOFPAIR;
 
 // Scatter-add of a packed element matrix into AV. Stops with
 // "NO ADRESS FOR [K], PROGRAM STOPPED." when the pattern lacks a position.
