@@ -13,7 +13,12 @@ std::int32_t I(const Reader& r, int c1, int c2) {
 }
 double R(const Reader& r, int c1, int c2) { return RFIELD(r.m, r.card, c1, c2); }
 
-std::string quoted(Key k) { return "\"" + std::string(KEYNAME(k)) + "\""; }
+std::string quoted(Key k) {
+  std::string q(1, '"');
+  q += KEYNAME(k);
+  q += '"';
+  return q;
+}
 
 // Cards of a group need the group's "NLOAD" before them.
 void need_group(Reader& r) {

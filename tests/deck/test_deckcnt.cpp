@@ -30,7 +30,7 @@ TEST(DeckCount, EveryCountOfAFullDeck) {
       test::node(12, "0", "0", "0"),
       test::node(99, "0", "0", "0"),
       Card("NODES").i(6, 15, 150),  // four characters compared: still a node card
-      " " + std::string(Card("NODE").i(6, 15, 5000)),  // not from column 1: a remark
+      std::string(Card("NODE").i(6, 15, 5000)).insert(0, 1, ' '),  // not from column 1: a remark
       Card("node").i(6, 15, 7000),                     // lower case: a remark
       test::tet("SOLID", 8, 1, 2, 3, 4),
       test::tet("RUBB", 31, 1, 2, 3, 4),
