@@ -11,6 +11,17 @@
 #include <string>
 #include <vector>
 
+// Runs the statements in a child process whose standard output goes to
+// stdout.txt, and expects them to end the way the error stop does: with
+// exit status 0. The log and stdout.txt are then read by the test.
+#define OSSA_EXPECT_STOP(...)                                             \
+  EXPECT_EXIT(                                                            \
+      {                                                                   \
+        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();       \
+        __VA_ARGS__;                                                      \
+      },                                                                  \
+      ::testing::ExitedWithCode(0), "")
+
 namespace ossa::test {
 
 // Creates a fresh directory under /tmp and makes it the working directory

@@ -62,14 +62,7 @@ TEST(ElapsedReport, NegativeRestShowsZero) {
 
 TEST(ErrorStop, LogLayoutEndLineAndStatus) {
   test::ScratchDir dir;
-  EXPECT_EXIT(
-      {
-        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
-        model::Model m;
-        open_log(m, 0.0);
-        job::FAIL(m, "MEMORY ALLOCATION ERROR", -5);
-      },
-      ::testing::ExitedWithCode(0), "");
+  OSSA_EXPECT_STOP(model::Model m; open_log(m, 0.0); job::FAIL(m, "MEMORY ALLOCATION ERROR", -5));
   const auto l = test::read_lines("EXEC.LOG");
   ASSERT_GE(l.size(), 5u);
   EXPECT_EQ(l[0], "");
@@ -89,12 +82,7 @@ TEST(ErrorStop, AllocationCheckStopsAtFirstFailure) {
   job::ALLOCCHK(m, ok, 3, 0, m.UNIT(2));   // all good: returns
   job::ALLOCCHK(m, nullptr, 0, 0, m.UNIT(2));  // nothing to check
   const int bad[3] = {0, 1, 1};
-  EXPECT_EXIT(
-      {
-        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
-        job::ALLOCCHK(m, bad, 3, 7, m.UNIT(2));
-      },
-      ::testing::ExitedWithCode(0), "");
+  OSSA_EXPECT_STOP(job::ALLOCCHK(m, bad, 3, 7, m.UNIT(2)));
   const auto l = test::read_lines("EXEC.LOG");
   ASSERT_GE(l.size(), 3u);
   EXPECT_EQ(l[1], " MEMORY ALLOCATION ERROR");
