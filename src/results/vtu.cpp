@@ -216,14 +216,42 @@ struct FileCloser {
   void operator()(std::FILE* f) const { std::fclose(f); }
 };
 
-void xml_arrays(std::FILE* fp, const std::vector<DataArr>& arrs, std::size_t from,
-                std::size_t to, std::uint64_t& off) {
+// Base64 of n bytes appended to `out`.
+void base64(const unsigned char* p, std::size_t n, std::string& out) {
+  static constexpr char T[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  const std::size_t start = out.size();
+  out.resize(start + 4 * ((n + 2) / 3));
+  char* o = out.data() + start;
+  std::size_t i = 0;
+  for (; i + 3 <= n; i += 3, o += 4) {
+    const unsigned v = (unsigned{p[i]} << 16) | (unsigned{p[i + 1]} << 8) | p[i + 2];
+    o[0] = T[v >> 18]; o[1] = T[(v >> 12) & 63]; o[2] = T[(v >> 6) & 63]; o[3] = T[v & 63];
+  }
+  if (i < n) {
+    const unsigned v = (unsigned{p[i]} << 16) | (i + 1 < n ? unsigned{p[i + 1]} << 8 : 0u);
+    o[0] = T[v >> 18]; o[1] = T[(v >> 12) & 63];
+    o[2] = i + 1 < n ? T[(v >> 6) & 63] : '=';
+    o[3] = '=';
+  }
+}
+
+// An array as it is appended: its byte count and its bytes, encoded apart.
+std::string encoded(const DataArr& a) {
+  std::string e;
+  e.reserve(16 + 4 * (a.bytes.size() / 3 + 1));
+  const std::uint64_t n = a.bytes.size();
+  base64(reinterpret_cast<const unsigned char*>(&n), 8, e);
+  base64(reinterpret_cast<const unsigned char*>(a.bytes.data()), a.bytes.size(), e);
+  return e;
+}
+
+void xml_arrays(std::FILE* fp, const std::vector<DataArr>& arrs, const std::vector<std::size_t>& off,
+                std::size_t from, std::size_t to) {
   for (std::size_t k = from; k < to; ++k) {
     const DataArr& a = arrs[k];
     std::fprintf(fp, "<DataArray type=\"%s\" Name=\"%s\" NumberOfComponents=\"%d\" "
-                     "format=\"appended\" offset=\"%llu\"/>\n",
-                 a.type.c_str(), a.name.c_str(), a.ncomp, static_cast<unsigned long long>(off));
-    off += 8 + a.bytes.size();
+                     "format=\"appended\" offset=\"%zu\"/>\n",
+                 a.type.c_str(), a.name.c_str(), a.ncomp, off[k]);
   }
 }
 
@@ -234,24 +262,27 @@ std::string write_file(const std::string& path, const std::vector<DataArr>& arrs
   std::unique_ptr<std::FILE, FileCloser> f(std::fopen(path.c_str(), "wb"));
   if (!f) return "cannot create " + path;
   std::FILE* fp = f.get();
+  std::vector<std::string> enc(arrs.size());
+  std::vector<std::size_t> off(arrs.size());
+  std::size_t pos = 0;
+  for (std::size_t k = 0; k < arrs.size(); ++k) {
+    enc[k] = encoded(arrs[k]);
+    off[k] = pos;
+    pos += enc[k].size();
+  }
   std::fprintf(fp, "<?xml version=\"1.0\"?>\n<VTKFile type=\"UnstructuredGrid\" version=\"1.0\" "
                    "byte_order=\"LittleEndian\" header_type=\"UInt64\">\n<UnstructuredGrid>\n"
                    "<Piece NumberOfPoints=\"%zu\" NumberOfCells=\"%zu\">\n", npts, ncell);
-  std::uint64_t off = 0;
   std::fprintf(fp, "<PointData>\n");
-  xml_arrays(fp, arrs, 0, np, off);
+  xml_arrays(fp, arrs, off, 0, np);
   std::fprintf(fp, "</PointData>\n<CellData>\n");
-  xml_arrays(fp, arrs, np, nc, off);
+  xml_arrays(fp, arrs, off, np, nc);
   std::fprintf(fp, "</CellData>\n<Points>\n");
-  xml_arrays(fp, arrs, nc, nc + 1, off);
+  xml_arrays(fp, arrs, off, nc, nc + 1);
   std::fprintf(fp, "</Points>\n<Cells>\n");
-  xml_arrays(fp, arrs, nc + 1, arrs.size(), off);
-  std::fprintf(fp, "</Cells>\n</Piece>\n</UnstructuredGrid>\n<AppendedData encoding=\"raw\">\n_");
-  for (const DataArr& a : arrs) {
-    const std::uint64_t n = a.bytes.size();
-    std::fwrite(&n, 8, 1, fp);
-    if (n) std::fwrite(a.bytes.data(), 1, n, fp);
-  }
+  xml_arrays(fp, arrs, off, nc + 1, arrs.size());
+  std::fprintf(fp, "</Cells>\n</Piece>\n</UnstructuredGrid>\n<AppendedData encoding=\"base64\">\n_");
+  for (const std::string& e : enc) std::fwrite(e.data(), 1, e.size(), fp);
   std::fprintf(fp, "\n</AppendedData>\n</VTKFile>\n");
   if (std::ferror(fp)) return "cannot write " + path;
   return "";

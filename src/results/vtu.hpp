@@ -5,8 +5,8 @@
 // the shell (triangle), solid and rubber (tetrahedron) and truss (line)
 // elements in the order of the element stream (all shells, all solids, all
 // rubbers, all trusses, each family in table order). Gap elements are left
-// out, as they have no results. Data are written as raw binary appended to
-// the XML, little-endian, with 64-bit block headers.
+// out, as they have no results. Data are appended to the XML in base64,
+// little-endian, each array after its 64-bit byte count (encoded apart).
 //
 // Point data: "displacement", "force", "reaction" (3 components each).
 // Cell data: "state" (material state; -1 where the family has none),
