@@ -17,7 +17,7 @@ static_assert(std::endian::native == std::endian::little, "the result streams ar
 
 namespace {
 
-constexpr double TOLSTRESS = 1.0e-12, TOLSTRAIN = 1.0e-17;
+constexpr double TOLSTRESS = 1.0e-12;
 
 // Output buffer of one stream: records gather here and go to the file in
 // groups, each flushed, so that a reader can follow a running job.
@@ -119,21 +119,42 @@ void write_str(Model& m, int STEP, double TIME) {
   for (int type : {1, 2, 4, 5}) family_pass(o, m, type);
 }
 
-// Principal values (and, when asked, directions) of a six-component vector;
-// engineering shears are halved first when `eng`.
-void princ6(const double* v, bool eng, double tol, double* eig, double* z) {
-  double s[6];
-  for (int k = 0; k < 6; ++k) s[k] = (eng && k >= 3) ? 0.5 * v[k] : v[k];
-  elements::PRINC3(s, tol, eig, z);
+// Principal values alone, descending, of a six-component vector with
+// engineering shears, in closed form: the strains need no directions, and
+// this costs a fraction of the rotations. A tensor below PRINC3's zero
+// bound gives zeros as there.
+void princ_values_only(const double* v, double* eig) {
+  const double a11 = v[0], a22 = v[1], a33 = v[2];
+  const double a12 = 0.5 * v[3], a23 = 0.5 * v[4], a13 = 0.5 * v[5];
+  double ss = 0.0;
+  for (int k = 0; k < 6; ++k) ss += (k >= 3 ? 0.25 : 1.0) * v[k] * v[k];
+  const double q = (a11 + a22 + a33) / 3.0;
+  const double off = a12 * a12 + a13 * a13 + a23 * a23;
+  const double b11 = a11 - q, b22 = a22 - q, b33 = a33 - q;
+  const double p = std::sqrt((b11 * b11 + b22 * b22 + b33 * b33 + 2.0 * off) / 6.0);
+  if (ss <= 1.0e-21 || p == 0.0) {
+    const double e = ss <= 1.0e-21 ? 0.0 : q;
+    eig[0] = eig[1] = eig[2] = e;
+    return;
+  }
+  // det((A - qI) / p) / 2 = cos(3 phi)
+  const double det = b11 * (b22 * b33 - a23 * a23) - a12 * (a12 * b33 - a23 * a13) +
+                     a13 * (a12 * a23 - b22 * a13);
+  double r = det / (2.0 * p * p * p);
+  r = r < -1.0 ? -1.0 : (r > 1.0 ? 1.0 : r);
+  const double phi = std::acos(r) / 3.0;
+  eig[0] = q + 2.0 * p * std::cos(phi);
+  eig[2] = q + 2.0 * p * std::cos(phi + 2.0943951023931957);
+  eig[1] = 3.0 * q - eig[0] - eig[2];
 }
 
 // Values 1 to 15 shared by the solid and the rubber record.
 void princ_values(const double* stress, const double* strain, float* v) {
   double eig[3], z[9];
-  princ6(stress, false, TOLSTRESS, eig, z);
+  elements::PRINC3(stress, TOLSTRESS, eig, z);
   for (int k = 0; k < 3; ++k) v[k] = static_cast<float>(eig[k]);
   for (int k = 0; k < 9; ++k) v[3 + k] = static_cast<float>(z[k]);
-  princ6(strain, true, TOLSTRAIN, eig, z);
+  princ_values_only(strain, eig);
   for (int k = 0; k < 3; ++k) v[12 + k] = static_cast<float>(eig[k]);
 }
 
