@@ -211,6 +211,22 @@ TEST(ElementValues, PrincipalStrainsHalveTheShears) {
   EXPECT_NEAR(o.V[12], 1e-3, 1e-9);
   EXPECT_NEAR(o.V[13], 0.0, 1e-9);
   EXPECT_NEAR(o.V[14], -1e-3, 1e-9);
+  // Repeated values: two equal, three equal, and below the zero bound.
+  const double cases[3][6] = {{1e-3, 1e-3, -2e-3, 0, 0, 0}, {-5e-4, -5e-4, -5e-4, 0, 0, 0},
+                              {1e-12, 0, 0, 0, 0, 0}};
+  const double want[3][3] = {{1e-3, 1e-3, -2e-3}, {-5e-4, -5e-4, -5e-4}, {0, 0, 0}};
+  for (int c = 0; c < 3; ++c) {
+    std::copy(cases[c], cases[c] + 6, r.STRAIN.data());
+    results::SOLVAL(m, r, 1, o);
+    for (int k = 0; k < 3; ++k) EXPECT_NEAR(o.V[12 + k], want[c][k], 1e-10) << c << " " << k;
+  }
+  EXPECT_EQ(o.V[12], 0.0f);
+  // A general state: the same values as the stress path's eigensolution.
+  const double g[6] = {3e-3, -1e-3, 2e-3, 1.5e-3, -0.7e-3, 0.4e-3};
+  std::copy(g, g + 6, r.STRAIN.data());
+  for (int k = 0; k < 6; ++k) r.STRESS(k + 1) = k < 3 ? g[k] * 1e3 : 0.5 * g[k] * 1e3;
+  results::SOLVAL(m, r, 1, o);
+  for (int k = 0; k < 3; ++k) EXPECT_NEAR(o.V[12 + k] * 1e3, o.V[k], 1e-5) << k;
 }
 
 TEST(ElementValues, EquivalentStressUnderBothCriteria) {
