@@ -82,7 +82,7 @@ long FREEWORDS(const Model& m) {
   for (const auto& a : m.DYNW) w += words(a);
   w += words(m.IA) + words(m.JA) + words(m.AV) + words(m.RHS) + words(m.DX);
   for (const auto& a : m.ARCV) w += words(a);
-  w += words(m.LV) + words(m.CGW);
+  w += words(m.LV) + words(m.CGW) + words(m.CGGRP);
   return w;
 }
 

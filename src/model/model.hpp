@@ -120,6 +120,7 @@ struct Model {
   // vectors (see CGSOLVE).
   Arr1<double> LV;             // NZ
   Arr2<double> CGW;            // NEQ, 6
+  Arr1<std::int32_t> CGGRP;    // NEQ: row groups of the iteration kernels
   // Shift of the diagonal preconditioner; once raised it stays for the job.
   double CGSHIFT = 1.5;
   // The solver's memory report is printed once a job, not on each rebuild.

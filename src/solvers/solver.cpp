@@ -39,21 +39,24 @@ std::string mb(long words) { return fF(static_cast<double>(words) * 4.0e-6, 8, 1
 // ---- Processor CG (KK(21) = 1, KK(28) < 0)
 void prep_cg(Model& m, long TOTAL, long FREE, int NO2) {
   BUDGETCHK(m, cgwords(m), FREE, NO2);
-  int st[2];
+  // LV, CGW and CGGRP hold 2 NZ + 13 NEQ words, within the budget's figure.
+  int st[3];
   st[0] = m.LV.allocate(nz(m)) ? 0 : 1;
   st[1] = m.CGW.allocate(neq(m), 6) ? 0 : 1;
-  job::ALLOCCHK(m, st, 2, NO2, m.UNIT(2));
+  st[2] = m.CGGRP.allocate(neq(m)) ? 0 : 1;
+  job::ALLOCCHK(m, st, 3, NO2, m.UNIT(2));
   MEMREPORT(m, TITLE_CG, HYCOL_CG, TOTAL, FREE, {{REQUIRED, neq(m) + nz(m) + cgwords(m) + 1}});
 }
 
 void solve_cg(Model& m) {
-  CGSOLVE(m, m.AV.data(), m.LV.data(), m.RHS.data(), m.DX.data(), m.CGW.data(), m.KK(22),
-          m.KK(26), m.IA.data(), m.JA.data(), m.KK(30), m.RR(3), m.UNIT(2), m.KK(31), 0);
+  CGSOLVE(m, m.AV.data(), m.LV.data(), m.RHS.data(), m.DX.data(), m.CGW.data(), m.CGGRP.data(),
+          m.KK(22), m.KK(26), m.IA.data(), m.JA.data(), m.KK(30), m.RR(3), m.UNIT(2), m.KK(31), 0);
 }
 
 void free_cg(Model& m) {
   m.LV.deallocate();
   m.CGW.deallocate();
+  m.CGGRP.deallocate();
 }
 
 // ---- Device CG (KK(21) = 1, KK(28) >= 0). The device check of the deck

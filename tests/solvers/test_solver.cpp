@@ -62,7 +62,7 @@ TEST(SolverPrep, CgMemoryReportLayout) {
   EXPECT_EQ(m.LV.size(), 600000);
   EXPECT_EQ(m.CGW.extent(1), 30000);
   EXPECT_EQ(m.CGW.extent(2), 6);
-  EXPECT_EQ(model::FREEWORDS(m), 2070001 + 1200000 + 360000);
+  EXPECT_EQ(model::FREEWORDS(m), 2070001 + 1200000 + 360000 + 30000);
   // A rebuilt pattern prepares again but reports only once.
   solvers::SOLVERFREE(m);
   index_model(m, 30000, 600000, 100, false);
@@ -134,6 +134,7 @@ TEST(SolverDispatch, CgSolveFreeAndOtherCodes) {
   m.KK(21) = 1;
   solvers::SOLVERFREE(m);
   EXPECT_FALSE(m.IA.allocated() || m.JA.allocated() || m.AV.allocated() || m.RHS.allocated() ||
-               m.DX.allocated() || m.LV.allocated() || m.CGW.allocated());
+               m.DX.allocated() || m.LV.allocated() || m.CGW.allocated() ||
+               m.CGGRP.allocated());
   EXPECT_EQ(model::FREEWORDS(m), 0);
 }

@@ -69,8 +69,8 @@ void CGUNSCALE(double* XOUT, const double* SCL, const double* X, int NEQ) {
   for (int i = 0; i < NEQ; ++i) XOUT[i] = SCL[i] * X[i];
 }
 
-int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW, int NEQ,
-            int NZ, const int* IA, const int* JA, int KK30, double TOL, int LOGUNIT, int PRECON,
+int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW, int* GRP,
+            int NEQ, int NZ, const int* IA, const int* JA, int KK30, double TOL, int LOGUNIT, int PRECON,
             int VERB) {
   // ---- check inputs: a pivot of zero or below before anything is scaled
   const int MAXIT = CGMAXIT(KK30, NEQ);
@@ -113,21 +113,22 @@ int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW,
     X[i] = 0.0;
   }
   CGPRESOLVE(dinv, LV, p, w, NEQ, IA, JA);
+  CGGROUP(GRP, NEQ, IA, JA);
   double RZ = dot(p, r, NEQ), BETA = 0.0, RR2 = 0.0;
   Progress prog;
   int ITC = 1;
   for (;; ++ITC) {
     if (ITC > MAXIT) CGSTOP(m, LOGUNIT, "NOT CONVERGED BY CG METHOD.", -8);
-    const double PQ = CGPSPMV(qz, p, BETA, ITC == 1 ? 1 : 0, AV, NEQ, IA, JA);
+    const double PQ = CGPSPMV(qz, p, BETA, ITC == 1 ? 1 : 0, AV, NEQ, IA, JA, GRP);
     const double ALPHA = RZ / PQ;
-    RR2 = CGUPDFWD(X, r, p, qz, w, ALPHA, dinv, LV, NEQ, IA, JA);
+    RR2 = CGUPDFWD(X, r, p, qz, w, ALPHA, dinv, LV, NEQ, IA, JA, GRP);
     if (ITC % 10 == 0) {
       if (VERB == 1) base::put(log, itline(ITC, RR2));
       prog.update(ITC, RR2, TARGET);
     }
     if (TARGET > RR2) break;
     const double RZ0 = RZ;
-    RZ = CGBWDDOT(qz, w, r, dinv, LV, NEQ, IA, JA);
+    RZ = CGBWDDOT(qz, w, r, dinv, LV, NEQ, IA, JA, GRP);
     BETA = RZ / RZ0;
   }
 

@@ -26,14 +26,15 @@ int CGMAXIT(int KK30, int NEQ);
 //   F(NEQ)    right-hand side; overwritten by the scaled one
 //   X(NEQ)    the solution
 //   CGW(NEQ,6) work: r, p, DINV, SCL, q (K p, then z), backward scratch
+//   GRP(NEQ)  work: the row groups of the iteration kernels
 //   KK30      iteration limit code (CGMAXIT); PRECON 0 diagonal, else IC
 //   VERB      1 writes the tolerance, every tenth residual and the closing
 //             line to LOGUNIT; the increment routines pass 0
 // Returns the iterations taken, 0 when F is zero (X is then cleared). Does not
 // return on failure: a non-positive diagonal, a diagonal shift past 5.0 or the
 // iteration limit stop the job through the error stop.
-int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW, int NEQ,
-            int NZ, const int* IA, const int* JA, int KK30, double TOL, int LOGUNIT, int PRECON,
+int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW, int* GRP,
+            int NEQ, int NZ, const int* IA, const int* JA, int KK30, double TOL, int LOGUNIT, int PRECON,
             int VERB);
 
 // SCL(i) = 1/sqrt(a(i,i)); a(i,j) *= SCL(i) SCL(j); F(i) *= SCL(i).

@@ -1,8 +1,7 @@
 // Sparse kernels of the CG solver. Rows run over positions k0 (the diagonal)
 // to k1 (one past the row's end), zero-based; stored columns are one-based.
 // Every kernel is a single streaming pass over JA and one value array; the
-// inner loops are unrolled by four with separate accumulators so that the
-// indexed loads of one row overlap.
+// inner loops keep several accumulators so that the indexed loads overlap.
 #include "solvers/cg/cgkern.hpp"
 
 #include "solvers/cg/cg.hpp"
@@ -37,32 +36,6 @@ inline void rowaxpy(double* __restrict Y, const double* __restrict A, double s,
   for (; k < k1; ++k) Y[ja[k] - 1] += s * A[k];
 }
 
-// Dot and scatter of one row in the same loop: returns sum A(k) V(ja(k)) and
-// adds s A(k) to Y(ja(k)). Y and V are different vectors.
-inline double rowdotaxpy(double* __restrict Y, const double* __restrict A,
-                         const double* __restrict V, double s, const int* __restrict ja, int k,
-                         int k1) {
-  double t0 = 0.0, t1 = 0.0, t2 = 0.0, t3 = 0.0;
-  for (; k + 3 < k1; k += 4) {
-    const int c0 = ja[k] - 1, c1 = ja[k + 1] - 1, c2 = ja[k + 2] - 1, c3 = ja[k + 3] - 1;
-    const double a0 = A[k], a1 = A[k + 1], a2 = A[k + 2], a3 = A[k + 3];
-    t0 += a0 * V[c0];
-    t1 += a1 * V[c1];
-    t2 += a2 * V[c2];
-    t3 += a3 * V[c3];
-    Y[c0] += s * a0;
-    Y[c1] += s * a1;
-    Y[c2] += s * a2;
-    Y[c3] += s * a3;
-  }
-  for (; k < k1; ++k) {
-    const int c = ja[k] - 1;
-    t0 += A[k] * V[c];
-    Y[c] += s * A[k];
-  }
-  return (t0 + t1) + (t2 + t3);
-}
-
 }  // namespace
 
 void CGSPMV(double* Y, const double* AV, const double* V, int NEQ, const int* IA, const int* JA) {
@@ -86,52 +59,257 @@ void CGPRESOLVE(const double* DINV, const double* LV, double* V, double* W, int 
   }
 }
 
-double CGPSPMV(double* QZ, double* P, double BETA, int FIRST, const double* AV, int NEQ,
-               const int* IA, const int* JA) {
-  double* __restrict q = QZ;
-  double* __restrict p = P;
+namespace {
+
+// A group of G rows from row s: the diagonal position of each row and the
+// columns they share (the first row's). Row r's value at shared position k
+// is A[kd[r] + 1 + k]; its entry j beyond them, column s + j, follows.
+template <int G>
+struct Grp {
+  int kd[G];
+  int np;
+  const int* ja;
+  Grp(const int* IA, const int* JA, int s) : np(IA[s + 1] - 1 - IA[s]), ja(JA + IA[s]) {
+    for (int r = 0; r < G; ++r) kd[r] = IA[s + r] - 1;
+  }
+  int own(int r, int j) const { return kd[r] + 1 + np + j; }
+};
+
+// The passes skip the columns of all but the first row of a group, and the
+// backward sweep runs down the arrays: neither is a stream the hardware
+// fetches ahead by itself. Each group asks for the entries AHEAD positions
+// further on (down for the backward sweep); the guard keeps the addresses
+// inside the arrays.
+constexpr int AHEAD = 256;
+
+template <int G>
+void fetch(const double* A, const int* JA, const Grp<G>& g, int dir, long nz) {
+  const long k = g.kd[0] + static_cast<long>(dir) * AHEAD;
+  if (k < 0 || k + 48 * G > nz) return;
+  for (int b = 0; b < 24 * G; b += 8) {
+    __builtin_prefetch(A + k + b, 0, 0);
+    __builtin_prefetch(JA + k + 2 * b, 0, 0);
+  }
+}
+
+// Independent accumulators per row: enough to cover the latency of the adds.
+template <int G>
+constexpr int UNROLL = G == 1 ? 4 : 2;
+
+template <int G>
+void sumacc(double (&t)[G], const double (&acc)[UNROLL<G>][G]) {
+  for (int r = 0; r < G; ++r) {
+    t[r] = 0.0;
+    for (int u = 0; u < UNROLL<G>; ++u) t[r] += acc[u][r];
+  }
+}
+
+// t(r) = sum over the shared columns c of A(r,c) V(c).
+template <int G>
+void gdot(double (&t)[G], const double* __restrict A, const Grp<G>& g,
+          const double* __restrict V) {
+  constexpr int U = UNROLL<G>;
+  double acc[U][G] = {};
+  int k = 0;
+  for (; k + U - 1 < g.np; k += U)
+    for (int u = 0; u < U; ++u) {
+      const double v = V[g.ja[k + u] - 1];
+      for (int r = 0; r < G; ++r) acc[u][r] += A[g.kd[r] + 1 + k + u] * v;
+    }
+  for (; k < g.np; ++k) {
+    const double v = V[g.ja[k] - 1];
+    for (int r = 0; r < G; ++r) acc[0][r] += A[g.kd[r] + 1 + k] * v;
+  }
+  sumacc(t, acc);
+}
+
+// gdot, and Y(c) += sum_r S(r) A(r,c) over the shared columns.
+template <int G>
+void gdotaxpy(double (&t)[G], double* __restrict Y, const double* __restrict A, const Grp<G>& g,
+              const double* __restrict V, const double (&S)[G]) {
+  constexpr int U = UNROLL<G>;
+  double acc[U][G] = {};
+  int k = 0;
+  for (; k + U - 1 < g.np; k += U)
+    for (int u = 0; u < U; ++u) {
+      const int c = g.ja[k + u] - 1;
+      const double v = V[c];
+      double y = 0.0;
+      for (int r = 0; r < G; ++r) {
+        const double a = A[g.kd[r] + 1 + k + u];
+        acc[u][r] += a * v;
+        y += S[r] * a;
+      }
+      Y[c] += y;
+    }
+  for (; k < g.np; ++k) {
+    const int c = g.ja[k] - 1;
+    const double v = V[c];
+    double y = 0.0;
+    for (int r = 0; r < G; ++r) {
+      const double a = A[g.kd[r] + 1 + k];
+      acc[0][r] += a * v;
+      y += S[r] * a;
+    }
+    Y[c] += y;
+  }
+  sumacc(t, acc);
+}
+
+// Y(c) += sum_r S(r) A(r,c) over the shared columns.
+template <int G>
+void gaxpy(double* __restrict Y, const double* __restrict A, const Grp<G>& g,
+           const double (&S)[G]) {
+  for (int k = 0; k < g.np; ++k) {
+    double y = 0.0;
+    for (int r = 0; r < G; ++r) y += S[r] * A[g.kd[r] + 1 + k];
+    Y[g.ja[k] - 1] += y;
+  }
+}
+
+template <int G>
+double gproduct(double* __restrict q, double* __restrict p, double beta, int first,
+                const double* AV, const int* IA, const int* JA, int s, long nz) {
+  const Grp<G> g(IA, JA, s);
+  fetch(AV, JA, g, 1, nz);
+  double pr[G], t[G], qa[G] = {};
+  for (int r = 0; r < G; ++r) {
+    pr[r] = first == 1 ? p[s + r] : q[s + r] + beta * p[s + r];
+    p[s + r] = pr[r];
+  }
+  gdotaxpy(t, q, AV, g, p, pr);
+  for (int r = 1; r < G; ++r)
+    for (int j = 0; j < r; ++j) {
+      const double a = AV[g.own(r, j)];
+      t[r] += a * pr[j];
+      qa[j] += pr[r] * a;
+    }
   double pq = 0.0;
-  for (int i = 0; i < NEQ; ++i) {
-    const int k0 = IA[i] - 1, k1 = IA[i + 1] - 1;
-    const double pi = FIRST == 1 ? p[i] : q[i] + BETA * p[i];
-    p[i] = pi;
-    const double d = AV[k0] * pi;
-    const double t = rowdotaxpy(q, AV, p, pi, JA, k0 + 1, k1);
-    q[i] = d + t;
-    pq += pi * (d + 2.0 * t);
+  for (int r = 0; r < G; ++r) {
+    const double d = AV[g.kd[r]] * pr[r];
+    q[s + r] = d + t[r] + qa[r];
+    pq += pr[r] * (d + 2.0 * t[r]);
+  }
+  return pq;
+}
+
+template <int G>
+double gupdfwd(double* __restrict x, double* __restrict R, const double* __restrict P,
+               double* __restrict qz, double* __restrict W, double alpha, const double* DINV,
+               const double* LV, const int* IA, const int* JA, int s, long nz) {
+  const Grp<G> g(IA, JA, s);
+  fetch(LV, JA, g, 1, nz);
+  double rv[G], t[G], z[G], rr = 0.0;
+  for (int r = 0; r < G; ++r) {
+    x[s + r] += alpha * P[s + r];
+    rv[r] = R[s + r] - alpha * qz[s + r];
+    R[s + r] = rv[r];
+    rr += rv[r] * rv[r];
+    W[s + r] = 0.0;
+  }
+  gdot(t, LV, g, qz);
+  for (int r = 0; r < G; ++r) {
+    double sum = t[r];
+    for (int j = 0; j < r; ++j) sum += LV[g.own(r, j)] * z[j];
+    z[r] = (rv[r] - sum) * DINV[s + r];
+    qz[s + r] = z[r];
+  }
+  return rr;
+}
+
+// Rows s..s+G-1 in the backward sweep; z(s+G-1) is final on entry, and
+// z(s-1) is on return. Returns the part of z.r finished here.
+
+template <int G>
+double gbwd(double* __restrict Z, double* __restrict W, const double* R, const double* DINV,
+            const double* LV, const int* IA, const int* JA, int s) {
+  const Grp<G> g(IA, JA, s);
+  fetch(LV, JA, g, -1, static_cast<long>(IA[s + G]) - 1);
+  double z[G], rz = 0.0;
+  z[G - 1] = Z[s + G - 1];
+  for (int r = G - 1; r >= 1; --r) {
+    for (int j = 0; j < r; ++j) W[s + j] += LV[g.own(r, j)] * z[r];
+    z[r - 1] = Z[s + r - 1] - DINV[s + r - 1] * W[s + r - 1];
+    Z[s + r - 1] = z[r - 1];
+    rz += z[r - 1] * R[s + r - 1];
+  }
+  gaxpy(W, LV, g, z);
+  if (s >= 1) {
+    Z[s - 1] -= DINV[s - 1] * W[s - 1];
+    rz += Z[s - 1] * R[s - 1];
+  }
+  return rz;
+}
+
+// Whether row u+1 holds the columns of row u followed by u itself.
+bool extends(const int* IA, const int* JA, int u) {
+  const int a0 = IA[u], a1 = IA[u + 1] - 1, b0 = IA[u + 1], b1 = IA[u + 2] - 1;
+  if (b1 - b0 != a1 - a0 + 1 || JA[b1 - 1] != u + 1) return false;
+  for (int k = 0; k < a1 - a0; ++k)
+    if (JA[a0 + k] != JA[b0 + k]) return false;
+  return true;
+}
+
+// Size of the group that starts at row i; anything unexpected counts as one
+// row, which is always a correct way to take it.
+int gstart(const int* GRP, int i) { return GRP[i] == 2 || GRP[i] == 3 ? GRP[i] : 1; }
+
+}  // namespace
+
+int CGGROUP(int* GRP, int NEQ, const int* IA, const int* JA) {
+  int ng = 0;
+  for (int s = 0; s < NEQ; ++ng) {
+    int g = 1;
+    while (g < CGMAXGRP && s + g < NEQ && extends(IA, JA, s + g - 1)) ++g;
+    GRP[s] = g;
+    for (int j = 1; j < g; ++j) GRP[s + j] = -j;
+    s += g;
+  }
+  return ng;
+}
+
+double CGPSPMV(double* QZ, double* P, double BETA, int FIRST, const double* AV, int NEQ,
+               const int* IA, const int* JA, const int* GRP) {
+  const long nz = NEQ > 0 ? IA[NEQ] - 1 : 0;
+  double pq = 0.0;
+  for (int i = 0; i < NEQ;) {
+    const int g = gstart(GRP, i);
+    if (g == 3) pq += gproduct<3>(QZ, P, BETA, FIRST, AV, IA, JA, i, nz);
+    else if (g == 2) pq += gproduct<2>(QZ, P, BETA, FIRST, AV, IA, JA, i, nz);
+    else pq += gproduct<1>(QZ, P, BETA, FIRST, AV, IA, JA, i, nz);
+    i += g;
   }
   return pq;
 }
 
 double CGUPDFWD(double* X, double* R, const double* P, double* QZ, double* W, double ALPHA,
-                const double* DINV, const double* LV, int NEQ, const int* IA, const int* JA) {
-  double* __restrict x = X;
-  double* __restrict r = R;
-  double* __restrict qz = QZ;
-  double* __restrict w = W;
+                const double* DINV, const double* LV, int NEQ, const int* IA, const int* JA,
+                const int* GRP) {
+  const long nz = NEQ > 0 ? IA[NEQ] - 1 : 0;
   double rr = 0.0;
-  for (int i = 0; i < NEQ; ++i) {
-    const int k0 = IA[i] - 1, k1 = IA[i + 1] - 1;
-    x[i] += ALPHA * P[i];
-    const double ri = r[i] - ALPHA * qz[i];
-    r[i] = ri;
-    rr += ri * ri;
-    qz[i] = (ri - rowdot(LV, qz, JA, k0 + 1, k1)) * DINV[i];
-    w[i] = 0.0;
+  for (int i = 0; i < NEQ;) {
+    const int g = gstart(GRP, i);
+    if (g == 3) rr += gupdfwd<3>(X, R, P, QZ, W, ALPHA, DINV, LV, IA, JA, i, nz);
+    else if (g == 2) rr += gupdfwd<2>(X, R, P, QZ, W, ALPHA, DINV, LV, IA, JA, i, nz);
+    else rr += gupdfwd<1>(X, R, P, QZ, W, ALPHA, DINV, LV, IA, JA, i, nz);
+    i += g;
   }
   return rr;
 }
 
 double CGBWDDOT(double* Z, double* W, const double* R, const double* DINV, const double* LV,
-                int NEQ, const int* IA, const int* JA) {
+                int NEQ, const int* IA, const int* JA, const int* GRP) {
   if (NEQ < 1) return 0.0;
-  double* __restrict z = Z;
-  double* __restrict w = W;
-  double rz = z[NEQ - 1] * R[NEQ - 1];
-  for (int i = NEQ - 1; i >= 1; --i) {
-    rowaxpy(w, LV, z[i], JA, IA[i], IA[i + 1] - 1);
-    z[i - 1] -= DINV[i - 1] * w[i - 1];
-    rz += z[i - 1] * R[i - 1];
+  double rz = Z[NEQ - 1] * R[NEQ - 1];
+  for (int e = NEQ - 1; e >= 0;) {
+    // The group that ends at row e, taken row by row unless its marks agree.
+    int g = GRP[e] < 0 ? 1 - GRP[e] : 1;
+    if (g > CGMAXGRP || e - g + 1 < 0 || GRP[e - g + 1] != g) g = 1;
+    const int s = e - g + 1;
+    if (g == 3) rz += gbwd<3>(Z, W, R, DINV, LV, IA, JA, s);
+    else if (g == 2) rz += gbwd<2>(Z, W, R, DINV, LV, IA, JA, s);
+    else rz += gbwd<1>(Z, W, R, DINV, LV, IA, JA, s);
+    e = s - 1;
   }
   return rz;
 }

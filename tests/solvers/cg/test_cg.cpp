@@ -11,6 +11,7 @@
 #include "base/fmt.hpp"
 #include "job/stop.hpp"
 #include "solvers/cg/cg.hpp"
+#include "solvers/cg/cgkern.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -66,6 +67,33 @@ Sys random_spd(int n, unsigned seed) {
         double s = 0.0;
         for (int k = 0; k < 3; ++k) s += g[3 * k + r] * g[3 * k + c];
         a[static_cast<size_t>(d[r]) * n + d[c]] += s;
+      }
+  }
+  for (int i = 0; i < n; ++i) a[static_cast<size_t>(i) * n + i] += 0.05;
+  return from_dense(n, a);
+}
+
+// Three unknowns a node, as the equation index numbers a solid mesh: SPD
+// 6 x 6 blocks G^T G on pairs of nearby nodes. Nodes in no pair keep a
+// diagonal only.
+Sys block_spd(int nnode, unsigned seed) {
+  std::mt19937 gen(seed);
+  std::uniform_real_distribution<double> u(-1.0, 1.0);
+  const int n = 3 * nnode;
+  std::vector<double> a(static_cast<size_t>(n) * n, 0.0);
+  for (int e = 0; e < 2 * nnode; ++e) {
+    const int na = static_cast<int>(gen() % (nnode - 1));
+    if (na % 7 == 3) continue;  // leave some nodes out
+    const int nb = std::min(nnode - 1, na + 1 + static_cast<int>(gen() % 4));
+    int d[6];
+    for (int k = 0; k < 3; ++k) d[k] = 3 * na + k, d[k + 3] = 3 * nb + k;
+    double g[36];
+    for (double& x : g) x = u(gen);
+    for (int r = 0; r < 6; ++r)
+      for (int c = 0; c < 6; ++c) {
+        double t = 0.0;
+        for (int k = 0; k < 6; ++k) t += g[6 * k + r] * g[6 * k + c];
+        a[static_cast<size_t>(d[r]) * n + d[c]] += t;
       }
   }
   for (int i = 0; i < n; ++i) a[static_cast<size_t>(i) * n + i] += 0.05;
@@ -134,9 +162,11 @@ struct CgRun {
 CgRun solve(model::Model& m, const Sys& s, std::vector<double> f, int precon, int kk30 = 0,
           double tol = 1.0e-10, int verb = 0) {
   std::vector<double> av = s.av, lv(s.av.size()), cgw(static_cast<size_t>(s.n) * 6, 7.0);
+  std::vector<int> grp(s.n, 5);
   CgRun r;
   r.x.assign(s.n, 99.0);
-  r.itc = CGSOLVE(m, av.data(), lv.data(), f.data(), r.x.data(), cgw.data(), s.n, s.nz(),
+  r.itc = CGSOLVE(m, av.data(), lv.data(), f.data(), r.x.data(), cgw.data(), grp.data(), s.n,
+                  s.nz(),
                   s.ia.data(), s.ja.data(), kk30, tol, m.UNIT(2), precon, verb);
   return r;
 }
@@ -208,14 +238,77 @@ TEST(CgKernels, PresolveInvertsTheFactoredPreconditioner) {
     }
 }
 
+TEST(CgKernels, RowGroupsFollowTheNodes) {
+  const Sys s = block_spd(40, 8);
+  std::vector<int> grp(s.n);
+  const int ng = solvers::CGGROUP(grp.data(), s.n, s.ia.data(), s.ja.data());
+  int full = 0;
+  for (int nd = 0; nd < 40; ++nd) {
+    if (s.at(3 * nd + 1, 3 * nd) == 0.0) continue;  // a node in no block
+    ++full;
+    EXPECT_EQ(grp[3 * nd], 3) << nd;
+    EXPECT_EQ(grp[3 * nd + 1], -1);
+    EXPECT_EQ(grp[3 * nd + 2], -2);
+  }
+  EXPECT_GT(full, 20);
+  EXPECT_EQ(ng, full + 3 * (40 - full));
+  // The 1D Laplacian pairs row 1 with row 2 only: row 2 = row 1's columns + 1.
+  const Sys l = laplace1d(5);
+  std::vector<int> g5(5);
+  EXPECT_EQ(solvers::CGGROUP(g5.data(), 5, l.ia.data(), l.ja.data()), 4);
+  EXPECT_EQ(g5, (std::vector<int>{2, -1, 1, 1, 1}));
+}
+
+TEST(CgKernels, GroupedPassesMatchThePlainOnes) {
+  // The fused passes against CGSPMV and CGPRESOLVE, with the row groups
+  // found and with every row alone.
+  const Sys s = block_spd(50, 4);
+  const int n = s.n;
+  std::vector<double> dinv(n), lv(s.av.size());
+  solvers::CGICPRE(dinv.data(), s.av.data(), lv.data(), n, s.ia.data(), s.ja.data());
+  const std::vector<double> v = rhs(n, 7);
+  std::vector<double> ref(n), zref = v, w(n);
+  solvers::CGSPMV(ref.data(), s.av.data(), v.data(), n, s.ia.data(), s.ja.data());
+  solvers::CGPRESOLVE(dinv.data(), lv.data(), zref.data(), w.data(), n, s.ia.data(), s.ja.data());
+  std::vector<int> grouped(n), single(n, 1);
+  solvers::CGGROUP(grouped.data(), n, s.ia.data(), s.ja.data());
+  for (const auto* grp : {&grouped, &single}) {
+    std::vector<double> q(n, 0.0), p = v;
+    const double pq = solvers::CGPSPMV(q.data(), p.data(), 0.0, 1, s.av.data(), n, s.ia.data(),
+                                       s.ja.data(), grp->data());
+    double pqref = 0.0;
+    for (int i = 0; i < n; ++i) {
+      EXPECT_NEAR(q[i], ref[i], 1e-12 * (1.0 + std::fabs(ref[i])));
+      pqref += v[i] * ref[i];
+    }
+    EXPECT_NEAR(pq, pqref, 1e-10 * std::fabs(pqref));
+    // ALPHA = 0 leaves x and r alone and sweeps r forward into q's place.
+    std::vector<double> x(n, 1.0), r = v, qz(n, 3.0), ww(n, 9.0);
+    const double rr = solvers::CGUPDFWD(x.data(), r.data(), p.data(), qz.data(), ww.data(), 0.0,
+                                        dinv.data(), lv.data(), n, s.ia.data(), s.ja.data(),
+                                        grp->data());
+    const double rz = solvers::CGBWDDOT(qz.data(), ww.data(), r.data(), dinv.data(), lv.data(), n,
+                                        s.ia.data(), s.ja.data(), grp->data());
+    double rrref = 0.0, rzref = 0.0;
+    for (int i = 0; i < n; ++i) {
+      EXPECT_EQ(x[i], 1.0);
+      EXPECT_NEAR(qz[i], zref[i], 1e-10 * (1.0 + std::fabs(zref[i])));
+      rrref += v[i] * v[i];
+      rzref += zref[i] * v[i];
+    }
+    EXPECT_NEAR(rr, rrref, 1e-12 * rrref);
+    EXPECT_NEAR(rz, rzref, 1e-10 * std::fabs(rzref));
+  }
+}
+
 class CgSolve : public ::testing::TestWithParam<int> {};
 
 TEST_P(CgSolve, RandomSpdAgainstDenseSolve) {
   test::ScratchDir dir;
   model::Model m;
   open_log(m);
-  for (unsigned seed : {11u, 12u}) {
-    const Sys s = random_spd(seed == 11u ? 60 : 150, seed);
+  for (unsigned seed : {11u, 12u, 13u}) {
+    const Sys s = seed == 13u ? block_spd(70, seed) : random_spd(seed == 11u ? 60 : 150, seed);
     const std::vector<double> f = rhs(s.n, seed + 100);
     const CgRun r = solve(m, s, f, GetParam(), -10000, 1.0e-10);
     EXPECT_GT(r.itc, 1);

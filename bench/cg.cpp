@@ -1,0 +1,357 @@
+// Processor CG on a linear-elastic tetrahedral cube: a structured cube of
+// N^3 cells, each cut into six tetrahedra, three unknowns a node, fixed at
+// x = 0 and pulled sideways at x = N. Prints the time of the whole solve and
+// of one iteration, the bandwidth one iteration achieves against a plain
+// memory copy measured in the same run, and the same solve by Eigen's
+// ConjugateGradient with IncompleteCholesky. Times are the CPU time of the
+// one thread that runs everything.
+//
+// Usage: bench_cg [cells per side, default 46 (about 300 000 equations)]
+#include <Eigen/IterativeLinearSolvers>
+#include <Eigen/Sparse>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+#include "job/stop.hpp"
+#include "model/model.hpp"
+#include "solvers/cg/cg.hpp"
+#include "solvers/cg/cgkern.hpp"
+
+using namespace ossa;
+
+namespace {
+
+// CPU time of this thread: other work on a shared machine does not count.
+double now() {
+  timespec t{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &t);
+  return static_cast<double>(t.tv_sec) + 1e-9 * static_cast<double>(t.tv_nsec);
+}
+
+// ---- mesh and element ------------------------------------------------------
+
+struct Mesh {
+  int N = 0;                      // cells per side
+  std::vector<int> tets;          // 4 node numbers (zero-based) per tetrahedron
+  int node(int i, int j, int k) const { return i + (N + 1) * (j + (N + 1) * k); }
+  int nnode() const { return (N + 1) * (N + 1) * (N + 1); }
+};
+
+// Six tetrahedra per cube along its main diagonal (corner bit 0 x, 1 y, 2 z);
+// every cube is cut the same way, so the faces match.
+Mesh cube_mesh(int N) {
+  static const int PATH[6][3] = {{1, 2, 4}, {1, 4, 2}, {2, 1, 4}, {2, 4, 1}, {4, 1, 2}, {4, 2, 1}};
+  Mesh m;
+  m.N = N;
+  m.tets.reserve(static_cast<size_t>(N) * N * N * 24);
+  for (int k = 0; k < N; ++k)
+    for (int j = 0; j < N; ++j)
+      for (int i = 0; i < N; ++i) {
+        auto corner = [&](int b) { return m.node(i + (b & 1), j + ((b >> 1) & 1), k + ((b >> 2) & 1)); };
+        for (const auto& p : PATH) {
+          const int b1 = p[0], b2 = p[0] | p[1];
+          m.tets.insert(m.tets.end(), {corner(0), corner(b1), corner(b2), corner(7)});
+        }
+      }
+  return m;
+}
+
+// Stiffness of a linear tetrahedron, 12 x 12 row-major, unknowns node by node.
+void tet_stiffness(const double X[4][3], double E, double nu, double K[144]) {
+  double J[3][3];
+  for (int a = 0; a < 3; ++a)
+    for (int d = 0; d < 3; ++d) J[d][a] = X[a + 1][d] - X[0][d];
+  const double det = J[0][0] * (J[1][1] * J[2][2] - J[1][2] * J[2][1]) -
+                     J[0][1] * (J[1][0] * J[2][2] - J[1][2] * J[2][0]) +
+                     J[0][2] * (J[1][0] * J[2][1] - J[1][1] * J[2][0]);
+  // Rows of J^-1 are the gradients of the shape functions of nodes 1..3.
+  double inv[3][3];
+  for (int r = 0; r < 3; ++r)
+    for (int c = 0; c < 3; ++c) {
+      const int r1 = (c + 1) % 3, r2 = (c + 2) % 3, c1 = (r + 1) % 3, c2 = (r + 2) % 3;
+      inv[r][c] = (J[r1][c1] * J[r2][c2] - J[r1][c2] * J[r2][c1]) / det;
+    }
+  double g[4][3];
+  for (int d = 0; d < 3; ++d) {
+    g[0][d] = 0.0;
+    for (int a = 1; a < 4; ++a) {
+      g[a][d] = inv[a - 1][d];
+      g[0][d] -= g[a][d];
+    }
+  }
+  const double vol = std::fabs(det) / 6.0;
+  const double lam = E * nu / ((1 + nu) * (1 - 2 * nu)), mu = E / (2 * (1 + nu));
+  // K(a i, b j) = V (lam g_a,i g_b,j + mu g_a,j g_b,i + mu delta_ij g_a . g_b)
+  for (int a = 0; a < 4; ++a)
+    for (int b = 0; b < 4; ++b) {
+      const double gg = g[a][0] * g[b][0] + g[a][1] * g[b][1] + g[a][2] * g[b][2];
+      for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+          K[(3 * a + i) * 12 + 3 * b + j] =
+              vol * (lam * g[a][i] * g[b][j] + mu * g[a][j] * g[b][i] + (i == j ? mu * gg : 0.0));
+    }
+}
+
+// ---- global system in the solver's storage ---------------------------------
+
+struct System {
+  int neq = 0;
+  std::vector<int> ia, ja;  // one-based, diagonal first, then lower columns ascending
+  std::vector<double> av, f;
+};
+
+// Equation numbers node by node; nodes at x = 0 are fixed.
+std::vector<int> number(const Mesh& m, int& neq) {
+  std::vector<int> eq(3 * static_cast<size_t>(m.nnode()), 0);
+  neq = 0;
+  for (int n = 0; n < m.nnode(); ++n)
+    if (n % (m.N + 1) != 0)
+      for (int d = 0; d < 3; ++d) eq[3 * n + d] = ++neq;
+  return eq;
+}
+
+void pattern(const Mesh& m, const std::vector<int>& eq, System& s) {
+  std::vector<std::vector<int>> adj(m.nnode());
+  for (size_t t = 0; t < m.tets.size(); t += 4)
+    for (int a = 0; a < 4; ++a)
+      for (int b = 0; b < 4; ++b)
+        if (m.tets[t + b] < m.tets[t + a]) adj[m.tets[t + a]].push_back(m.tets[t + b]);
+  s.ia.assign(s.neq + 1, 0);
+  s.ia[0] = 1;
+  for (int n = 0; n < m.nnode(); ++n) {
+    auto& v = adj[n];
+    std::sort(v.begin(), v.end());
+    v.erase(std::unique(v.begin(), v.end()), v.end());
+    for (int d = 0; d < 3; ++d) {
+      const int r = eq[3 * n + d];
+      if (r == 0) continue;
+      s.ja.push_back(r);
+      for (int b : v)
+        for (int e = 0; e < 3; ++e)
+          if (eq[3 * b + e] > 0) s.ja.push_back(eq[3 * b + e]);
+      for (int e = 0; e < d; ++e) s.ja.push_back(eq[3 * n + e]);
+      s.ia[r] = static_cast<int>(s.ja.size()) + 1;
+    }
+  }
+}
+
+// Position of column c in row r.
+int find(const System& s, int r, int c) {
+  if (c == r) return s.ia[r - 1] - 1;
+  const int* b = s.ja.data() + s.ia[r - 1];
+  const int* e = s.ja.data() + s.ia[r] - 1;
+  return static_cast<int>(std::lower_bound(b, e, c) - s.ja.data());
+}
+
+System assemble(int N) {
+  const Mesh m = cube_mesh(N);
+  System s;
+  const std::vector<int> eq = number(m, s.neq);
+  pattern(m, eq, s);
+  s.av.assign(s.ja.size(), 0.0);
+  const double h = 1.0 / N;
+  double X[4][3], K[144];
+  for (size_t t = 0; t < m.tets.size(); t += 4) {
+    int q[12];
+    for (int a = 0; a < 4; ++a) {
+      const int n = m.tets[t + a];
+      X[a][0] = h * (n % (N + 1));
+      X[a][1] = h * ((n / (N + 1)) % (N + 1));
+      X[a][2] = h * (n / ((N + 1) * (N + 1)));
+      for (int d = 0; d < 3; ++d) q[3 * a + d] = eq[3 * n + d];
+    }
+    tet_stiffness(X, 17000.0, 0.3, K);
+    for (int a = 0; a < 12; ++a)
+      for (int b = 0; b < 12; ++b)
+        if (q[a] > 0 && q[b] > 0 && q[b] <= q[a]) s.av[find(s, q[a], q[b])] += K[a * 12 + b];
+  }
+  s.f.assign(s.neq, 0.0);
+  for (int k = 0; k <= N; ++k)
+    for (int j = 0; j <= N; ++j) s.f[eq[3 * m.node(N, j, k) + 2] - 1] = -1.0;
+  return s;
+}
+
+// ---- measurements -----------------------------------------------------------
+
+// Best rate of a large memcpy, counting the bytes read and written.
+double copy_bandwidth() {
+  const size_t n = size_t(1) << 29;  // 512 MiB
+  std::vector<char> a(n, 1), b(n, 2);
+  double best = 1e30;
+  for (int rep = 0; rep < 5; ++rep) {
+    const double t0 = now();
+    std::memcpy(b.data(), a.data(), n);
+    best = std::min(best, now() - t0);
+    a[rep] = b[n - 1 - rep];
+  }
+  return 2.0 * static_cast<double>(n) / best;
+}
+
+// Bytes one iteration streams: three passes over the pattern (the product
+// with AV, the two sweeps with LV), each reading IA, the values and the
+// columns of the first row of each row group, and every vector each pass
+// reads or writes.
+double iteration_bytes(const System& s, const std::vector<int>& grp, double* matrix_part) {
+  const long n = s.neq, nz = static_cast<long>(s.ja.size());
+  long cols = 0;
+  for (int i = 0; i < n; ++i)
+    if (grp[i] > 0) cols += s.ia[i + 1] - s.ia[i] - 1;
+  const double mat = 3.0 * (8.0 * nz + 4.0 * cols + 4.0 * (n + 1));
+  const double vec = 8.0 * n * (4 + 9 + 6);
+  *matrix_part = mat;
+  return mat + vec;
+}
+
+double residual(const System& s, const std::vector<double>& x) {
+  std::vector<double> y(s.neq);
+  solvers::CGSPMV(y.data(), s.av.data(), x.data(), s.neq, s.ia.data(), s.ja.data());
+  double r = 0.0, f = 0.0;
+  for (int i = 0; i < s.neq; ++i) {
+    r += (s.f[i] - y[i]) * (s.f[i] - y[i]);
+    f += s.f[i] * s.f[i];
+  }
+  return std::sqrt(r / f);
+}
+
+struct Ours {
+  int itc = 0;
+  std::vector<int> grp;
+  double total = 0.0, setup = 0.0, kernel_it = 0.0;
+  double pass[3] = {0.0, 0.0, 0.0};  // product, update and forward sweep, backward sweep
+  std::vector<double> x;
+};
+
+Ours run_ours(model::Model& m, const System& s, double tol) {
+  const int n = s.neq, nz = static_cast<int>(s.ja.size());
+  std::vector<double> av = s.av, lv(nz), f = s.f, cgw(6L * n);
+  std::vector<int> grp(n);
+  Ours o;
+  o.x.assign(n, 0.0);
+  double t0 = now();
+  o.itc = solvers::CGSOLVE(m, av.data(), lv.data(), f.data(), o.x.data(), cgw.data(), grp.data(), n, nz,
+                           s.ia.data(), s.ja.data(), 0, tol, m.UNIT(2), 1, 0);
+  o.total = now() - t0;
+  // The set-up alone: scaling and the incomplete factorisation.
+  av = s.av;
+  f = s.f;
+  t0 = now();
+  solvers::CGSCALE(n, cgw.data() + 3L * n, av.data(), f.data(), s.ia.data(), s.ja.data());
+  solvers::CGICPRE(cgw.data() + 2L * n, av.data(), lv.data(), n, s.ia.data(), s.ja.data());
+  o.setup = now() - t0;
+  // The three passes of one iteration by themselves, on the scaled system.
+  double* r = cgw.data();
+  double* p = r + n;
+  double* dinv = r + 2L * n;
+  double* qz = r + 4L * n;
+  double* w = r + 5L * n;
+  std::vector<double> x(n, 0.0);
+  std::copy(f.begin(), f.end(), r);
+  std::copy(f.begin(), f.end(), p);
+  const int reps = 20;
+  for (int k = 0; k < reps; ++k) {
+    double t = now();
+    solvers::CGPSPMV(qz, p, 0.5, k == 0 ? 1 : 0, av.data(), n, s.ia.data(), s.ja.data(), grp.data());
+    o.pass[0] += now() - t;
+    t = now();
+    solvers::CGUPDFWD(x.data(), r, p, qz, w, 1.0e-3, dinv, lv.data(), n, s.ia.data(), s.ja.data(),
+                      grp.data());
+    o.pass[1] += now() - t;
+    t = now();
+    solvers::CGBWDDOT(qz, w, r, dinv, lv.data(), n, s.ia.data(), s.ja.data(), grp.data());
+    o.pass[2] += now() - t;
+  }
+  for (double& t : o.pass) t /= reps;
+  o.kernel_it = o.pass[0] + o.pass[1] + o.pass[2];
+  o.grp = grp;
+  return o;
+}
+
+struct Peer {
+  int itc = 0;
+  double total = 0.0;
+  std::vector<double> x;
+};
+
+Peer run_eigen(const System& s, double tol) {
+  using SpMat = Eigen::SparseMatrix<double>;
+  std::vector<Eigen::Triplet<double>> trip;
+  trip.reserve(2 * s.ja.size());
+  for (int i = 0; i < s.neq; ++i)
+    for (int k = s.ia[i] - 1; k < s.ia[i + 1] - 1; ++k) {
+      const int j = s.ja[k] - 1;
+      trip.emplace_back(i, j, s.av[k]);
+      if (j != i) trip.emplace_back(j, i, s.av[k]);
+    }
+  SpMat A(s.neq, s.neq);
+  A.setFromTriplets(trip.begin(), trip.end());
+  trip.clear();
+  trip.shrink_to_fit();
+  Eigen::Map<const Eigen::VectorXd> b(s.f.data(), s.neq);
+  Peer e;
+  const double t0 = now();
+  Eigen::ConjugateGradient<SpMat, Eigen::Lower | Eigen::Upper, Eigen::IncompleteCholesky<double>> cg;
+  cg.setTolerance(tol);
+  cg.setMaxIterations(s.neq);
+  cg.compute(A);
+  Eigen::VectorXd x = cg.solve(b);
+  e.total = now() - t0;
+  e.itc = static_cast<int>(cg.iterations());
+  e.x.assign(x.data(), x.data() + s.neq);
+  return e;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const int N = argc > 1 ? std::max(2, std::atoi(argv[1])) : 46;
+  const double tol = 1.0e-6;
+  Eigen::setNbThreads(1);
+  model::Model m;
+  model::MODELRESET(m);
+  if (!base::open_text_out(m.unit(m.UNIT(2)), "/dev/null")) return 1;
+
+  double t0 = now();
+  const System s = assemble(N);
+  const long nz = static_cast<long>(s.ja.size());
+  std::printf("cube %d^3 cells, %ld tetrahedra: NEQ %d, NZ %ld (lower half), built in %.2f s\n", N,
+              6L * N * N * N, s.neq, nz, now() - t0);
+
+  const double copy = copy_bandwidth();
+  std::printf("memcpy bandwidth (read + write)        %8.2f GB/s\n", copy * 1e-9);
+
+  const Ours o = run_ours(m, s, tol);
+  const double per_it = (o.total - o.setup) / o.itc;
+  double mat = 0.0;
+  const double bytes = iteration_bytes(s, o.grp, &mat);
+  std::printf("ossa CG + IC(0): %d iterations, solve %.3f s (set-up %.3f s)\n", o.itc, o.total,
+              o.setup);
+  std::printf("  one iteration in the solve           %8.3f ms\n", per_it * 1e3);
+  std::printf("  one iteration, kernels alone         %8.3f ms\n", o.kernel_it * 1e3);
+  std::printf("  passes: product %.3f ms, update + forward %.3f ms, backward %.3f ms\n",
+              o.pass[0] * 1e3, o.pass[1] * 1e3, o.pass[2] * 1e3);
+  std::printf("  bytes per iteration                  %8.1f MB (matrix %.1f MB, vectors %.1f MB)\n",
+              bytes * 1e-6, mat * 1e-6, (bytes - mat) * 1e-6);
+  std::printf("  effective bandwidth in the solve     %8.2f GB/s = %5.1f %% of copy\n",
+              bytes / per_it * 1e-9, 100.0 * bytes / per_it / copy);
+  std::printf("  effective bandwidth, kernels alone   %8.2f GB/s = %5.1f %% of copy\n",
+              bytes / o.kernel_it * 1e-9, 100.0 * bytes / o.kernel_it / copy);
+  std::printf("  relative residual |f - K x| / |f|    %8.2e\n", residual(s, o.x));
+
+  const Peer e = run_eigen(s, tol);
+  double dx = 0.0, xn = 0.0;
+  for (int i = 0; i < s.neq; ++i) {
+    dx = std::max(dx, std::fabs(o.x[i] - e.x[i]));
+    xn = std::max(xn, std::fabs(e.x[i]));
+  }
+  std::printf("Eigen CG + IncompleteCholesky: %d iterations, solve %.3f s\n", e.itc, e.total);
+  std::printf("  relative residual |f - K x| / |f|    %8.2e\n", residual(s, e.x));
+  std::printf("  largest difference to ossa / |x|max  %8.2e\n", dx / xn);
+  std::printf("speed-up over Eigen per solve          %8.2f x\n", e.total / o.total);
+  return 0;
+}
