@@ -1,12 +1,15 @@
 // Dense front kernels of ORK. The trailing update is the hot loop of the whole
-// factorisation: it runs over strips of four target columns, with the K by 4
-// multipliers in a small buffer and a 12 by 4 block of the strip in registers
-// while the pivot columns stream past; rows are taken in blocks so that the
-// pivot columns' slice stays in cache across the strips.
+// factorisation. It runs over strips of four target columns with a 12 by 4
+// block of the strip in registers. For a handful of pivots the pivot columns
+// are read where they lie; for a block of more, they are first copied, a slice
+// of rows at a time, into panels of 12 rows laid out pivot after pivot, and
+// the multipliers into panels of 4 columns, so that the register block reads
+// two contiguous streams, like the inner kernel of a matrix product.
 #include "solvers/ork/orkdense.hpp"
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 #if defined(__AVX2__) && defined(__FMA__)
@@ -20,6 +23,7 @@ namespace {
 
 constexpr int MAXK = 64;   // pivots per update: the multiplier buffer's room
 constexpr long ROWBLK = 192;  // rows per cache block of the trailing update
+constexpr int PACKMIN = 4;    // above this many pivots the update packs its operands
 
 // Multipliers of K pivots from J0 for the w columns S..S+w-1:
 // M(k,t) = -(D^-1 applied to row S+t of the pivot columns)(k).
@@ -130,6 +134,167 @@ void strip_triangle(double* F, long FO, int J0, int K, const double* M, int S, i
   }
 }
 
+// ---- Packed form of the update, for more than four pivots.
+
+constexpr int MR = 12;        // rows of the register block
+constexpr int NR = 4;         // columns of the register block: one strip
+constexpr long MCMAX = 384;   // rows of one packed slice of the pivot columns (kept in L2)
+constexpr long LOCALW = MAXK * (MR + NR) + 4;  // stack work: one panel of each, aligned
+
+// Multipliers of the K pivots for the n columns c0..c0+n-1 into panels of NR
+// columns, entry (k,t) of panel q at B[q*K*NR + k*NR + t]; the last panel is
+// padded with zeros.
+void pack_mult(const double* F, long FO, int J0, int K, const int* KINDS, long c0, long n, double* B) {
+  const long KN = static_cast<long>(K) * NR;
+  for (int k = 0; k < K; ++k) {
+    const int j = J0 + k;
+    const double* c1 = ORKCOL(F, FO, j);
+    if (KINDS[j] == 2 && k + 1 < K) {
+      const double* c2 = ORKCOL(F, FO, j + 1);
+      const double i11 = c1[j], i21 = c1[j + 1], i22 = c2[j + 1];
+      for (long q = 0; q < n; ++q) {
+        double* b = B + (q / NR) * KN + k * NR + q % NR;
+        const double x1 = c1[c0 + q], x2 = c2[c0 + q];
+        b[0] = -(i11 * x1 + i21 * x2);
+        b[NR] = -(i21 * x1 + i22 * x2);
+      }
+      ++k;
+    } else {
+      const double d = -c1[j];
+      for (long q = 0; q < n; ++q) B[(q / NR) * KN + k * NR + q % NR] = d * c1[c0 + q];
+    }
+  }
+  for (long q = n; q % NR != 0; ++q)
+    for (int k = 0; k < K; ++k) B[(q / NR) * KN + k * NR + q % NR] = 0.0;
+}
+
+// Rows r0..r0+n-1 of the K pivot columns into panels of MR rows, entry (r,k)
+// of panel p at A[p*K*MR + k*MR + r]; the last panel is padded with zeros.
+void pack_rows(const double* F, long FO, int J0, int K, long r0, long n, double* A) {
+  const long KM = static_cast<long>(K) * MR;
+  for (long p = 0; p * MR < n; ++p) {
+    const long rows = std::min<long>(MR, n - p * MR);
+    double* a = A + p * KM;
+    for (int k = 0; k < K; ++k) {
+      const double* col = ORKCOL(F, FO, J0 + k) + r0 + p * MR;
+      for (long r = 0; r < rows; ++r) a[k * MR + r] = col[r];
+      for (long r = rows; r < MR; ++r) a[k * MR + r] = 0.0;
+    }
+  }
+}
+
+// T (MR by NR, by columns) = A panel times B panel over K pivots.
+#ifdef ORK_AVX2
+struct Tile { __m256d v[NR][MR / 4]; };
+
+inline void tile_product(int K, const double* A, const double* B, Tile& T) {
+  for (int t = 0; t < NR; ++t)
+    for (int r = 0; r < MR / 4; ++r) T.v[t][r] = _mm256_setzero_pd();
+  for (int k = 0; k < K; ++k, A += MR, B += NR) {
+    const __m256d a0 = _mm256_load_pd(A), a1 = _mm256_load_pd(A + 4), a2 = _mm256_load_pd(A + 8);
+    for (int t = 0; t < NR; ++t) {
+      const __m256d b = _mm256_broadcast_sd(B + t);
+      T.v[t][0] = _mm256_fmadd_pd(a0, b, T.v[t][0]);
+      T.v[t][1] = _mm256_fmadd_pd(a1, b, T.v[t][1]);
+      T.v[t][2] = _mm256_fmadd_pd(a2, b, T.v[t][2]);
+    }
+  }
+}
+
+inline void tile_add(const Tile& T, double* const C[NR], long i) {
+  for (int t = 0; t < NR; ++t)
+    for (int r = 0; r < MR / 4; ++r) {
+      double* c = C[t] + i + 4 * r;
+      _mm256_storeu_pd(c, _mm256_add_pd(_mm256_loadu_pd(c), T.v[t][r]));
+    }
+}
+
+inline void tile_spill(const Tile& T, double* out) {
+  for (int t = 0; t < NR; ++t)
+    for (int r = 0; r < MR / 4; ++r) _mm256_storeu_pd(out + t * MR + 4 * r, T.v[t][r]);
+}
+#else
+struct Tile { double v[NR][MR]; };
+
+inline void tile_product(int K, const double* A, const double* B, Tile& T) {
+  for (int t = 0; t < NR; ++t)
+    for (int r = 0; r < MR; ++r) T.v[t][r] = 0.0;
+  for (int k = 0; k < K; ++k, A += MR, B += NR)
+    for (int t = 0; t < NR; ++t)
+      for (int r = 0; r < MR; ++r) T.v[t][r] += A[r] * B[t];
+}
+
+inline void tile_add(const Tile& T, double* const C[NR], long i) {
+  for (int t = 0; t < NR; ++t)
+    for (int r = 0; r < MR; ++r) C[t][i + r] += T.v[t][r];
+}
+
+inline void tile_spill(const Tile& T, double* out) {
+  for (int t = 0; t < NR; ++t)
+    for (int r = 0; r < MR; ++r) out[t * MR + r] = T.v[t][r];
+}
+#endif
+
+// Rows i..i+MR-1 of the w columns s..s+w-1, keeping only rows below rend and
+// on or below the diagonal: the tiles at the diagonal and at the edges.
+void tile_add_masked(const Tile& T, double* const C[NR], long i, long rend, long s, int w) {
+  double out[NR * MR];
+  tile_spill(T, out);
+  for (int t = 0; t < w; ++t)
+    for (long r = std::max(i, s + t); r < std::min(i + MR, rend); ++r) C[t][r] += out[t * MR + (r - i)];
+}
+
+// Rows r0..r1-1 of the columns c0..cend-1 (strips from c0, cend the end of the
+// packed multipliers B) with the packed rows A of that slice.
+void packed_slice(double* F, long FO, int K, const double* A, const double* B, long r0, long r1, long c0,
+                  long cend) {
+  const long KM = static_cast<long>(K) * MR, KN = static_cast<long>(K) * NR;
+  for (long s = c0; s < std::min(cend, r1); s += NR) {
+    const int w = static_cast<int>(std::min<long>(NR, cend - s));
+    double* C[NR];
+    for (int t = 0; t < NR; ++t) C[t] = ORKCOL(F, FO, s + std::min(t, w - 1));
+    const double* b = B + ((s - c0) / NR) * KN;
+    Tile T;
+    for (long p = s <= r0 ? 0 : (s - r0) / MR; r0 + p * MR < r1; ++p) {
+      const long i = r0 + p * MR;
+      tile_product(K, A + p * KM, b, T);
+      if (w == NR && i >= s + NR - 1 && i + MR <= r1)
+        tile_add(T, C, i);
+      else
+        tile_add_masked(T, C, i, r1, s, w);
+    }
+  }
+}
+
+// The update of columns C0..FO-1 by K <= MAXK pivots through packed copies:
+// the multipliers of as many columns as the work space takes, then slices of
+// MCMAX rows of the pivot columns, each used for all the strips above it.
+void update_packed(double* F, long FO, int J0, int K, const int* KINDS, long C0, ORKWORK WK) {
+  alignas(32) double local[LOCALW];
+  // Align the lent space for the packed panels.
+  long skip = (32 - static_cast<long>(reinterpret_cast<std::uintptr_t>(WK.W) % 32)) % 32 / 8;
+  if (WK.W == nullptr || WK.LW - skip < LOCALW) {
+    WK = {local, LOCALW};
+    skip = 0;
+  }
+  double* A = WK.W + skip;
+  const long room = (WK.LW - skip) / K;  // rows plus columns that fit
+  const long m = FO - C0;
+  long MC = std::min(MCMAX, (m + MR - 1) / MR * MR);
+  if (room - MC < NR) MC = MR;
+  const long NC = std::min((m + NR - 1) / NR * NR, (room - MC) / NR * NR);
+  double* B = A + K * MC;
+  for (long c0 = C0; c0 < FO; c0 += NC) {
+    const long c1 = std::min(FO, c0 + NC);
+    pack_mult(F, FO, J0, K, KINDS, c0, c1 - c0, B);
+    for (long r0 = c0; r0 < FO; r0 += MC) {
+      const long r1 = std::min(FO, r0 + MC);
+      pack_rows(F, FO, J0, K, r0, r1 - r0, A);
+      packed_slice(F, FO, K, A, B, r0, r1, c0, c1);
+    }
+  }
+}
+
 // One block of at most MAXK pivots (a 2 by 2 pair is never split).
 void update_block(double* F, long FO, int J0, int K, const int* KINDS, int C0) {
   double M[4 * MAXK];
@@ -182,11 +347,17 @@ void eliminate2(double* F, int FO, int J, int* KINDS) {
 
 }  // namespace
 
-void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0) {
+void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, ORKWORK WK) {
   if (K <= 0 || C0 >= FO) return;
   // Scan blocks bring at most MAXK pivots, 2 by 2 pivots come alone; the
   // chunking only guards the multiplier buffer.
-  for (int k0 = 0; k0 < K; k0 += MAXK) update_block(F, FO, J0 + k0, std::min(MAXK, K - k0), KINDS, C0);
+  for (int k0 = 0; k0 < K; k0 += MAXK) {
+    const int kb = std::min(MAXK, K - k0);
+    if (kb > PACKMIN)
+      update_packed(F, FO, J0 + k0, kb, KINDS, C0, WK);
+    else
+      update_block(F, FO, J0 + k0, kb, KINDS, C0);
+  }
 }
 
 void ORKSWAP(double* F, int FO, int P, int Q, int* PIVLIST) {
@@ -257,7 +428,7 @@ int ORKPIVOT(double* F, int FO, int J, int LIMIT, double U, double U2, int& R, O
 }
 
 int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U, double U2,
-             ORKDSTAT& ST) {
+             ORKDSTAT& ST, ORKWORK WK) {
   const int width = FO < ORKBIGFRONT ? ORKNBSMALL : ORKNBLARGE;
   int LIMIT = NP0, J = 0;
   bool took = false;
@@ -271,7 +442,7 @@ int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U,
     const int K = ORKSCAN(FRONT, FO, J, NB, U, KINDS, ST);
     if (K >= 1) {
       const int skip = K == NB ? 0 : 1;
-      ORKUPDATE(FRONT, FO, J, K, KINDS, J + K + skip);
+      ORKUPDATE(FRONT, FO, J, K, KINDS, J + K + skip, WK);
       J += K;
       took = true;
       continue;

@@ -38,12 +38,20 @@ struct ORKDSTAT {
   int NFORCED = 0;  // empty columns given a unit pivot
 };
 
+// Free reals the update may use to pack the pivot columns and their
+// multipliers (the factorisation lends the unused part of ORKR). Without it,
+// or when it is too small, a small array on the stack serves, more slowly.
+struct ORKWORK {
+  double* W = nullptr;
+  long LW = 0;
+};
+
 // Partial factorisation of a front: NP0 candidate pivots, FO rows. PIVLIST
 // (FO entries) follows every symmetric swap; KINDS (NP0 entries) receives 1
 // for a 1 by 1 pivot and 2 for both columns of a 2 by 2 one. Returns NP, the
 // pivots done; candidates left over are rows NP..NP0-1, delayed to the parent.
 int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U, double U2,
-             ORKDSTAT& ST);
+             ORKDSTAT& ST, ORKWORK WK = {});
 
 // Left-looking scan of up to NB columns from J as 1 by 1 pivots; returns how
 // many were accepted. The first refused column has been updated.
@@ -58,8 +66,10 @@ int ORKPIVOT(double* F, int FO, int J, int LIMIT, double U, double U2, int& R, O
 void ORKSWAP(double* F, int FO, int P, int Q, int* PIVLIST);
 
 // Trailing update of columns C0..FO-1 by the K pivots J0..J0+K-1 (kinds in
-// KINDS, indexed by column), in strips of four columns.
-void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0);
+// KINDS, indexed by column), in strips of four columns. Above four pivots the
+// pivot columns and the multipliers are first copied into WK, packed for a
+// 12 by 4 register block.
+void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, ORKWORK WK = {});
 
 // Forward and backward substitution with one factor block of NP pivots over a
 // gathered vector W of FO entries per right-hand side (leading dimension FO).

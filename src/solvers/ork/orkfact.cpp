@@ -218,7 +218,9 @@ int node_step(Ctx& c, int k, int nsup, long& maxblk) {
   if (int s = ORKASM(c, k)) return s;
   double* F = c.at(c.n.FBASE);
   ORKDSTAT st;
-  const int np = ORKDENSE(F, c.NP0, c.FO, c.list, c.iat(c.KIND), c.n.U, c.n.U2, st);
+  // The space between the front and the stack is free while the front is factorised.
+  const long wk = c.n.FBASE + ORKTRI(c.FO);
+  const int np = ORKDENSE(F, c.NP0, c.FO, c.list, c.iat(c.KIND), c.n.U, c.n.U2, st, {c.at(wk), c.n.SBOT - wk});
   const int nb = c.FO - np;
   c.node(k, NPIVA) = np;
   c.node(k, NBRDA) = nb;

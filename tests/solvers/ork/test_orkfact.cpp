@@ -182,9 +182,10 @@ TEST(OrkFact, TinyPivotDelayedToParent) {
   EXPECT_LT(rel_residual(B, x, b, 1), 1e-15);
 }
 
-// Single fronts of order 255 and 256, the two block widths through the whole path.
-TEST(OrkFact, DenseFrontsOf255And256) {
-  for (int n : {255, 256}) {
+// Single fronts of order 255, 256 and 257, the two block widths through the
+// whole path (the wide one with the update's space lent from ORKR).
+TEST(OrkFact, DenseFrontsOf255To257) {
+  for (int n : {255, 256, 257}) {
     const UpperCsr A = random_sparse(n, n, 0, 1.0, 3);
     ORKDATA o;
     ASSERT_TRUE(ork_analyse(o, A, 1));
