@@ -282,9 +282,10 @@ void RESINIT(Model& m) {
 
 void RESOUT(Model& m, int STEP, double TIME) {
   const double t0 = m.clock.now();
-  // No further per-node force arrays are kept apart from P in a static job;
-  // the dynamic driver's damping and inertia terms come in here.
-  static const base::Arr2<double> none;
+  // The increment keeps no per-node force arrays beside P yet (P is in REACT
+  // already): the two further terms are empty until the dynamic levels
+  // name theirs.
+  const base::Arr2<double> none;
   REACTADD(m, none, none);
   const std::int32_t cnt[4] = {NZCOUNT(m, m.F), NZCOUNT(m, m.REACT), NZCOUNT(m, m.LINKF),
                                NZCOUNT(m, m.LINKV)};
