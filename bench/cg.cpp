@@ -193,6 +193,26 @@ double copy_bandwidth() {
   return 2.0 * static_cast<double>(n) / best;
 }
 
+// Best rate of a plain read of a large array: the ceiling of a pass that
+// only reads, as the matrix passes of an iteration do.
+double read_bandwidth() {
+  const size_t n = (size_t(1) << 29) / sizeof(double);
+  std::vector<double> a(n, 1.0);
+  double best = 1e30, sum = 0.0;
+  for (int rep = 0; rep < 5; ++rep) {
+    const double t0 = now();
+    double s0 = 0.0, s1 = 0.0, s2 = 0.0, s3 = 0.0, s4 = 0.0, s5 = 0.0, s6 = 0.0, s7 = 0.0;
+    for (size_t i = 0; i < n; i += 8) {
+      s0 += a[i], s1 += a[i + 1], s2 += a[i + 2], s3 += a[i + 3];
+      s4 += a[i + 4], s5 += a[i + 5], s6 += a[i + 6], s7 += a[i + 7];
+    }
+    best = std::min(best, now() - t0);
+    sum += s0 + s1 + s2 + s3 + s4 + s5 + s6 + s7;
+  }
+  if (sum < 0.0) std::printf("?\n");
+  return 8.0 * static_cast<double>(n) / best;
+}
+
 // Bytes one iteration streams: three passes over the pattern (the product
 // with AV, the two sweeps with LV), each reading IA, the values and the
 // columns of the first row of each row group, and every vector each pass
@@ -322,8 +342,10 @@ int main(int argc, char** argv) {
   std::printf("cube %d^3 cells, %ld tetrahedra: NEQ %d, NZ %ld (lower half), built in %.2f s\n", N,
               6L * N * N * N, s.neq, nz, now() - t0);
 
-  const double copy = copy_bandwidth();
+  const double copy = copy_bandwidth(), read = read_bandwidth();
   std::printf("memcpy bandwidth (read + write)        %8.2f GB/s\n", copy * 1e-9);
+  std::printf("read-only bandwidth                    %8.2f GB/s = %5.1f %% of copy\n",
+              read * 1e-9, 100.0 * read / copy);
 
   const Ours o = run_ours(m, s, tol);
   const double per_it = (o.total - o.setup) / o.itc;
@@ -341,6 +363,11 @@ int main(int argc, char** argv) {
               bytes / per_it * 1e-9, 100.0 * bytes / per_it / copy);
   std::printf("  effective bandwidth, kernels alone   %8.2f GB/s = %5.1f %% of copy\n",
               bytes / o.kernel_it * 1e-9, 100.0 * bytes / o.kernel_it / copy);
+  // What a row-by-row CSR iteration streams (every column of every row, in
+  // each of the three passes), over the time this one takes.
+  const double csr = 3.0 * (12.0 * nz + 4.0 * (s.neq + 1)) + (bytes - mat);
+  std::printf("  row-by-row CSR bytes, same time      %8.1f MB: %5.2f GB/s = %5.1f %% of copy\n",
+              csr * 1e-6, csr / per_it * 1e-9, 100.0 * csr / per_it / copy);
   std::printf("  relative residual |f - K x| / |f|    %8.2e\n", residual(s, o.x));
 
   const Peer e = run_eigen(s, tol);

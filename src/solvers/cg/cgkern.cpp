@@ -80,15 +80,15 @@ struct Grp {
 // fetches ahead by itself. Each group asks for the entries AHEAD positions
 // further on (down for the backward sweep); the guard keeps the addresses
 // inside the arrays.
-constexpr int AHEAD = 256;
+constexpr int AHEAD_UP = 256, AHEAD_DOWN = 256;
 
 template <int G>
 void fetch(const double* A, const int* JA, const Grp<G>& g, int dir, long nz) {
-  const long k = g.kd[0] + static_cast<long>(dir) * AHEAD;
+  const long k = g.kd[0] + (dir > 0 ? AHEAD_UP : -AHEAD_DOWN);
   if (k < 0 || k + 48 * G > nz) return;
   for (int b = 0; b < 24 * G; b += 8) {
-    __builtin_prefetch(A + k + b, 0, 0);
-    __builtin_prefetch(JA + k + 2 * b, 0, 0);
+    __builtin_prefetch(A + k + b, 0, 3);
+    __builtin_prefetch(JA + k + 2 * b, 0, 3);
   }
 }
 
