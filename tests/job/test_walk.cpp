@@ -5,6 +5,7 @@
 
 #include "job/job.hpp"
 #include "model/model.hpp"
+#include "testutil.hpp"
 
 using namespace ossa;
 
@@ -73,6 +74,7 @@ TEST(OutputDecision, StopFlagAlwaysWrites) {
 }
 
 TEST(StepWalk, EndsByTimeAndShowsProgress) {
+  test::ScratchDir dir;  // the output writes its files here
   model::Model m;
   table(m, 3, 0.3);  // 0.1 + 0.1 + 0.1 falls short of 0.3 by rounding
   job::Walk w;
