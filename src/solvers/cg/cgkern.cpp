@@ -78,13 +78,13 @@ struct Grp {
 // The passes skip the columns of all but the first row of a group, and the
 // backward sweep runs down the arrays: neither is a stream the hardware
 // fetches ahead by itself. Each group asks for the entries AHEAD positions
-// further on (down for the backward sweep); the guard keeps the addresses
-// inside the arrays.
-constexpr int AHEAD_UP = 256, AHEAD_DOWN = 256;
+// further on (down for the backward sweep) into the first-level cache; the
+// guard keeps the addresses inside the arrays.
+constexpr int AHEAD = 256;
 
 template <int G>
 void fetch(const double* A, const int* JA, const Grp<G>& g, int dir, long nz) {
-  const long k = g.kd[0] + (dir > 0 ? AHEAD_UP : -AHEAD_DOWN);
+  const long k = g.kd[0] + static_cast<long>(dir) * AHEAD;
   if (k < 0 || k + 48 * G > nz) return;
   for (int b = 0; b < 24 * G; b += 8) {
     __builtin_prefetch(A + k + b, 0, 3);
