@@ -190,7 +190,9 @@ struct Tile { __m256d v[NR][MR / 4]; };
 inline void tile_product(int K, const double* A, const double* B, Tile& T) {
   for (int t = 0; t < NR; ++t)
     for (int r = 0; r < MR / 4; ++r) T.v[t][r] = _mm256_setzero_pd();
+#pragma GCC unroll 4
   for (int k = 0; k < K; ++k, A += MR, B += NR) {
+    __builtin_prefetch(A + 8 * MR);
     const __m256d a0 = _mm256_load_pd(A), a1 = _mm256_load_pd(A + 4), a2 = _mm256_load_pd(A + 8);
     for (int t = 0; t < NR; ++t) {
       const __m256d b = _mm256_broadcast_sd(B + t);
@@ -257,6 +259,12 @@ void packed_slice(double* F, long FO, int K, const double* A, const double* B, l
     Tile T;
     for (long p = s <= r0 ? 0 : (s - r0) / MR; r0 + p * MR < r1; ++p) {
       const long i = r0 + p * MR;
+      // The strip's rows of the next tile come from memory while this one computes.
+      if (i + 2 * MR <= r1)
+        for (int t = 0; t < NR; ++t) {
+          __builtin_prefetch(C[t] + i + MR, 1);
+          __builtin_prefetch(C[t] + i + 2 * MR - 1, 1);
+        }
       tile_product(K, A + p * KM, b, T);
       if (w == NR && i >= s + NR - 1 && i + MR <= r1)
         tile_add(T, C, i);
@@ -295,6 +303,41 @@ void update_packed(double* F, long FO, int J0, int K, const int* KINDS, long C0,
   }
 }
 
+double colmax_below(const double* col, long from, long FO, long& at) {
+  double cmax = 0.0;
+  at = -1;
+  for (long i = from; i < FO; ++i) {
+    const double v = std::fabs(col[i]);
+    if (v > cmax) { cmax = v; at = i; }
+  }
+  return cmax;
+}
+
+// Columns s..s+w-1 (w <= NR), all their rows, by the K pivots from J0, the
+// pivot columns read where they lie.
+void strip_update(double* F, long FO, int J0, int K, const int* KINDS, int s, int w) {
+  if (K <= 0 || w <= 0) return;
+  double M[4 * MAXK];
+  build_mult(F, FO, J0, K, KINDS, s, w, M);
+  strip_triangle(F, FO, J0, K, M, s, w);
+  strip_dispatch(F, FO, J0, K, M, s, w, s + w, FO);
+}
+
+// The threshold test of the scan on the updated column jc; on success 1/d in place.
+bool accept1(double* F, long FO, int jc, double U, int* KINDS, ORKDSTAT& ST) {
+  double* col = ORKCOL(F, FO, jc);
+  const double diag = col[jc];
+  if (diag == 0.0) return false;
+  double cmax = 0.0;
+  long at;
+  if (U > 0.0) cmax = colmax_below(col, jc + 1, FO, at);
+  if (std::fabs(U * cmax) > std::fabs(diag)) return false;
+  col[jc] = 1.0 / diag;
+  if (col[jc] == 0.0) ++ST.NZINV;
+  KINDS[jc] = 1;
+  return true;
+}
+
 // One block of at most MAXK pivots (a 2 by 2 pair is never split).
 void update_block(double* F, long FO, int J0, int K, const int* KINDS, int C0) {
   double M[4 * MAXK];
@@ -311,16 +354,6 @@ void update_block(double* F, long FO, int J0, int K, const int* KINDS, int C0) {
       }
     }
   }
-}
-
-double colmax_below(const double* col, long from, long FO, long& at) {
-  double cmax = 0.0;
-  at = -1;
-  for (long i = from; i < FO; ++i) {
-    const double v = std::fabs(col[i]);
-    if (v > cmax) { cmax = v; at = i; }
-  }
-  return cmax;
 }
 
 // 1 by 1 pivot at J, then the rank-one update of everything behind it.
@@ -375,28 +408,26 @@ void ORKSWAP(double* F, int FO, int P, int Q, int* PIVLIST) {
   std::swap(PIVLIST[P], PIVLIST[Q]);
 }
 
-int ORKSCAN(double* F, int FO, int J, int NB, double U, int* KINDS, ORKDSTAT& ST) {
+int ORKSCAN(double* F, int FO, int J, int NB, double U, int* KINDS, ORKDSTAT& ST, int& DONE) {
   int K = 0;
-  for (int c = 0; c < NB; ++c) {
-    const int jc = J + c;
-    double* col = ORKCOL(F, FO, jc);
-    if (c > 0) {
-      double M[4 * MAXK];
-      build_mult(F, FO, J, c, KINDS, jc, 1, M);
-      strip_triangle(F, FO, J, c, M, jc, 1);
-      strip_dispatch(F, FO, J, c, M, jc, 1, jc + 1, FO);
+  for (int g = 0; g < NB; g += NR) {
+    const int w = std::min(NR, NB - g), s = J + g;
+    // The four columns at once by the block's pivots before them, then each
+    // by the pivots of the four before it.
+    strip_update(F, FO, J, g, KINDS, s, w);
+    for (int q = 0; q < w; ++q) {
+      const int jc = s + q;
+      strip_update(F, FO, s, q, KINDS, jc, 1);
+      if (!accept1(F, FO, jc, U, KINDS, ST)) {
+        // The rest of the four lack only the pivots of the four: give them.
+        strip_update(F, FO, s, q, KINDS, jc + 1, w - q - 1);
+        DONE = g + w;
+        return K;
+      }
+      ++K;
     }
-    const double diag = col[jc];
-    if (diag == 0.0) break;
-    double cmax = 0.0;
-    long at;
-    if (U > 0.0) cmax = colmax_below(col, jc + 1, FO, at);
-    if (std::fabs(U * cmax) > std::fabs(diag)) break;
-    col[jc] = 1.0 / diag;
-    if (col[jc] == 0.0) ++ST.NZINV;
-    KINDS[jc] = 1;
-    ++K;
   }
+  DONE = NB;
   return K;
 }
 
@@ -439,10 +470,10 @@ int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U,
       break;
     }
     const int NB = std::min(width, LIMIT - J);
-    const int K = ORKSCAN(FRONT, FO, J, NB, U, KINDS, ST);
+    int done = 0;
+    const int K = ORKSCAN(FRONT, FO, J, NB, U, KINDS, ST, done);
     if (K >= 1) {
-      const int skip = K == NB ? 0 : 1;
-      ORKUPDATE(FRONT, FO, J, K, KINDS, J + K + skip, WK);
+      ORKUPDATE(FRONT, FO, J, K, KINDS, J + done, WK);
       J += K;
       took = true;
       continue;

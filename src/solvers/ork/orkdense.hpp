@@ -53,9 +53,11 @@ struct ORKWORK {
 int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U, double U2,
              ORKDSTAT& ST, ORKWORK WK = {});
 
-// Left-looking scan of up to NB columns from J as 1 by 1 pivots; returns how
-// many were accepted. The first refused column has been updated.
-int ORKSCAN(double* F, int FO, int J, int NB, double U, int* KINDS, ORKDSTAT& ST);
+// Left-looking scan of up to NB columns from J as 1 by 1 pivots, four columns
+// at a time; returns K, how many were accepted. DONE receives the count of
+// columns from J that are fully updated by these K pivots: NB when all were
+// accepted, otherwise the first refused column and the rest of its four.
+int ORKSCAN(double* F, int FO, int J, int NB, double U, int* KINDS, ORKDSTAT& ST, int& DONE);
 
 // Bunch-Kaufman style choice at column J with LIMIT eligible columns (columns
 // J..LIMIT-1 may pair with J). Outcome 0 none, 1 pivot at J, 2 swap with R

@@ -317,3 +317,17 @@ TEST(OrkDense, WorkSpaceChangesNothing) {
     EXPECT_LT(schur_error(a, n, lent), 1e-9) << n;
   }
 }
+
+// The scan of a wide block refused at every place within its groups of four:
+// the columns it has already brought up to date are left out of the update
+// that follows, the others get it once. The Schur complement tells.
+TEST(OrkDense, ScanRefusalsAtEveryPlaceOfAGroup) {
+  const int n = 260;
+  for (int step : {5, 6, 7, 9}) {
+    Mat a = random_sym(n, 40 + step, 4.0);
+    for (int i = step; i < n; i += step) a[i + i * n] *= 1e-9;
+    const Fact fa = factor(a, n, n - 10, 64L * (n + 400));
+    EXPECT_GT(fa.np, n - 40) << step;
+    EXPECT_LT(schur_error(a, n, fa), 1e-9) << step;
+  }
+}
