@@ -81,6 +81,7 @@ long FREEWORDS(const Model& m) {
   for (const auto* a : {&m.P, &m.W, &m.DU, &m.LINKV, &m.UCI, &m.XCI}) w += words(*a);
   for (const auto& a : m.DYNW) w += words(a);
   w += words(m.IA) + words(m.JA) + words(m.AV) + words(m.RHS) + words(m.DX);
+  w += solvers::ORKWORDS(m.ORK);
   for (const auto& a : m.ARCV) w += words(a);
   w += words(m.LV) + words(m.CGW) + words(m.CGGRP);
   return w;

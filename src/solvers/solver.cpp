@@ -7,7 +7,10 @@
 
 #include "base/fmt.hpp"
 #include "job/stop.hpp"
+#include "deck/deck.hpp"
 #include "solvers/cg/cg.hpp"
+#include "solvers/ork/ork.hpp"
+#include "solvers/ork/orkfact.hpp"
 
 namespace ossa::solvers {
 
@@ -59,21 +62,28 @@ void free_cg(Model& m) {
   m.CGGRP.deallocate();
 }
 
-// ---- Device CG (KK(21) = 1, KK(28) >= 0). The device check of the deck
-// sends a job without a usable device to the processor, so this branch is
-// only taken with the device layer present: its arrays are allocated, the
-// matrix expanded and solved by that layer's routines called from here.
+// ---- Device CG (KK(21) = 1, KK(28) >= 0). This build has no device layer:
+// a job that names a device without a "CNTR3" card (whose reading runs the
+// device check) is checked here, says so in the log and goes to the
+// processor, as a job whose device does not answer.
+bool device_layer() { return false; }
+
 void prep_gpu(Model& m, long TOTAL, long FREE, int NO2) {
+  if (!device_layer()) {
+    deck::DEVCHECK(m);
+    prep_cg(m, TOTAL, FREE, NO2);
+    return;
+  }
   BUDGETCHK(m, gpuwords(m), FREE, NO2);
   MEMREPORT(m, TITLE_GPU, HYCOL_CG, TOTAL, FREE, {{REQUIRED, neq(m) + nz(m) + gpuwords(m) + 1}});
 }
-void solve_gpu(Model&) {}
-void free_gpu(Model&) {}
+void solve_gpu(Model& m) { solve_cg(m); }
+void free_gpu(Model& m) { free_cg(m); }
 
 // ---- ORK (KK(21) = 2): its own budget test, analysis, report and files.
-void prep_ork(Model&, int) {}
-void solve_ork(Model&, int) {}
-void free_ork(Model&) {}
+void prep_ork(Model& m, int NO2) { ORKPREP(m, NO2); }
+void solve_ork(Model& m, int ITER) { SOLVE_ORK(m, ITER); }
+void free_ork(Model& m) { ORKFREE(m); }
 
 // ---- PARDISO (KK(21) = 3): budget of 2*NZ words, then its analysis phase.
 void prep_pds(Model& m, long FREE, int NO2) { BUDGETCHK(m, 2 * nz(m), FREE, NO2); }
