@@ -4,7 +4,10 @@
 // are read where they lie; for a block of more, they are first copied, a slice
 // of rows at a time, into panels of 12 rows laid out pivot after pivot, and
 // the multipliers into panels of 4 columns, so that the register block reads
-// two contiguous streams, like the inner kernel of a matrix product.
+// two contiguous streams, like the inner kernel of a matrix product. In wide
+// fronts the update of the far columns waits for up to four accepted blocks
+// of 64 pivots, so that the trailing triangle, which lies in main memory,
+// passes through the processor once for all of them.
 #include "solvers/ork/orkdense.hpp"
 
 #include <algorithm>
@@ -21,9 +24,11 @@ namespace ossa::solvers {
 
 namespace {
 
-constexpr int MAXK = 64;   // pivots per update: the multiplier buffer's room
+constexpr int MAXK = 64;      // pivots per update in registers: the multiplier buffer's room
 constexpr long ROWBLK = 192;  // rows per cache block of the trailing update
 constexpr int PACKMIN = 4;    // above this many pivots the update packs its operands
+constexpr int DEPTH = 4;      // wide blocks whose update of the far columns is done at once
+constexpr int MAXPACK = DEPTH * ORKNBLARGE;  // pivots per packed update
 
 // Multipliers of K pivots from J0 for the w columns S..S+w-1:
 // M(k,t) = -(D^-1 applied to row S+t of the pivot columns)(k).
@@ -138,8 +143,11 @@ void strip_triangle(double* F, long FO, int J0, int K, const double* M, int S, i
 
 constexpr int MR = 12;        // rows of the register block
 constexpr int NR = 4;         // columns of the register block: one strip
-constexpr long MCMAX = 384;   // rows of one packed slice of the pivot columns (kept in L2)
-constexpr long LOCALW = MAXK * (MR + NR) + 4;  // stack work: one panel of each, aligned
+constexpr long ASLICE = 24576;  // reals of one packed slice of the pivot columns (kept in L2)
+// Stack work when too little is lent: one panel of each, aligned. It takes
+// the widest update, so that the sums, and the results, do not depend on the
+// memory at hand.
+constexpr long LOCALW = MAXPACK * (MR + NR) + 4;
 
 // Multipliers of the K pivots for the n columns c0..c0+n-1 into panels of NR
 // columns, entry (k,t) of panel q at B[q*K*NR + k*NR + t]; the last panel is
@@ -274,10 +282,10 @@ void packed_slice(double* F, long FO, int K, const double* A, const double* B, l
   }
 }
 
-// The update of columns C0..FO-1 by K <= MAXK pivots through packed copies:
-// the multipliers of as many columns as the work space takes, then slices of
-// MCMAX rows of the pivot columns, each used for all the strips above it.
-void update_packed(double* F, long FO, int J0, int K, const int* KINDS, long C0, ORKWORK WK) {
+// The update of columns C0..C1-1 by K <= MAXPACK pivots through packed
+// copies: the multipliers of as many columns as the work space takes, then
+// slices of rows of the pivot columns, each used for all the strips above it.
+void update_packed(double* F, long FO, int J0, int K, const int* KINDS, long C0, long C1, ORKWORK WK) {
   alignas(32) double local[LOCALW];
   // Align the lent space for the packed panels.
   long skip = (32 - static_cast<long>(reinterpret_cast<std::uintptr_t>(WK.W) % 32)) % 32 / 8;
@@ -287,13 +295,12 @@ void update_packed(double* F, long FO, int J0, int K, const int* KINDS, long C0,
   }
   double* A = WK.W + skip;
   const long room = (WK.LW - skip) / K;  // rows plus columns that fit
-  const long m = FO - C0;
-  long MC = std::min(MCMAX, (m + MR - 1) / MR * MR);
+  long MC = std::min(std::max<long>(MR, ASLICE / K / MR * MR), (FO - C0 + MR - 1) / MR * MR);
   if (room - MC < NR) MC = MR;
-  const long NC = std::min((m + NR - 1) / NR * NR, (room - MC) / NR * NR);
+  const long NC = std::min((C1 - C0 + NR - 1) / NR * NR, (room - MC) / NR * NR);
   double* B = A + K * MC;
-  for (long c0 = C0; c0 < FO; c0 += NC) {
-    const long c1 = std::min(FO, c0 + NC);
+  for (long c0 = C0; c0 < C1; c0 += NC) {
+    const long c1 = std::min(C1, c0 + NC);
     pack_mult(F, FO, J0, K, KINDS, c0, c1 - c0, B);
     for (long r0 = c0; r0 < FO; r0 += MC) {
       const long r1 = std::min(FO, r0 + MC);
@@ -339,12 +346,12 @@ bool accept1(double* F, long FO, int jc, double U, int* KINDS, ORKDSTAT& ST) {
 }
 
 // One block of at most MAXK pivots (a 2 by 2 pair is never split).
-void update_block(double* F, long FO, int J0, int K, const int* KINDS, int C0) {
+void update_block(double* F, long FO, int J0, int K, const int* KINDS, int C0, int C1) {
   double M[4 * MAXK];
   for (long r0 = C0; r0 < FO; r0 += ROWBLK) {
     const long r1 = std::min(FO, r0 + ROWBLK);
-    for (int s = C0; s < r1; s += 4) {
-      const int w = static_cast<int>(std::min<long>(4, FO - s));
+    for (int s = C0; s < std::min<long>(r1, C1); s += 4) {
+      const int w = static_cast<int>(std::min<long>(4, C1 - s));
       build_mult(F, FO, J0, K, KINDS, s, w, M);
       if (s >= r0) {
         strip_triangle(F, FO, J0, K, M, s, w);
@@ -362,7 +369,7 @@ void eliminate1(double* F, int FO, int J, int* KINDS, ORKDSTAT& ST) {
   c[J] = 1.0 / c[J];
   if (c[J] == 0.0) ++ST.NZINV;
   KINDS[J] = 1;
-  ORKUPDATE(F, FO, J, 1, KINDS, J + 1);
+  ORKUPDATE(F, FO, J, 1, KINDS, J + 1, FO);
 }
 
 // 2 by 2 pivot at J, J+1: its inverse in place, then the rank-two update.
@@ -375,21 +382,21 @@ void eliminate2(double* F, int FO, int J, int* KINDS) {
   c1[J + 1] = a21 / det;
   c2[J + 1] = a11 / -det;
   KINDS[J] = KINDS[J + 1] = 2;
-  ORKUPDATE(F, FO, J, 2, KINDS, J + 2);
+  ORKUPDATE(F, FO, J, 2, KINDS, J + 2, FO);
 }
 
 }  // namespace
 
-void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, ORKWORK WK) {
-  if (K <= 0 || C0 >= FO) return;
-  // Scan blocks bring at most MAXK pivots, 2 by 2 pivots come alone; the
-  // chunking only guards the multiplier buffer.
-  for (int k0 = 0; k0 < K; k0 += MAXK) {
-    const int kb = std::min(MAXK, K - k0);
+void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, int C1, ORKWORK WK) {
+  if (K <= 0 || C0 >= C1) return;
+  // Scan blocks bring at most DEPTH wide blocks at once, 2 by 2 pivots come
+  // alone; the chunking only guards the buffers.
+  for (int k0 = 0; k0 < K; k0 += MAXPACK) {
+    const int kb = std::min(MAXPACK, K - k0);
     if (kb > PACKMIN)
-      update_packed(F, FO, J0 + k0, kb, KINDS, C0, WK);
+      update_packed(F, FO, J0 + k0, kb, KINDS, C0, C1, WK);
     else
-      update_block(F, FO, J0 + k0, kb, KINDS, C0);
+      update_block(F, FO, J0 + k0, kb, KINDS, C0, C1);
   }
 }
 
@@ -463,6 +470,17 @@ int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U,
   const int width = FO < ORKBIGFRONT ? ORKNBSMALL : ORKNBLARGE;
   int LIMIT = NP0, J = 0;
   bool took = false;
+  // Pivots P0..J-1, whole wide blocks, have updated the columns before LA
+  // only; the columns from LA on get them all at once, so that a far trailing
+  // entry is loaded and stored once per DEPTH blocks. Every column a pivot
+  // decision reads is up to date: the next block's columns are brought up to
+  // date ahead, and anything but a scan first catches up.
+  int P0 = 0, LA = FO;
+  const auto catch_up = [&] {
+    ORKUPDATE(FRONT, FO, P0, J - P0, KINDS, LA, FO, WK);
+    P0 = J;
+    LA = FO;
+  };
   for (;;) {
     if (J >= LIMIT) {
       // Columns put aside may have become acceptable through the pivots since.
@@ -473,11 +491,20 @@ int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U,
     int done = 0;
     const int K = ORKSCAN(FRONT, FO, J, NB, U, KINDS, ST, done);
     if (K >= 1) {
-      ORKUPDATE(FRONT, FO, J, K, KINDS, J + done, WK);
-      J += K;
+      const int J1 = J + K, NB1 = std::min(width, LIMIT - J1);
+      if (K == ORKNBLARGE && J1 - P0 < MAXPACK && NB1 > 0) {
+        ORKUPDATE(FRONT, FO, P0, J1 - P0, KINDS, J1, J1 + NB1, WK);
+        LA = J1 + NB1;
+        J = J1;
+      } else {
+        ORKUPDATE(FRONT, FO, J, K, KINDS, J + done, LA, WK);
+        J = J1;
+        catch_up();
+      }
       took = true;
       continue;
     }
+    catch_up();
     int R = -1;
     switch (ORKPIVOT(FRONT, FO, J, LIMIT, U, U2, R, ST)) {
       case 2:
@@ -500,6 +527,7 @@ int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U,
         --LIMIT;
         break;
     }
+    P0 = J;
   }
   return J;
 }

@@ -67,11 +67,11 @@ int ORKPIVOT(double* F, int FO, int J, int LIMIT, double U, double U2, int& R, O
 // Symmetric exchange of rows and columns P < Q of the packed front.
 void ORKSWAP(double* F, int FO, int P, int Q, int* PIVLIST);
 
-// Trailing update of columns C0..FO-1 by the K pivots J0..J0+K-1 (kinds in
-// KINDS, indexed by column), in strips of four columns. Above four pivots the
-// pivot columns and the multipliers are first copied into WK, packed for a
-// 12 by 4 register block.
-void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, ORKWORK WK = {});
+// Trailing update of columns C0..C1-1, all their rows, by the K pivots
+// J0..J0+K-1 (kinds in KINDS, indexed by column), in strips of four columns.
+// Above four pivots the pivot columns and the multipliers are first copied
+// into WK, packed for a 12 by 4 register block.
+void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, int C1, ORKWORK WK = {});
 
 // Forward and backward substitution with one factor block of NP pivots over a
 // gathered vector W of FO entries per right-hand side (leading dimension FO).

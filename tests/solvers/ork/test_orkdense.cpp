@@ -258,13 +258,15 @@ std::vector<double> update_reference(std::vector<double> f, int FO, int J0, int 
 }  // namespace
 
 // The packed update against the written-out one: ranks above the register
-// form, trailing orders off the 12-row and 4-column grid, more rows than one
-// packed slice, 2 by 2 pivots inside the block, a skipped column, and work
-// space of every size (none, one panel, a few columns, all). All give the
-// same bits; nothing outside the trailing triangle moves.
+// form, up to several wide blocks at once, trailing orders off the 12-row and
+// 4-column grid, more rows than one packed slice, 2 by 2 pivots inside the
+// block, a skipped column, and work space of every size (none, one panel, a
+// few columns, all). All give the same bits; nothing outside the trailing
+// triangle moves.
 TEST(OrkDense, PackedUpdateMatchesReference) {
   struct Case { int FO, J0, K, C0; };
-  for (const Case cs : {Case{40, 5, 5, 10}, Case{257, 0, 13, 14}, Case{300, 3, 64, 67}, Case{500, 10, 64, 74}}) {
+  for (const Case cs :
+       {Case{40, 5, 5, 10}, Case{257, 0, 13, 14}, Case{300, 3, 64, 67}, Case{500, 10, 64, 74}, Case{330, 2, 200, 203}}) {
     const Mat a = random_sym(cs.FO, 17 + cs.FO, 1.0);
     std::vector<double> f0 = pack(a, cs.FO);
     std::vector<int> kinds(cs.FO, 1);
@@ -273,7 +275,7 @@ TEST(OrkDense, PackedUpdateMatchesReference) {
     std::vector<double> first;
     for (long work : {0L, 1500L, 64L * (384 + 100), 64L * (cs.FO + 400)}) {
       std::vector<double> f = f0, w(static_cast<size_t>(work) + 1);
-      ORKUPDATE(f.data(), cs.FO, cs.J0, cs.K, kinds.data(), cs.C0, {work > 0 ? w.data() + 1 : nullptr, work});
+      ORKUPDATE(f.data(), cs.FO, cs.J0, cs.K, kinds.data(), cs.C0, cs.FO, {work > 0 ? w.data() + 1 : nullptr, work});
       double err = 0.0;
       for (int c = 0; c < cs.FO; ++c)
         for (int i = c; i < cs.FO; ++i) {
@@ -318,12 +320,14 @@ TEST(OrkDense, WorkSpaceChangesNothing) {
   }
 }
 
-// The scan of a wide block refused at every place within its groups of four:
-// the columns it has already brought up to date are left out of the update
-// that follows, the others get it once. The Schur complement tells.
+// The scan of a wide block refused at every place within its groups of four,
+// and (steps 70, 100) in a block whose predecessors' update of the far columns
+// is still put off: the columns already brought up to date are left out of
+// the update that follows, the others get every pivot once. The Schur
+// complement tells.
 TEST(OrkDense, ScanRefusalsAtEveryPlaceOfAGroup) {
   const int n = 260;
-  for (int step : {5, 6, 7, 9}) {
+  for (int step : {5, 6, 7, 9, 70, 100}) {
     Mat a = random_sym(n, 40 + step, 4.0);
     for (int i = step; i < n; i += step) a[i + i * n] *= 1e-9;
     const Fact fa = factor(a, n, n - 10, 64L * (n + 400));
