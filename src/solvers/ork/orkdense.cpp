@@ -7,7 +7,8 @@
 // two contiguous streams, like the inner kernel of a matrix product. In wide
 // fronts the update of the far columns waits for up to four accepted blocks
 // of 64 pivots, so that the trailing triangle, which lies in main memory,
-// passes through the processor once for all of them.
+// passes through the processor once for all of them; narrow fronts gather
+// sixteen blocks of four in the same way.
 #include "solvers/ork/orkdense.hpp"
 
 #include <algorithm>
@@ -29,6 +30,7 @@ constexpr long ROWBLK = 192;  // rows per cache block of the trailing update
 constexpr int PACKMIN = 4;    // above this many pivots the update packs its operands
 constexpr int DEPTH = 4;      // wide blocks whose update of the far columns is done at once
 constexpr int MAXPACK = DEPTH * ORKNBLARGE;  // pivots per packed update
+constexpr int PACKCOLS = 16;  // fewer columns than this are updated in place
 
 // Multipliers of K pivots from J0 for the w columns S..S+w-1:
 // M(k,t) = -(D^-1 applied to row S+t of the pivot columns)(k).
@@ -389,11 +391,14 @@ void eliminate2(double* F, int FO, int J, int* KINDS) {
 
 void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, int C1, ORKWORK WK) {
   if (K <= 0 || C0 >= C1) return;
-  // Scan blocks bring at most DEPTH wide blocks at once, 2 by 2 pivots come
-  // alone; the chunking only guards the buffers.
-  for (int k0 = 0; k0 < K; k0 += MAXPACK) {
-    const int kb = std::min(MAXPACK, K - k0);
-    if (kb > PACKMIN)
+  // Packing pays for itself over many columns only. ORKDENSE brings at most
+  // MAXPACK pivots, and at most MAXK to a narrow range; 2 by 2 pivots come
+  // alone. The chunking only guards the buffers.
+  const bool packed = K > PACKMIN && C1 - C0 >= PACKCOLS;
+  const int chunk = packed ? MAXPACK : MAXK;
+  for (int k0 = 0; k0 < K; k0 += chunk) {
+    const int kb = std::min(chunk, K - k0);
+    if (packed && kb > PACKMIN)
       update_packed(F, FO, J0 + k0, kb, KINDS, C0, C1, WK);
     else
       update_block(F, FO, J0 + k0, kb, KINDS, C0, C1);
@@ -468,10 +473,10 @@ int ORKPIVOT(double* F, int FO, int J, int LIMIT, double U, double U2, int& R, O
 int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U, double U2,
              ORKDSTAT& ST, ORKWORK WK) {
   const int width = FO < ORKBIGFRONT ? ORKNBSMALL : ORKNBLARGE;
+  const int defer = width == ORKNBLARGE ? MAXPACK : MAXK;  // pivots whose update may wait
   int LIMIT = NP0, J = 0;
   bool took = false;
-  // Pivots P0..J-1, whole wide blocks, have updated the columns before LA
-  // only; the columns from LA on get them all at once, so that a far trailing
+  // Pivots P0..J-1, whole blocks, have updated the columns before LA only; the columns from LA on get them all at once, so that a far trailing
   // entry is loaded and stored once per DEPTH blocks. Every column a pivot
   // decision reads is up to date: the next block's columns are brought up to
   // date ahead, and anything but a scan first catches up.
@@ -492,7 +497,7 @@ int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U,
     const int K = ORKSCAN(FRONT, FO, J, NB, U, KINDS, ST, done);
     if (K >= 1) {
       const int J1 = J + K, NB1 = std::min(width, LIMIT - J1);
-      if (K == ORKNBLARGE && J1 - P0 < MAXPACK && NB1 > 0) {
+      if (K == width && J1 - P0 < defer && NB1 > 0) {
         ORKUPDATE(FRONT, FO, P0, J1 - P0, KINDS, J1, J1 + NB1, WK);
         LA = J1 + NB1;
         J = J1;
