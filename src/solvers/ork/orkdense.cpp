@@ -476,8 +476,9 @@ int ORKDENSE(double* FRONT, int NP0, int FO, int* PIVLIST, int* KINDS, double U,
   const int defer = width == ORKNBLARGE ? MAXPACK : MAXK;  // pivots whose update may wait
   int LIMIT = NP0, J = 0;
   bool took = false;
-  // Pivots P0..J-1, whole blocks, have updated the columns before LA only; the columns from LA on get them all at once, so that a far trailing
-  // entry is loaded and stored once per DEPTH blocks. Every column a pivot
+  // Pivots P0..J-1, whole blocks, have updated the columns before LA only;
+  // the columns from LA on get them all at once, so that a far trailing entry
+  // is loaded and stored once per `defer` pivots. Every column a pivot
   // decision reads is up to date: the next block's columns are brought up to
   // date ahead, and anything but a scan first catches up.
   int P0 = 0, LA = FO;
