@@ -28,7 +28,7 @@ void LOGMSG(Model& m, std::string_view text) {
 void ERRSTOP(Model& m, int NO1, int NO2, int LOGUNIT) {
   base::Unit& u = logunit(m, LOGUNIT);
   base::put(u, " *** ERROR NO. ***");
-  base::put(u, " " + fI(NO1, 3) + fI(NO2, 3));
+  base::put(u, std::string(" ") + fI(NO1, 3) + fI(NO2, 3));
   ELAPSED(m, LOGUNIT);
   base::flush_unit(u);
   ENDLINE(NO1, NO2);

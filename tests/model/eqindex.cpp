@@ -255,7 +255,7 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     const long need = static_cast<long>(2.5 * 50 * 15);
     EXPECT_EXIT(mdl::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
     const std::string log = ossa::testing::read_text("EXEC.LOG");
-    const std::string line = " " + ossa::base::fF((need + held) * 4.0e-6, 8, 2) +
+    const std::string line = std::string(" ") + ossa::base::fF((need + held) * 4.0e-6, 8, 2) +
                              "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.";
     EXPECT_NE(log.find("\n" + line + "\n *** ERROR NO. ***\n  -5  7\n"), std::string::npos) << log;
   }

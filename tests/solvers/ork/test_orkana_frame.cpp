@@ -46,7 +46,10 @@ std::vector<std::string> loglines() {
 bool exists(const char* name) { return access(name, F_OK) == 0; }
 
 std::string memline(double mb) {
-  return " " + base::fF(mb, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.";
+  std::string line(" ");
+  line += base::fF(mb, 8, 2);
+  line += "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.";
+  return line;
 }
 
 TEST(OrkFrame, ReportFilesAndRelease) {
