@@ -2,6 +2,7 @@
 // run whole jobs.
 #pragma once
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -88,5 +89,42 @@ struct Box {
     return s;
   }
 };
+
+// Consistent forces of a uniform traction T (force per area, along x) on the
+// face x = X of the box: a third of each boundary triangle to its corners.
+// With table: a group of two points, 0 at time 0 to the full load at time TEND.
+inline std::string end_traction(const Box& b, double X, double T, double TEND = 1.0) {
+  std::vector<double> f(b.nnode() + 1, 0.0);
+  for (const auto& t : b.tets)
+    for (int skip = 0; skip < 4; ++skip) {
+      int n[3], k = 0;
+      for (int a = 0; a < 4; ++a)
+        if (a != skip) n[k++] = t[a];
+      bool on = true;
+      for (int a : n) on = on && std::fabs(b.xyz[a - 1].x - X) < 1e-12;
+      if (!on) continue;
+      const P3 p = b.xyz[n[0] - 1], q = b.xyz[n[1] - 1], r = b.xyz[n[2] - 1];
+      const double area = 0.5 * std::fabs((q.y - p.y) * (r.z - p.z) - (q.z - p.z) * (r.y - p.y));
+      for (int a : n) f[a] += T * area / 3.0;
+    }
+  std::string s;
+  int cnt = 0;
+  for (int i = 1; i <= b.nnode(); ++i) cnt += f[i] != 0.0;
+  s += nload(2, cnt) + tblld(0.0, 0.0) + tblld(TEND, 1.0);
+  for (int i = 1; i <= b.nnode(); ++i)
+    if (f[i] != 0.0) s += force(i, f[i], 0.0, 0.0);
+  return s;
+}
+
+// "PLNK" cards with the same flags for every node on the plane x = X.
+inline std::string hold_plane(const Box& b, double X, const char* flags, int& count) {
+  std::string s;
+  for (int i = 1; i <= b.nnode(); ++i)
+    if (std::fabs(b.xyz[i - 1].x - X) < 1e-12) {
+      s += plnk(i, flags);
+      ++count;
+    }
+  return s;
+}
 
 }  // namespace ossa::test

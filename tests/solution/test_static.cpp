@@ -13,6 +13,8 @@
 
 using namespace ossa;
 using test::Box;
+using test::end_traction;
+using test::hold_plane;
 
 namespace {
 
@@ -31,42 +33,6 @@ int pos(const model::Model& m, int id) {
   for (int i = 1; i <= m.NNODE(); ++i)
     if (m.NODEID(i) == id) return i;
   return 0;
-}
-
-// Consistent forces of a uniform traction T (force per area, along x) on the
-// face x = X of the box: a third of each boundary triangle to its corners.
-std::string end_traction(const Box& b, double X, double T) {
-  std::vector<double> f(b.nnode() + 1, 0.0);
-  for (const auto& t : b.tets)
-    for (int skip = 0; skip < 4; ++skip) {
-      int n[3], k = 0;
-      for (int a = 0; a < 4; ++a)
-        if (a != skip) n[k++] = t[a];
-      bool on = true;
-      for (int a : n) on = on && std::fabs(b.xyz[a - 1].x - X) < 1e-12;
-      if (!on) continue;
-      const test::P3 p = b.xyz[n[0] - 1], q = b.xyz[n[1] - 1], r = b.xyz[n[2] - 1];
-      const double area = 0.5 * std::fabs((q.y - p.y) * (r.z - p.z) - (q.z - p.z) * (r.y - p.y));
-      for (int a : n) f[a] += T * area / 3.0;
-    }
-  std::string s;
-  int cnt = 0;
-  for (int i = 1; i <= b.nnode(); ++i) cnt += f[i] != 0.0;
-  s += test::nload(2, cnt) + test::tblld(0.0, 0.0) + test::tblld(1.0, 1.0);
-  for (int i = 1; i <= b.nnode(); ++i)
-    if (f[i] != 0.0) s += test::force(i, f[i], 0.0, 0.0);
-  return s;
-}
-
-// "PLNK" cards with the same flags for every node on the plane x = X.
-std::string hold_plane(const Box& b, double X, const char* flags, int& count) {
-  std::string s;
-  for (int i = 1; i <= b.nnode(); ++i)
-    if (std::fabs(b.xyz[i - 1].x - X) < 1e-12) {
-      s += test::plnk(i, flags);
-      ++count;
-    }
-  return s;
 }
 
 std::string bar_deck(const Box& b, double E, double T, int iterlim = 10, bool with_cntr2 = true,
