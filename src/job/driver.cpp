@@ -104,7 +104,6 @@ void snapshot(Model& m, const Walk& w) {
 }  // namespace
 
 void STEPWALK(Model& m, Walk& w, bool dynamic) {
-  (void)dynamic;
   const int nstep = m.NSTEP();
   const double tend = m.T(nstep);
   OutSched s = OUTINIT(m);
