@@ -1,7 +1,9 @@
 // Factorisation and solve of tet stiffness matrices with ORK, MUMPS (LDL^T,
 // sequential, METIS order given) and CHOLMOD (supernodal Cholesky, same
 // order), one thread each, against the machine's one-thread DGEMM rate.
-// Usage: bench_ork_factor [cells...]  (default 31 45: about 98k and 292k equations)
+// Usage: bench_ork_factor [cells... | femurH...]  (default 31 45: about 98k and
+// 292k equations; "femur1.5" is the example femur on cubes of 1.5 mm, its
+// stiffness built by the program's own deck reader, index and assembly)
 #include <cblas.h>
 #include <cholmod.h>
 #include <dmumps_c.h>
@@ -14,6 +16,15 @@
 #include <cstdlib>
 #include <vector>
 
+#include <unistd.h>
+
+#include <string>
+
+#include "../examples/femur/femur_deck.hpp"
+#include "deck/deck.hpp"
+#include "job/job.hpp"
+#include "model/index.hpp"
+#include "solution/assembly.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/ork/orkfact.hpp"
 #include "../tests/solvers/ork/orkmats.hpp"
@@ -180,20 +191,54 @@ void line(const char* name, const Res& r, const Res& ork) {
               name, r.tfact, r.cfact, r.flops / r.cfact * 1e-9, r.flops, r.tsolve, r.res, ork.cfact / r.cfact);
 }
 
+// The femur example's stiffness (upper half) at cube side H, through the
+// program's own reading, indexing and assembly.
+UpperCsr femur_matrix(double H) {
+  char tmpl[] = "/tmp/ossa-bench-femur.XXXXXX";
+  if (!mkdtemp(tmpl) || chdir(tmpl) != 0) std::exit(1);
+  ossa::example::FemurOptions o;
+  o.H = H;
+  o.SOLVER = -2;  // the upper half, without preparing a solver
+  std::FILE* f = std::fopen("EXEC.INP", "w");
+  if (!f) std::exit(1);
+  ossa::example::write_femur_deck(f, o);
+  std::fclose(f);
+  static ossa::model::Model m;
+  if (!ossa::job::JOBOPEN(m)) std::exit(1);
+  ossa::deck::DECKIN(m);
+  ossa::model::MODELALLOC(m);
+  ossa::model::ELEM_INIT(m);
+  ossa::model::DOFINIT(m);
+  ossa::model::EQINDEX(m, 0);
+  ossa::solution::STFASM(m, 1);
+  UpperCsr A;
+  A.n = m.NEQ();
+  A.IA.assign(m.IA.begin(), m.IA.end());
+  A.JA.assign(m.JA.begin(), m.JA.end());
+  A.AV.assign(m.AV.begin(), m.AV.end());
+  for (const char* name : {"EXEC.INP", "EXEC.LOG"}) std::remove(name);
+  if (chdir("/tmp") == 0) rmdir(tmpl);
+  return A;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   openblas_set_num_threads(1);
-  std::vector<int> cells;
-  for (int i = 1; i < argc; ++i) cells.push_back(std::atoi(argv[i]));
-  if (cells.empty()) cells = {31, 45};
+  std::vector<std::string> cells;
+  for (int i = 1; i < argc; ++i) cells.push_back(argv[i]);
+  if (cells.empty()) cells = {"31", "45"};
   Rate peak = dgemm_rate();
   std::printf("DGEMM one thread: %.2f GFLOP/s wall, %.2f GFLOP/s cpu\n", peak.wall, peak.cpu);
-  for (int nc : cells) {
-    const UpperCsr A = ossa::testing::tet_stiffness(nc, nc, nc);
+  for (const std::string& c : cells) {
+    const bool femur = c.rfind("femur", 0) == 0;
+    const double size = std::atof(c.c_str() + (femur ? 5 : 0));
+    const int nc = static_cast<int>(size);
+    const UpperCsr A = femur ? femur_matrix(size) : ossa::testing::tet_stiffness(nc, nc, nc);
     std::vector<double> b(A.n);
     for (int i = 0; i < A.n; ++i) b[i] = std::sin(0.37 * i);
-    std::printf("cube %d^3 cells, %d equations, %ld entries in the upper half\n", nc, A.n, A.nz());
+    if (femur) std::printf("femur, cubes of %.2f mm, %d equations, %ld entries in the upper half\n", size, A.n, A.nz());
+    else std::printf("cube %d^3 cells, %d equations, %ld entries in the upper half\n", nc, A.n, A.nz());
     const Res ork = run_ork(A, b);
     const auto pos = metis_order(A);
     const Res mu = run_mumps(A, b, pos);
