@@ -6,31 +6,31 @@ if(TARGET bench_cg)
   target_link_libraries(bench_cg PRIVATE Eigen3::Eigen)
 endif()
 
-# MUMPS, sequential (Debian's build without METIS): bench_ork_analysis compares
-# the ORK analysis with MUMPS's analysis phase on the same pivot order.
-if(TARGET bench_ork_analysis)
+# MUMPS, sequential (Debian's build, without METIS: the order is handed to it).
+function(ossa_link_mumps target)
   find_path(MUMPS_INC dmumps_c.h REQUIRED)
   find_path(MUMPS_SEQ_INC mpi.h PATHS /usr/include/mumps_seq NO_DEFAULT_PATH REQUIRED)
   find_library(DMUMPS_SEQ_LIB dmumps_seq REQUIRED)
   find_library(MUMPS_COMMON_SEQ_LIB mumps_common_seq REQUIRED)
   find_library(MPISEQ_LIB mpiseq_seq REQUIRED)
-  target_include_directories(bench_ork_analysis PRIVATE ${MUMPS_INC} ${MUMPS_SEQ_INC})
-  target_link_libraries(bench_ork_analysis PRIVATE ${DMUMPS_SEQ_LIB} ${MUMPS_COMMON_SEQ_LIB} ${MPISEQ_LIB})
+  target_include_directories(${target} PRIVATE ${MUMPS_INC} ${MUMPS_SEQ_INC})
+  target_link_libraries(${target} PRIVATE ${DMUMPS_SEQ_LIB} ${MUMPS_COMMON_SEQ_LIB} ${MPISEQ_LIB})
+endfunction()
+
+# bench_ork_analysis: the ORK analysis against MUMPS's analysis phase on the
+# same pivot order.
+if(TARGET bench_ork_analysis)
+  ossa_link_mumps(bench_ork_analysis)
 endif()
 
 # bench_ork_factor: ORK's factorisation against MUMPS (LDL^T, order given) and
 # CHOLMOD's supernodal Cholesky, with OpenBLAS on one thread as the ceiling.
 if(TARGET bench_ork_factor)
-  find_path(MUMPS_INC dmumps_c.h REQUIRED)
-  find_path(MUMPS_SEQ_INC mpi.h PATHS /usr/include/mumps_seq NO_DEFAULT_PATH REQUIRED)
-  find_library(DMUMPS_SEQ_LIB dmumps_seq REQUIRED)
-  find_library(MUMPS_COMMON_SEQ_LIB mumps_common_seq REQUIRED)
-  find_library(MPISEQ_LIB mpiseq_seq REQUIRED)
+  ossa_link_mumps(bench_ork_factor)
   find_path(CHOLMOD_INC cholmod.h PATHS /usr/include/suitesparse REQUIRED)
   find_library(CHOLMOD_LIB cholmod REQUIRED)
   find_library(OPENBLAS_LIB openblas REQUIRED)
   find_path(OPENBLAS_INC cblas.h PATHS /usr/include/x86_64-linux-gnu/openblas-pthread /usr/include/openblas REQUIRED)
-  target_include_directories(bench_ork_factor PRIVATE ${MUMPS_INC} ${MUMPS_SEQ_INC} ${CHOLMOD_INC} ${OPENBLAS_INC})
-  target_link_libraries(bench_ork_factor PRIVATE ${DMUMPS_SEQ_LIB} ${MUMPS_COMMON_SEQ_LIB} ${MPISEQ_LIB}
-                        ${CHOLMOD_LIB} ${OPENBLAS_LIB})
+  target_include_directories(bench_ork_factor PRIVATE ${CHOLMOD_INC} ${OPENBLAS_INC})
+  target_link_libraries(bench_ork_factor PRIVATE ${CHOLMOD_LIB} ${OPENBLAS_LIB})
 endif()
