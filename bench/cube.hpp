@@ -6,6 +6,10 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <array>
+#include <vector>
+
+#include "../examples/mesh/cube_tets.hpp"
 #include "elements/kernels.hpp"
 #include "elements/solid.hpp"
 #include "model/model.hpp"
@@ -52,39 +56,34 @@ inline void cube(model::Model& m, int nx, int ny, int nz) {
         m.XYZ(2, n) = j;
         m.XYZ(3, n) = k;
       }
-  static const int PERM[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
   double D[21];
   elements::DELAS(1000.0, 0.3, D);
-  int e = 0;
+  struct P { double x, y, z; };
+  auto coord = [&](int n) { return P{m.XYZ(1, n), m.XYZ(2, n), m.XYZ(3, n)}; };
+  std::vector<std::array<int, 4>> tets;
+  tets.reserve(static_cast<std::size_t>(ne));
   for (int k = 0; k < nz; ++k)
     for (int j = 0; j < ny; ++j)
-      for (int i = 0; i < nx; ++i)
-        for (const auto& p : PERM) {
-          int c[3] = {i, j, k};
-          std::int32_t nod[4];
-          nod[0] = id(c[0], c[1], c[2]);
-          ++c[p[0]];
-          nod[1] = id(c[0], c[1], c[2]);
-          ++c[p[1]];
-          nod[2] = id(c[0], c[1], c[2]);
-          nod[3] = id(i + 1, j + 1, k + 1);
-          double X[12], DN[12];
-          for (int a = 0; a < 4; ++a)
-            for (int d = 0; d < 3; ++d) X[3 * a + d] = m.XYZ(d + 1, nod[a]);
-          if (elements::TETDN(X, DN) < 0.0) std::swap(nod[0], nod[1]);
-          model::ELEMREC& r = m.ELEM(++e);
-          r.ID = e;
-          r.IDX = e;
-          r.TYPE = 2;
-          r.NDF = 3;
-          r.NEN = 4;
-          for (int a = 0; a < 4; ++a) r.NOD(a + 1) = nod[a];
-          model::SOLREC& s = m.SOLREC(e);
-          s.GROUP = 1;
-          s.E = 1000.0;
-          s.NU = 0.3;
-          for (int q = 1; q <= 21; ++q) s.D(q) = D[q - 1];
-        }
+      for (int i = 0; i < nx; ++i) example::cube_tets(i, j, k, id, coord, tets);
+  for (int e = 1; e <= ne; ++e) {
+    // Stored as the deck reader stores a card: nodes 1, 3, 2, 4.
+    const auto& t = tets[static_cast<std::size_t>(e - 1)];
+    model::ELEMREC& r = m.ELEM(e);
+    r.ID = e;
+    r.IDX = e;
+    r.TYPE = 2;
+    r.NDF = 3;
+    r.NEN = 4;
+    r.NOD(1) = t[0];
+    r.NOD(2) = t[2];
+    r.NOD(3) = t[1];
+    r.NOD(4) = t[3];
+    model::SOLREC& s = m.SOLREC(e);
+    s.GROUP = 1;
+    s.E = 1000.0;
+    s.NU = 0.3;
+    for (int q = 1; q <= 21; ++q) s.D(q) = D[q - 1];
+  }
 }
 
 }  // namespace ossa::bench
