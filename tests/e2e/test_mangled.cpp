@@ -1,0 +1,73 @@
+// Mangled decks never crash, hang or read out of bounds: each run ends with
+// a numbered stop, a normal end or the reader's own stop, never a signal or
+// a sanitizer report. The mutations are drawn from a fixed seed.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <sstream>
+#include <vector>
+
+#include "deckgen.hpp"
+#include "testutil.hpp"
+
+using namespace ossa;
+using test::Box;
+
+namespace {
+
+std::vector<std::string> base_deck() {
+  const Box b(2, 1, 1, 2.0, 1.0, 1.0);
+  int nheld = 0;
+  const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
+  const std::string deck = test::cntnd(b.nnode()) + test::cntel(b.ntet()) + test::cntrl(1, 1, 10, 1e-4) +
+                           test::cntr2(3, 1, 2, 0) + test::cntr3_cpu() + test::kukan(1.0, 2) +
+                           b.mesh_cards(0.3, 1000.0) + test::ngld(1) + test::nplnk(nheld) +
+                           test::end_traction(b, b.LX, 5.0) + held + "END\n";
+  std::vector<std::string> lines;
+  std::istringstream in(deck);
+  for (std::string l; std::getline(in, l);) lines.push_back(l);
+  return lines;
+}
+
+std::string mangle(std::vector<std::string> l, std::mt19937& rng) {
+  auto pick = [&](std::size_t n) { return static_cast<std::size_t>(rng() % n); };
+  static const std::string CHARS = "0123456789 .-+EeDxZ9";
+  const int edits = 1 + static_cast<int>(rng() % 3);
+  for (int e = 0; e < edits && !l.empty(); ++e) {
+    const std::size_t i = pick(l.size());
+    switch (rng() % 5) {
+      case 0:  // one character changed
+        if (!l[i].empty()) l[i][pick(l[i].size())] = CHARS[pick(CHARS.size())];
+        break;
+      case 1: l.erase(l.begin() + static_cast<long>(i)); break;
+      case 2: l.insert(l.begin() + static_cast<long>(i), l[i]); break;
+      case 3: l[i].resize(pick(l[i].size() + 1)); break;
+      default:  // a large or negative number in a field
+        if (l[i].size() > 15) l[i].replace(6, 10, rng() % 2 ? "  99999999" : "    -77777");
+        break;
+    }
+  }
+  std::string s;
+  for (const auto& x : l) s += x + "\n";
+  return s;
+}
+
+}  // namespace
+
+TEST(MangledDecks, EndCleanly) {
+  test::ScratchDir dir;
+  const auto lines = base_deck();
+  std::mt19937 rng(20261121);
+  for (int k = 0; k < 60; ++k) {
+    const std::string deck = mangle(lines, rng);
+    test::write_file("EXEC.INP", deck);
+    const auto r = test::run_ossa(60);
+    const bool numbered = r.status == 0 && r.out.find("##$$ExSv end ") != std::string::npos;
+    const bool reader = r.status == 2 && r.out.find("##$$ExSv end") == std::string::npos &&
+                        r.err.find("ossa: EXEC.INP") != std::string::npos;
+    EXPECT_TRUE(numbered || reader) << "case " << k << ", status " << r.status << "\n"
+                                    << r.err.substr(0, 2000) << "\n--- deck ---\n" << deck;
+    EXPECT_EQ(r.err.find("Sanitizer"), std::string::npos) << "case " << k;
+    EXPECT_EQ(r.err.find("runtime error"), std::string::npos) << "case " << k;
+  }
+}
