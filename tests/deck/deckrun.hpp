@@ -121,15 +121,8 @@ struct Stopped {
 // Reads a deck that must end in the error stop with -2 0: the child's
 // standard output goes to a file so that the end line can be checked.
 inline Stopped read_bad_deck(const std::vector<std::string>& cards) {
-  EXPECT_EXIT(
-      {
-        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
-        model::Model m;
-        open_deck(m, cards);
-        deck::DECKIN(m);
-        std::exit(3);  // read to the end: no stop
-      },
-      ::testing::ExitedWithCode(0), "");
+  // Reading to the end would exit with 3: no stop.
+  OSSA_EXPECT_STOP(model::Model m; open_deck(m, cards); deck::DECKIN(m); std::exit(3));
   Stopped s{read_file("EXEC.LOG"), read_file("stdout.txt")};
   EXPECT_NE(s.out.find("##$$ExSv end -2 0\n"), std::string::npos) << s.out;
   return s;

@@ -83,15 +83,8 @@ TEST(SolverPrep, CgMemoryReportLayout) {
 
 TEST(SolverPrep, BudgetShortfallStops) {
   test::ScratchDir dir;
-  EXPECT_EXIT(
-      {
-        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
-        model::Model m;
-        index_model(m, 30000, 600000, 10);
-        solvers::SOLVERPREP(m, 7);
-        std::abort();
-      },
-      ::testing::ExitedWithCode(0), "");
+  OSSA_EXPECT_STOP(model::Model m; index_model(m, 30000, 600000, 10); solvers::SOLVERPREP(m, 7);
+                   std::abort());
   // Need 2760000 words, free 2500000 - 2070001: short by 2330001 words.
   const auto l = test::read_lines("EXEC.LOG");
   ASSERT_GE(l.size(), 4u);

@@ -174,16 +174,9 @@ CgRun solve(model::Model& m, const Sys& s, std::vector<double> f, int precon, in
 // The lines of the log after an error stop in a child process.
 template <class F>
 std::vector<std::string> stop_log(F body) {
-  EXPECT_EXIT(
-      {
-        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
-        model::Model m;
-        model::MODELRESET(m);
-        if (!base::open_text_out(m.unit(m.UNIT(2)), "EXEC.LOG")) std::abort();
-        body(m);
-        std::abort();
-      },
-      ::testing::ExitedWithCode(0), "");
+  OSSA_EXPECT_STOP(model::Model m; model::MODELRESET(m);
+                   if (!base::open_text_out(m.unit(m.UNIT(2)), "EXEC.LOG")) std::abort();
+                   body(m); std::abort());
   return test::read_lines("EXEC.LOG");
 }
 
