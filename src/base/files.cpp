@@ -60,9 +60,10 @@ void rewind_unit(Unit& u) {
 
 void flush_unit(Unit& u) { if (u.fp) std::fflush(u.fp); }
 
-bool open_direct(Unit& u, const std::string& name, long recl) {
-  // Work files start afresh: an old one of the same name is replaced.
-  if (!open_as(u, name, "w+b", UKind::DIRECT)) return false;
+bool open_direct(Unit& u, const std::string& name, long recl, bool keep) {
+  // "r+b" fails on a missing file; then it is made as a fresh one.
+  const bool kept = keep && open_as(u, name, "r+b", UKind::DIRECT);
+  if (!kept && !open_as(u, name, "w+b", UKind::DIRECT)) return false;
   u.recl = recl;
   return true;
 }

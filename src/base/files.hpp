@@ -40,8 +40,10 @@ void flush_unit(Unit& u);
 
 // Direct access, records numbered from 1. A write past the end extends the
 // file, so writing the last record preallocates it. A short buffer is
-// padded with zero bytes; a record past the end reads as zeros.
-bool open_direct(Unit& u, const std::string& name, long recl);
+// padded with zero bytes; a record past the end reads as zeros. With `keep`
+// an existing file is opened as it stands (a restart reads what the earlier
+// run wrote); otherwise it starts afresh.
+bool open_direct(Unit& u, const std::string& name, long recl, bool keep = false);
 bool dwrite(Unit& u, long rec, const void* buf, std::size_t n);
 bool dread(Unit& u, long rec, void* buf, std::size_t n);
 

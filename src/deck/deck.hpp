@@ -102,5 +102,7 @@ void DEVCHECK(Model& m);
 // with -2 on a number that names nothing, naming the card's line.
 void DECKFIN(Model& m, const Reader& r);
 void DECKECHO(Model& m);
+// Stops with -2, naming it, a job that asks for what this build lacks.
+void NOTYET(Model& m);
 
 }  // namespace ossa::deck

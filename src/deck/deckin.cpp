@@ -178,6 +178,7 @@ void DECKIN(Model& m) {
   DECKFIN(m, r);
   DECKECHO(m);
   m.TIMES(model::T_INPUT) = m.clock.now() - t0;
+  NOTYET(m);
 }
 
 }  // namespace ossa::deck

@@ -1,5 +1,8 @@
 #include "elements/solid.hpp"
 
+#include <string>
+
+#include "base/files.hpp"
 #include "elements/kernels.hpp"
 #include "job/stop.hpp"
 
@@ -103,8 +106,7 @@ void update(Model& m, SOLREC& r, const double* e, int IREC, int UNITNO) {
   if (r.STATE != 2) return;
   // WPL(6), then MPL(6,6) column by column.
   double rec[42];
-  if (!base::dread(m.unit(UNITNO), IREC, rec, sizeof rec))
-    job::FILESTOP(m, "CANNOT READ EXEC.SOL");
+  PLREAD(m, UNITNO, IREC, rec, 42);
   r.EPEQ += DOT(rec, de, 6);
   double dp[6];
   MATMUL(rec + 6, de, dp, 6, 6, 1);
@@ -126,6 +128,16 @@ void scatter(Arr2<double>& P, Arr2<double>& PD, const SOLREC& r, const double* B
 }
 
 }  // namespace
+
+void PLREAD(Model& m, int UNITNO, int IREC, double* rec, int n) {
+  base::Unit& u = m.unit(UNITNO);
+  if (!base::dread(u, IREC, rec, sizeof(double) * static_cast<std::size_t>(n)))
+    job::FILESTOP(m, "CANNOT READ " + u.name);
+  // WPL is never zero in a written record: the flow direction is not.
+  for (int k = 0; k < n; ++k)
+    if (rec[k] != 0.0) return;
+  job::FILESTOP(m, "RECORD " + std::to_string(IREC) + " OF " + u.name + " WAS NEVER WRITTEN.");
+}
 
 double TETDN(const double* X, double* DN) {
   double d1[3], d2[3], d3[3], c1[3], c2[3], c3[3];

@@ -37,6 +37,10 @@ void GMAT9(const double* DN, double* G);
 // ST(9,9): three diagonal blocks of the stress tensor of S(6).
 void SMAT9(const double* S, double* ST);
 
+// Reads the plastic operator record IREC (n doubles) of the direct unit
+// UNITNO; a record the status pass never wrote stops the job.
+void PLREAD(Model& m, int UNITNO, int IREC, double* rec, int n);
+
 // Small-displacement stiffness (6V/6) B^T D B, D packed (21).
 void SOLKLIN(const std::int32_t* NOD, const Arr2<double>& XYZ, const double* D, double* SK);
 

@@ -84,7 +84,9 @@ void increment(Model& m, Walk& w, int isub, double tprev) {
 }
 
 // The state goes to EXEC.RST before each step until the first status change
-// of a job that wants its changing step repeated with more substeps.
+// of a job that wants its changing step repeated with more substeps; static
+// and dynamic jobs alike (a dynamic job has no Riks steps, so RIKSLIM lies
+// past its last step).
 bool saving(const Model& m, const Walk& w) {
   return m.KK(34) == 0 && m.KK(2) == 1 && m.KK(5) >= 2 && w.FIRSTCHG == 0;
 }
@@ -109,7 +111,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
   OutSched s = OUTINIT(m);
   PROGRESS(0.0, tend);
   if (nstep < 1) return;
-  if (!dynamic && saving(m, w)) snapshot(m, w);
+  if (saving(m, w)) snapshot(m, w);
   for (;;) {
     ++w.STEP;
     if (w.STEP > nstep) break;  // the table is spent
@@ -122,7 +124,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       if (w.STOPFLAG == 1) break;
       if (isub < w.NSUB) PROGRESS(w.TIME, tend);
     }
-    if (!dynamic && w.STEP < w.RIKSLIM && repeating(m, w)) {
+    if (w.STEP < w.RIKSLIM && repeating(m, w)) {
       // The first status change: the step again, from its start, in KK(5) substeps.
       results::RstHead h;
       results::RSTLOAD(m, h);
@@ -139,7 +141,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       results::RESOUT(m, w.STEP, w.TIME);
     }
     if (w.TIME > tend - 1.0e-8 || w.STOPFLAG == 1) break;
-    if (!dynamic && saving(m, w) && w.STEP < w.RIKSLIM) snapshot(m, w);
+    if (saving(m, w) && w.STEP < w.RIKSLIM) snapshot(m, w);
   }
 }
 

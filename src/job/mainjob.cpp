@@ -21,10 +21,11 @@ void FPCONTROL() {
 namespace {
 
 // Opens a direct-access work file and writes its last record, so that every
-// record exists from the start and can be read in any order.
-void open_work(Model& m, int i, long recl, long last) {
+// record exists from the start and can be read in any order. A kept file
+// (the plastic operators of a restart) is opened as the earlier run left it.
+void open_work(Model& m, int i, long recl, long last, bool keep = false) {
   base::Unit& u = m.unit(m.UNIT(i));
-  if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl))
+  if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl, keep))
     FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
   if (!base::dwrite(u, last, nullptr, 0))
     FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[i - 1]);
@@ -49,8 +50,9 @@ bool JOBOPEN(Model& m) {
 void JOBRUN(Model& m) {
   deck::DECKIN(m);
   if (m.KK(2) == 1) {
-    open_work(m, 6, 240, 3L * m.NSHELL() + 1);
-    open_work(m, 7, 336, static_cast<long>(m.NSOLID()) + 1);
+    const bool restart = m.KK(19) == 1;
+    open_work(m, 6, 240, 3L * m.NSHELL() + 1, restart);
+    open_work(m, 7, 336, static_cast<long>(m.NSOLID()) + 1, restart);
   }
   if (m.NRUBB() > 0) {
     open_work(m, 8, 1080, static_cast<long>(m.NRUBB()) + 1);

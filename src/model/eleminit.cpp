@@ -1,5 +1,7 @@
 // ELEM_INIT: element start values, rubber interior nodes, the class defaults
 // of stiffness-proportional damping and the gap links.
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -158,18 +160,21 @@ void damping_log(Model& m, const DampTables& t) {
 
 // ---- gap links --------------------------------------------------------------
 
-// The first solid (in element order) with a face (a, b, c) in one of its
-// cyclic orders; 0 when there is none.
+// The first solid (in element order) with a face whose corners are the
+// nodes (a, b, c) in any order; 0 when there is none. The gap's normal comes
+// from the card's order, so the face's own orientation does not matter.
 int face_owner(const Model& m, const int* tri) {
-  static const int FACE[4][3] = {{1, 2, 3}, {1, 2, 4}, {2, 3, 4}, {3, 1, 4}};
+  static const int FACE[4][3] = {{1, 2, 3}, {1, 2, 4}, {2, 3, 4}, {1, 3, 4}};
+  std::array<int, 3> want = {tri[0], tri[1], tri[2]};
+  std::sort(want.begin(), want.end());
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const ELEMREC& e = m.ELEM(ie);
     if (e.TYPE != 2 || !record_ok(m, e)) continue;
-    for (const auto& f : FACE)
-      for (int s = 0; s < 3; ++s)
-        if (e.NOD(f[s]) == tri[0] && e.NOD(f[(s + 1) % 3]) == tri[1] &&
-            e.NOD(f[(s + 2) % 3]) == tri[2])
-          return ie;
+    for (const auto& f : FACE) {
+      std::array<int, 3> have = {e.NOD(f[0]), e.NOD(f[1]), e.NOD(f[2])};
+      std::sort(have.begin(), have.end());
+      if (have == want) return ie;
+    }
   }
   return 0;
 }

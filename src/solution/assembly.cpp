@@ -109,19 +109,19 @@ void STFASM(Model& m, int FIRST) {
   RHSADD(m);
 }
 
-void FORCEREC(Model& m) {
+void FORCEREC(Model& m, Arr2<double>& PD, int IDAMP) {
   m.P.fill(0.0);
   m.LINKV.fill(0.0);
+  if (IDAMP == 1) PD.fill(0.0);
   const int unitsol = m.UNIT(7);
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const model::ELEMREC& e = m.ELEM(ie);
     if (e.TYPE == 2) {
       model::SOLREC& r = m.SOLREC(e.IDX);
-      // Static analysis accumulates no damping force: LINKV stands in, untouched.
       if (m.KK(1) == 0)
-        elements::SOLFLIN(m, m.P, m.LINKV, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, 0);
+        elements::SOLFLIN(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
       else
-        elements::SOLFNL(m, m.P, m.LINKV, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, 0);
+        elements::SOLFNL(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
     }
   }
 }

@@ -7,6 +7,7 @@
 namespace ossa::solution {
 
 using model::Model;
+using base::Arr2;
 
 // Packed position of (a, b), a <= b, in an upper triangle of order n stored
 // row by row.
@@ -35,7 +36,9 @@ int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n);
 // displacements (FIRST = 1), scatter; then closes the right-hand side.
 void STFASM(Model& m, int FIRST);
 
-// Internal forces P (and link forces LINKV) of the present state.
-void FORCEREC(Model& m);
+// Internal forces P (and link forces LINKV) of the present state. With
+// IDAMP = 1 the elements also add BETA times their force to PD, the
+// stiffness-damping force of a dynamic job; otherwise PD is not touched.
+void FORCEREC(Model& m, Arr2<double>& PD, int IDAMP);
 
 }  // namespace ossa::solution

@@ -56,9 +56,10 @@ void load_norms(const Model& m, double FNRM[3]) {
 // The equilibrium loop: KK(6) solves in KK(6)+1 passes. Returns CONVD.
 int equilibrium(Model& m, IncrState& s, int& FIRST) {
   double tsolve = 0.0;
+  Arr2<double> nodamp;
   for (int ITER = 1; ITER <= m.KK(6) + 1; ++ITER) {
     double t = m.clock.now();
-    FORCEREC(m);
+    FORCEREC(m, nodamp, 0);  // a static job keeps no damping force
     m.TIMES(model::T_RECOVERY) += m.clock.now() - t;
     s.NITER = ITER;
     if (RESCHK(m, ITER - 1, FIRST, s.STEP, s.ISUB, s.TIME, s.FNRM, tsolve) == 1) return 1;

@@ -27,6 +27,17 @@ TEST(DirectFile, LastRecordPreallocatesAndRecordsReadBack) {
   EXPECT_EQ(b[41], 0.0);
   EXPECT_FALSE(dwrite(u, 0, a, 8));         // records count from 1
   EXPECT_FALSE(dwrite(u, 1, a, 400));       // longer than the record
+  close_unit(u);
+  // A restart opens the kept file as it stands, even after preallocating again;
+  // a new job starts afresh.
+  ASSERT_TRUE(open_direct(u, "EXEC.SOL", 336, true));
+  ASSERT_TRUE(dwrite(u, 11, nullptr, 0));
+  ASSERT_TRUE(dread(u, 3, b, sizeof b));
+  for (int i = 0; i < 42; ++i) EXPECT_EQ(b[i], a[i]);
+  close_unit(u);
+  EXPECT_EQ(ossa::test::file_size("EXEC.SOL"), 11 * 336);
+  ASSERT_TRUE(open_direct(u, "EXEC.SOL", 336));
+  EXPECT_EQ(ossa::test::file_size("EXEC.SOL"), 0);
   close_unit(u, true);
   EXPECT_FALSE(ossa::test::exists("EXEC.SOL"));
 }

@@ -32,22 +32,11 @@ TEST(JobFlow, NoAnalysisStillEndsNormally) {
   EXPECT_EQ(log.find("STEP NO."), std::string::npos);
 }
 
-TEST(JobFlow, PlasticWorkFilesAreKeptOnlyForARestart) {
+TEST(JobFlow, PlasticWorkFilesGoAtTheEnd) {
   const Box b(2, 1, 1, 2.0, 1.0, 1.0);
-  for (int keep : {0, 1}) {
-    test::ScratchDir dir;
-    const std::string prpl2 = test::card("PRPL2%25s%3d", "", keep);
-    test::write_file("EXEC.INP", small_deck(b, test::cntrl(0, 1, 10, 1e-3), prpl2));
-    const auto r = test::run_ossa();
-    EXPECT_NE(r.out.find("##$$ExSv end 1 1"), std::string::npos) << r.out;
-    EXPECT_EQ(test::exists("EXEC.SOL"), keep == 1);
-    EXPECT_EQ(test::exists("EXEC.SHL"), keep == 1);
-    if (keep == 1) {
-      // Preallocated by their last record: one record a solid, three a shell, and one more.
-      EXPECT_EQ(test::file_size("EXEC.SOL"), (b.ntet() + 1) * 336L);
-      EXPECT_EQ(test::file_size("EXEC.SHL"), 1 * 240L);
-    }
-    EXPECT_FALSE(test::exists("EXEC.RST"));
-    EXPECT_FALSE(test::exists("EXEC.WK1"));
-  }
+  test::ScratchDir dir;
+  test::write_file("EXEC.INP", small_deck(b, test::cntrl(0, 1, 10, 1e-3), ""));
+  const auto r = test::run_ossa();
+  EXPECT_NE(r.out.find("##$$ExSv end 1 1"), std::string::npos) << r.out;
+  for (const char* f : {"EXEC.SOL", "EXEC.SHL", "EXEC.RST", "EXEC.WK1"}) EXPECT_FALSE(test::exists(f)) << f;
 }

@@ -173,24 +173,30 @@ TEST_F(ElemInit, ShellsOnlyLeaveTheLengthUnset) {
   EXPECT_EQ(m.SHLREC(1).BETA, 0.0);
 }
 
-TEST_F(ElemInit, GapTriplesMatchSolidFacesInAnyCyclicOrder) {
-  Model m;
-  // Gap card (a,b,c | d,e,f) = (2,3,4 | 6,7,8): faces of both tetrahedra,
-  // the second triple in a rotated order.
-  ossa::testing::build(m, grid(), {{2, {1, 2, 3, 4}}, {2, {5, 6, 7, 8}}, {3, {2, 7}},
-                                   {3, {3, 8}}, {3, {4, 6}}});
-  m.SOLREC(1).E = 1000.0;
-  m.SOLREC(2).E = 3000.0;
-  mdl::MODELALLOC(m);
-  mdl::ELEM_INIT(m);
-  const int t1[4] = {1, 2, 3, 4}, t2[4] = {5, 6, 7, 8};
-  const double lmean = (mean_edge(m, t1, 4) + mean_edge(m, t2, 4)) / 2.0;
-  const double area = std::sqrt(3.0) / 2.0;  // face (2,3,4) of the unit corner
-  for (int k = 1; k <= 3; ++k) {
-    const auto& g = m.GAPREC(k);
-    EXPECT_NEAR(g.KGAP, area * (3000.0 / lmean) / 3.0, 1e-9);
-    for (int i = 1; i <= 3; ++i) EXPECT_NEAR(g.NVEC(i), 1.0 / std::sqrt(3.0), 1e-15);
-    EXPECT_EQ(g.GSTAT, 1);
+TEST_F(ElemInit, GapTriplesMatchSolidFacesInAnyOrder) {
+  // Gap card (a,b,c | d,e,f): (2,3,4) is a face of the unit corner in each of
+  // its six orders, (6,7,8) one of the large tetrahedron. The normal follows
+  // the card's order: it flips with an odd permutation.
+  static const int PERM[6][3] = {{2, 3, 4}, {3, 4, 2}, {4, 2, 3}, {3, 2, 4}, {2, 4, 3}, {4, 3, 2}};
+  for (int p = 0; p < 6; ++p) {
+    Model m;
+    const int* a = PERM[p];
+    ossa::testing::build(m, grid(), {{2, {1, 2, 3, 4}}, {2, {5, 6, 7, 8}}, {3, {a[0], 7}},
+                                     {3, {a[1], 8}}, {3, {a[2], 6}}});
+    m.SOLREC(1).E = 1000.0;
+    m.SOLREC(2).E = 3000.0;
+    mdl::MODELALLOC(m);
+    mdl::ELEM_INIT(m);
+    const int t1[4] = {1, 2, 3, 4}, t2[4] = {5, 6, 7, 8};
+    const double lmean = (mean_edge(m, t1, 4) + mean_edge(m, t2, 4)) / 2.0;
+    const double area = std::sqrt(3.0) / 2.0;  // face (2,3,4) of the unit corner
+    const double sign = p < 3 ? 1.0 : -1.0;
+    for (int k = 1; k <= 3; ++k) {
+      const auto& g = m.GAPREC(k);
+      EXPECT_NEAR(g.KGAP, area * (3000.0 / lmean) / 3.0, 1e-9) << p;
+      for (int i = 1; i <= 3; ++i) EXPECT_NEAR(g.NVEC(i), sign / std::sqrt(3.0), 1e-15) << p;
+      EXPECT_EQ(g.GSTAT, 1);
+    }
   }
 }
 

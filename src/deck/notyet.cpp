@@ -1,0 +1,41 @@
+// Capabilities that the deck can ask for but this build cannot deliver yet.
+// A job that needs one stops at input, after the echo and before any work,
+// rather than running without it and reporting a result that ignores it.
+// Each row goes when its capability lands.
+#include "deck/deck.hpp"
+#include "job/stop.hpp"
+
+namespace ossa::deck {
+
+namespace {
+
+struct Missing {
+  bool (*asks)(const Model& m);
+  const char* what;
+};
+
+// A Riks limit at or before the last step: a static job would leave load
+// control there.
+bool riks(const Model& m) { return m.KK(3) == 0 && m.KK(7) > 0 && m.KK(7) <= m.KK(4); }
+
+constexpr Missing MISSING[] = {
+    {[](const Model& m) { return m.KK(3) == 1; }, "DYNAMIC ANALYSIS"},
+    {riks, "RIKS ARC-LENGTH CONTROL"},
+    {[](const Model& m) { return m.KK(19) == 1; }, "RESTART FROM EXEC.RST1"},
+    {[](const Model& m) { return m.KK(20) == 1; }, "RESTART FILE OUTPUT"},
+    {[](const Model& m) { return m.KK(81) > 0; }, "CONTACT ANALYSIS"},
+    {[](const Model& m) { return m.KK(13) > 0; }, "THE SHELL ELEMENT"},
+    {[](const Model& m) { return m.KK(16) > 0; }, "THE RUBBER ELEMENT"},
+    {[](const Model& m) { return m.KK(17) > 0; }, "THE TRUSS ELEMENT"},
+    {[](const Model& m) { return m.KK(15) > 0; }, "THE GAP ELEMENT"},
+    {[](const Model& m) { return m.KK(21) == 3; }, "THE THIRD-PARTY DIRECT SOLVER (SELECTOR -2)"},
+};
+
+}  // namespace
+
+void NOTYET(Model& m) {
+  for (const Missing& x : MISSING)
+    if (x.asks(m)) job::FAIL(m, std::string(x.what) + " IS NOT AVAILABLE IN THIS VERSION.", -2);
+}
+
+}  // namespace ossa::deck

@@ -1,0 +1,80 @@
+// One small deck for each kind of job a user can ask for beyond the static
+// solid job: dynamics, Riks, restart, contact, each element family, the
+// third-party solver. Built on a box of six tetrahedra held at x = 0 and
+// pulled at x = 1.
+#pragma once
+#include <string>
+#include <vector>
+
+#include "deckgen.hpp"
+
+namespace ossa::test {
+
+struct KindDeck {
+  const char* what;  // the capability the deck needs
+  std::string deck;
+};
+
+// The parts of a deck around its extra cards: control cards and counts may be
+// changed by the caller before joining.
+struct DeckParts {
+  std::string cntnd, cntel, cntrl, cntr2, prpl2, extra;
+};
+
+inline std::string join(const Box& b, const DeckParts& p) {
+  int nheld = 0;
+  const std::string held = hold_plane(b, 0.0, "111000", nheld);
+  return p.cntnd + p.cntel + p.cntrl + p.cntr2 + cntr3_cpu() + p.prpl2 + kukan(1.0, 2) +
+         b.mesh_cards(0.3, 1000.0) + p.extra + ngld(1) + nplnk(nheld) + end_traction(b, b.LX, 5.0) +
+         held + "END\n";
+}
+
+inline std::vector<KindDeck> kind_decks() {
+  const Box b(1, 1, 1, 1.0, 1.0, 1.0);
+  const int nt = b.ntet();
+  const auto& t = b.tets;
+  const DeckParts base{cntnd(b.nnode()), cntel(nt), cntrl(0, 0, 10, 1e-4), cntr2(3, 1), "", ""};
+  std::vector<KindDeck> v;
+  auto add = [&](const char* what, auto edit) {
+    DeckParts p = base;
+    edit(p);
+    v.push_back({what, join(b, p)});
+  };
+  add("DYNAMIC ANALYSIS", [](DeckParts& p) {
+    p.cntrl[8] = '1';
+    p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
+  });
+  add("RIKS ARC-LENGTH CONTROL", [](DeckParts& p) { p.cntr2.replace(15, 5, "    2"); });
+  add("RESTART FROM EXEC.RST1", [](DeckParts& p) { p.cntrl[5] = '1'; });
+  add("RESTART FILE OUTPUT", [](DeckParts& p) { p.prpl2 = card("PRPL2%25s%3d", "", 1); });
+  add("CONTACT ANALYSIS", [&](DeckParts& p) {
+    p.extra = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
+              card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
+  });
+  add("THE SHELL ELEMENT", [&](DeckParts& p) {
+    p.cntel = cntel(nt, 1);
+    p.extra = card("SHELL%10d%10d%10d%10d%5s%10.3f", 1, t[0][0], t[0][1], t[0][2], "", 0.1) +
+              card("PROPT00001%10d%10.5f%10.3E", 1, 0.3, 1000.0);
+  });
+  add("THE RUBBER ELEMENT", [&](DeckParts& p) {
+    p.cntel = cntel(nt, 0, 0, 1);
+    p.cntrl = cntrl(1, 0, 10, 1e-4, -1);
+    p.extra = solid(nt + 1, t[0]).replace(0, 5, "RUBB ") +
+              card("PROPT00004%10d%10.5f%10.3E%10.3E%10.3E", nt + 1, 0.5, 0.1, 0.0, 100.0);
+  });
+  add("THE TRUSS ELEMENT", [&](DeckParts& p) {
+    p.cntel = cntel(nt, 0, 0, 0, 1);
+    p.extra = card("TRUSS%10d%10d%10d", 1, 1, b.nnode()) + card("TRSTB%5s%5d", "", 2) +
+              card("%15.6f%15.6f", 0.0, 0.0) + card("%15.6f%15.6f", 1.0, 100.0) +
+              card("PROPT%4d5%10d", 1, 1);
+  });
+  add("THE GAP ELEMENT", [&](DeckParts& p) {
+    p.cntel = cntel(nt, 0, 1);
+    p.extra = card("GAP  %10d%10d%10d%10d%10d%10d", t[0][0], t[0][1], t[0][2], t[1][0], t[1][1], t[1][2]);
+  });
+  add("THE THIRD-PARTY DIRECT SOLVER (SELECTOR -2)",
+      [](DeckParts& p) { p.cntrl = cntrl(0, 0, 10, 1e-4, -2); });
+  return v;
+}
+
+}  // namespace ossa::test
