@@ -28,6 +28,7 @@ struct DeckCounts {
                MAXELEM = 0, NTRSTB = 0, MAXPTS = 0, NSTEP = 0, NLOAD = 0, MAXLDT = 0,
                NFORCE = 0, NDIRFC = 0, NPRESS = 0, NDISP = 0, NPLNK = 0, NVEL = 0,
                NSPLNK = 0, NBODY = 0, NCSURF = 0;
+  std::int32_t CARDS[K_COUNT] = {};  // cards seen, by keyword
 };
 
 // The card in hand during a pass: its image (padded with blanks to the

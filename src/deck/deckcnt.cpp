@@ -29,6 +29,7 @@ void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n) {
   Card c;
   for (;;) {
     if (!READCARD(m, c, 80)) DECKFAULT(m, c, "END OF FILE BEFORE THE \"END\" CARD");
+    ++n.CARDS[c.key];
     switch (c.key) {
       case K_END: return;
       case K_CNTND: n.NNODE = nonneg(IFIELD(m, c, 11, 20)); break;

@@ -129,13 +129,15 @@ void line_arrays(Model& m, Reader& r) {
 }
 
 // Cards whose records every later stage reads must all be there: a record
-// left empty would name node or element 0.
-void check_shortfall(Model& m, const Reader& r) {
+// left empty would name node or element 0. Checked on the first pass's card
+// count before anything is allocated (a count far above the cards present
+// must not cost its size in memory and time), and again on the cards stored.
+void check_shortfall(Model& m, const std::int32_t* have) {
   static constexpr Key MUST[] = {K_NODE, K_SOLID, K_SHELL, K_GAP, K_RUBB, K_TRUSS, K_PLNK, K_CSURF};
   for (const Key k : MUST) {
     const long lim = room(m, k);
-    if (r.n[k] < lim)
-      job::FAIL(m, "ONLY " + std::to_string(r.n[k]) + " \"" + KEYNAME(k) + "\" CARDS FOR THE " +
+    if (have[k] < lim)
+      job::FAIL(m, "ONLY " + std::to_string(have[k]) + " \"" + KEYNAME(k) + "\" CARDS FOR THE " +
                        std::to_string(lim) + " THAT " + count_card(k) + " STATES.", -2);
   }
 }
@@ -149,6 +151,7 @@ void DECKIN(Model& m) {
   DECKCNT(m, inp, n);
   store_counts(m, n);
   if (n.NGAP > 0 && n.NBODY > 0) job::FAIL(m, "GAP ELEMENT IS NOT AVAILABLE IN CONTACT ANALYSIS.", -2);
+  check_shortfall(m, n.CARDS);
   DECKALLOC(m, n);
 
   base::rewind_unit(inp);
@@ -174,7 +177,7 @@ void DECKIN(Model& m) {
     CARDSTORE(r);
     ++r.n[k];
   }
-  check_shortfall(m, r);
+  check_shortfall(m, r.n);
   DECKFIN(m, r);
   DECKECHO(m);
   m.TIMES(model::T_INPUT) = m.clock.now() - t0;

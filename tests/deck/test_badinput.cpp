@@ -28,13 +28,15 @@ constexpr std::size_t PROPT_CARD = 10;  // line 11
 TEST(DeckBadInput, AnalysisKindChecksInTheirOrder) {
   test::ScratchDir dir;
   // Rubber in a small-displacement analysis with CG: the first check speaks.
-  auto s = read_bad_deck({test::cntel(0, 0, 0, 1, 0), Card("CNTRL").i(56, 63, 0), "END"});
+  const std::string rubb = test::tet("RUBB", 1, 1, 2, 3, 4), solid = test::tet("SOLID", 1, 1, 2, 3, 4);
+  const std::string gap = Card("GAP").i(6, 15, 1).i(36, 45, 2);
+  auto s = read_bad_deck({test::cntel(0, 0, 0, 1, 0), Card("CNTRL").i(56, 63, 0), rubb, "END"});
   EXPECT_TRUE(s.log.starts_with("\n RUBBERLIKE MATERIAL IS AVAILABLE ONLY IN \n"
                                  " GEOMETRICAL NONLINEAR ANALYSIS.\n *** ERROR NO. ***\n  -2  0\n"))
       << s.log;
-  s = read_bad_deck({test::cntel(1, 0, 1, 0, 0), Card("CNTRL").i(7, 7, 1).i(56, 63, -1), "END"});
+  s = read_bad_deck({test::cntel(1, 0, 1, 0, 0), Card("CNTRL").i(7, 7, 1).i(56, 63, -1), solid, gap, "END"});
   expect_message(s, "GAP ELEMEMT IS AVAILABLE ONLY IN INFINITESIMAL ANALYSIS.");
-  s = read_bad_deck({test::cntel(0, 0, 0, 1, 0), Card("CNTRL").i(7, 7, 1).i(56, 63, 3), "END"});
+  s = read_bad_deck({test::cntel(0, 0, 0, 1, 0), Card("CNTRL").i(7, 7, 1).i(56, 63, 3), rubb, "END"});
   expect_message(s, "CG METHOD IS NOT AVAILABLE FOR RUBBERLIKE MATERIAL.");
   // Nothing of the echo was written.
   EXPECT_EQ(s.log.find("INPUT DATA"), std::string::npos);
@@ -150,6 +152,9 @@ TEST(DeckBadInput, FewerCardsThanCounted) {
   d[0] = test::cntnd(4);
   d[1] = test::cntel(1, 0, 0, 0, 1);
   expect_message(read_bad_deck(d), "ONLY 0 \"TRUSS\" CARDS FOR THE 1 THAT \"CNTEL\" STATES.");
+  // Said before the records of a count far above the cards are allocated.
+  d[1] = test::cntel(999999999, 0, 0, 0, 0);
+  expect_message(read_bad_deck(d), "ONLY 1 \"SOLID\" CARDS FOR THE 999999999 THAT \"CNTEL\" STATES.");
   d[1] = test::cntel(1, 0, 0, 0, 0);
   d.insert(d.end() - 1, Card("NPLNK").i(11, 17, 2));
   d.insert(d.end() - 1, Card("PLNK").i(6, 15, 10));

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "deckgen.hpp"
+#include "e2e/kinds.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -15,7 +16,16 @@ using test::Box;
 
 namespace {
 
-std::vector<std::string> base_deck() {
+std::vector<std::string> lines_of(const std::string& deck) {
+  std::vector<std::string> lines;
+  std::istringstream in(deck);
+  for (std::string l; std::getline(in, l);) lines.push_back(l);
+  return lines;
+}
+
+// A material and geometrically nonlinear solid job, and a deck of every
+// other kind, so that every card kind is mangled.
+std::vector<std::vector<std::string>> base_decks() {
   const Box b(2, 1, 1, 2.0, 1.0, 1.0);
   int nheld = 0;
   const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
@@ -23,10 +33,9 @@ std::vector<std::string> base_deck() {
                            test::cntr2(3, 1, 2, 0) + test::cntr3_cpu() + test::kukan(1.0, 2) +
                            b.mesh_cards(0.3, 1000.0) + test::ngld(1) + test::nplnk(nheld) +
                            test::end_traction(b, b.LX, 5.0) + held + "END\n";
-  std::vector<std::string> lines;
-  std::istringstream in(deck);
-  for (std::string l; std::getline(in, l);) lines.push_back(l);
-  return lines;
+  std::vector<std::vector<std::string>> v = {lines_of(deck)};
+  for (const auto& k : test::kind_decks()) v.push_back(lines_of(k.deck));
+  return v;
 }
 
 std::string mangle(std::vector<std::string> l, std::mt19937& rng) {
@@ -56,10 +65,10 @@ std::string mangle(std::vector<std::string> l, std::mt19937& rng) {
 
 TEST(MangledDecks, EndCleanly) {
   test::ScratchDir dir;
-  const auto lines = base_deck();
+  const auto decks = base_decks();
   std::mt19937 rng(20261121);
-  for (int k = 0; k < 60; ++k) {
-    const std::string deck = mangle(lines, rng);
+  for (int k = 0; k < 110; ++k) {
+    const std::string deck = mangle(decks[static_cast<std::size_t>(k) % decks.size()], rng);
     test::write_file("EXEC.INP", deck);
     const auto r = test::run_ossa(60);
     const bool numbered = r.status == 0 && r.out.find("##$$ExSv end ") != std::string::npos;
