@@ -72,10 +72,14 @@ double RFIELD(const Model& m, const Card& c, int c1, int c2);
 // Stops with input error -2 on a card whose numbers name nothing: the
 // message names the deck's line.
 [[noreturn]] void INPUTFAIL(Model& m, long line, const std::string& what);
+// The same for a field of the card in hand, named with its columns and card.
+[[noreturn]] void FIELDFAIL(Model& m, const Card& c, int c1, int c2, const std::string& what);
+// An integer field that must lie in lo..hi: "`what` v IS OUTSIDE lo..hi."
+std::int32_t IRANGE(Model& m, const Card& c, int c1, int c2, long lo, long hi, const std::string& what);
 
 void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n);
 void DECKIN(Model& m);
-// Allocation of the deck arrays at their exact sizes (thirty-three status words).
+// Allocation of the deck arrays at their exact sizes (thirty-one status words).
 void DECKALLOC(Model& m, const DeckCounts& n);
 
 // Stores the card in hand; called by the storing pass for every keyword
@@ -92,6 +96,7 @@ void PROPTRD(Reader& r);
 void TRSTBRD(Reader& r);                   // reads the table's rows as well
 void KUKANRD(Reader& r);
 void LOADCARD(Reader& r);                  // "NLOAD", "TBLLD" and the four data cards
+void GROUPCHK(const Reader& r);            // the load group just closed is whole
 void LINKCARD(Reader& r);                  // "PLNK", "SPLNK", "VEL"
 void CONTCARD(Reader& r);                  // "BODY", "CSURF", "CBODY"
 

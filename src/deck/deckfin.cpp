@@ -2,7 +2,10 @@
 // and the minimum modulus are settled, and each property row goes into its
 // element's record. A number that names nothing stops the job with the
 // card's line rather than reaching into memory it does not own.
+#include <algorithm>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "deck/deck.hpp"
 #include "job/stop.hpp"
@@ -18,27 +21,69 @@ const char* kind_name(int type) {
 
 // ---- Maps ---------------------------------------------------------------------
 
-void node_map(Model& m, const Reader& r) {
-  for (int i = 1; i <= m.NNODE(); ++i) {
-    const std::int32_t id = m.NODEID(i);
-    if (id < 1 || id > m.NODMAP.size())
-      INPUTFAIL(m, r.LINE[K_NODE](i), "NODE NUMBER " + std::to_string(id) + " IS NOT POSITIVE.");
-    m.NODMAP(id) = i;  // a repeated number: the later card wins
+// Deck number to position, sized by the cards and not by the largest
+// number: (number, position) pairs sorted by number, the later card kept
+// where a number repeats. Numbers 1, 2, 3... in card order are found at
+// their own place without a search.
+using NumPair = std::pair<std::int32_t, std::int32_t>;
+struct NumMap {
+  std::vector<NumPair> v;
+};
+
+void seal(NumMap& map) {
+  auto& v = map.v;
+  auto by_id = [](const NumPair& a, const NumPair& b) { return a.first < b.first; };
+  if (!std::is_sorted(v.begin(), v.end(), by_id)) std::stable_sort(v.begin(), v.end(), by_id);
+  std::size_t w = 0;
+  for (const NumPair& p : v) {
+    if (w > 0 && v[w - 1].first == p.first) v[w - 1] = p;  // the later card wins
+    else v[w++] = p;
   }
+  v.resize(w);
 }
 
-void elem_map(Model& m, const Reader& r) {
+// Position of `id`; 0 where no card gave it.
+std::int32_t find(const NumMap& map, std::int32_t id) {
+  const auto& v = map.v;
+  if (v.empty()) return 0;
+  const long g = static_cast<long>(id) - v.front().first;
+  if (g >= 0 && g < static_cast<long>(v.size()) && v[static_cast<std::size_t>(g)].first == id)
+    return v[static_cast<std::size_t>(g)].second;
+  const auto it = std::lower_bound(v.begin(), v.end(), id,
+                                   [](const NumPair& a, std::int32_t x) { return a.first < x; });
+  return it != v.end() && it->first == id ? it->second : 0;
+}
+
+struct Maps {
+  NumMap node;
+  NumMap elem[6];  // by element type code 1..5
+};
+
+void node_map(Model& m, const Reader& r, NumMap& map) {
+  map.v.reserve(static_cast<std::size_t>(m.NNODE()));
+  for (int i = 1; i <= m.NNODE(); ++i) {
+    const std::int32_t id = m.NODEID(i);
+    if (id < 1)
+      INPUTFAIL(m, r.LINE[K_NODE](i), "NODE NUMBER " + std::to_string(id) + " IS NOT POSITIVE.");
+    map.v.emplace_back(id, i);
+  }
+  seal(map);
+}
+
+void elem_map(Model& m, const Reader& r, NumMap* map) {
+  for (int t = 1; t <= 5; ++t) map[t].v.reserve(static_cast<std::size_t>(m.KK(12 + t)));
   for (int j = 1; j <= m.NELEM(); ++j) {
     const model::ELEMREC& e = m.ELEM(j);
-    if (e.ID < 1 || e.ID > m.ELMAP.extent(2))
+    if (e.ID < 1)
       INPUTFAIL(m, r.ELEMLINE(j), "ELEMENT NUMBER " + std::to_string(e.ID) + " IS NOT POSITIVE.");
-    m.ELMAP(e.TYPE, e.ID) = e.IDX;
+    map[e.TYPE].v.emplace_back(e.ID, e.IDX);
   }
+  for (int t = 1; t <= 5; ++t) seal(map[t]);
 }
 
 // Position of node `id`, named on line `line`; 0 where no "NODE" card gave it.
-std::int32_t node_pos(Model& m, std::int32_t id, long line) {
-  const std::int32_t p = (id >= 1 && id <= m.NODMAP.size()) ? m.NODMAP(id) : 0;
+std::int32_t node_pos(Model& m, const NumMap& map, std::int32_t id, long line) {
+  const std::int32_t p = find(map, id);
   if (p == 0)
     INPUTFAIL(m, line, "NODE " + std::to_string(id) + " IS NOT DEFINED BY A \"NODE\" CARD.");
   return p;
@@ -46,18 +91,19 @@ std::int32_t node_pos(Model& m, std::int32_t id, long line) {
 
 // ---- Translation -----------------------------------------------------------
 
-void translate(Model& m, const Reader& r) {
+void translate(Model& m, const Reader& r, const NumMap& map) {
+  auto pos = [&](std::int32_t id, long line) { return node_pos(m, map, id, line); };
   for (int j = 1; j <= m.NELEM(); ++j) {
     model::ELEMREC& e = m.ELEM(j);
-    for (int k = 1; k <= e.NEN; ++k) e.NOD(k) = node_pos(m, e.NOD(k), r.ELEMLINE(j));
+    for (int k = 1; k <= e.NEN; ++k) e.NOD(k) = pos(e.NOD(k), r.ELEMLINE(j));
   }
-  for (int i = 1; i <= m.KK(43); ++i) m.FRCNOD(i) = node_pos(m, m.FRCNOD(i), r.LINE[K_FORCE](i));
-  for (int i = 1; i <= m.KK(42); ++i) m.DSPNOD(i) = node_pos(m, m.DSPNOD(i), r.LINE[K_DISP](i));
-  for (int i = 1; i <= m.KK(41); ++i) m.PLKNOD(i) = node_pos(m, m.PLKNOD(i), r.LINE[K_PLNK](i));
+  for (int i = 1; i <= m.KK(43); ++i) m.FRCNOD(i) = pos(m.FRCNOD(i), r.LINE[K_FORCE](i));
+  for (int i = 1; i <= m.KK(42); ++i) m.DSPNOD(i) = pos(m.DSPNOD(i), r.LINE[K_DISP](i));
+  for (int i = 1; i <= m.KK(41); ++i) m.PLKNOD(i) = pos(m.PLKNOD(i), r.LINE[K_PLNK](i));
   for (int i = 1; i <= m.KK(45); ++i)
-    for (int k = 1; k <= 2; ++k) m.SPLPAIR(k, i) = node_pos(m, m.SPLPAIR(k, i), r.LINE[K_SPLNK](i));
+    for (int k = 1; k <= 2; ++k) m.SPLPAIR(k, i) = pos(m.SPLPAIR(k, i), r.LINE[K_SPLNK](i));
   for (int i = 1; i <= m.KK(82); ++i)
-    for (int k = 1; k <= 3; ++k) m.CSFNOD(k, i) = node_pos(m, m.CSFNOD(k, i), r.LINE[K_CSURF](i));
+    for (int k = 1; k <= 3; ++k) m.CSFNOD(k, i) = pos(m.CSFNOD(k, i), r.LINE[K_CSURF](i));
 }
 
 // ---- Defaults ----------------------------------------------------------------
@@ -138,14 +184,13 @@ void truss_fields(Model& m, int row, long line, model::TRSREC& s) {
 
 // Index of the element a row names in its kind's records; every row names
 // an existing element that is no gap, and no element has two rows.
-int row_target(Model& m, int row, long line, base::Arr2<std::int32_t>& owner) {
+int row_target(Model& m, const NumMap* elmap, int row, long line, base::Arr2<std::int32_t>& owner) {
   const std::int32_t code = m.PROPIP(5, row), id = m.PROPIP(6, row);
-  const bool ok = (code == 1 || code == 2 || code == 4 || code == 5) && id >= 1 &&
-                  id <= m.ELMAP.extent(2) && m.ELMAP(code, id) > 0;
-  if (!ok)
+  const bool kind = code == 1 || code == 2 || code == 4 || code == 5;
+  const int i = kind ? find(elmap[code], id) : 0;
+  if (i == 0)
     INPUTFAIL(m, line, "\"PROPT\" NAMES " + std::string(kind_name(code)) + " ELEMENT " +
                            std::to_string(id) + ", WHICH DOES NOT EXIST.");
-  const int i = m.ELMAP(code, id);
   if (owner(code, i) != 0)
     INPUTFAIL(m, line, "SECOND \"PROPT\" ROW FOR " + std::string(kind_name(code)) + " ELEMENT " +
                            std::to_string(id) + " (FIRST ON LINE " + std::to_string(owner(code, i)) +
@@ -154,7 +199,7 @@ int row_target(Model& m, int row, long line, base::Arr2<std::int32_t>& owner) {
   return i;
 }
 
-void copy_rows(Model& m, const Reader& r) {
+void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
   const int nrow = r.n[K_PROPT];
   int most = 0;
   for (int k = 13; k <= 17; ++k) if (m.KK(k) > most) most = m.KK(k);
@@ -163,7 +208,7 @@ void copy_rows(Model& m, const Reader& r) {
   job::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
   for (int row = 1; row <= nrow; ++row) {
     const long line = r.LINE[K_PROPT](row);
-    const int i = row_target(m, row, line, owner);
+    const int i = row_target(m, elmap, row, line, owner);
     switch (m.PROPIP(5, row)) {
       case 1: {
         model::SHLREC& s = m.SHLREC(i);
@@ -188,19 +233,19 @@ void copy_rows(Model& m, const Reader& r) {
 }  // namespace
 
 void DECKFIN(Model& m, const Reader& r) {
-  node_map(m, r);
-  elem_map(m, r);
-  translate(m, r);
+  if (r.LDGROUP > 0) GROUPCHK(r);
+  Maps maps;
+  node_map(m, r, maps.node);
+  elem_map(m, r, maps.elem);
+  translate(m, r, maps.node);
   const int nrow = r.n[K_PROPT];
   yield_type(m, nrow);
   m.RR(6) = emin(m, nrow);
-  copy_rows(m, r);
+  copy_rows(m, r, maps.elem);
   m.PROPIP.deallocate();
   m.PROPFP.deallocate();
   m.TRSN.deallocate();
   m.TRSTBL.deallocate();
-  m.NODMAP.deallocate();
-  m.ELMAP.deallocate();
 }
 
 }  // namespace ossa::deck

@@ -8,7 +8,7 @@ namespace ossa::deck {
 void DECKALLOC(Model& m, const DeckCounts& n) {
   const int NN = n.NNODE + n.NRUBB;
   const int NPROP = m.KK(12) - n.NGAP;
-  int st[33] = {};
+  int st[31] = {};
   int k = 0;
   auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
   a(m.NODEID.allocate(NN));
@@ -42,9 +42,6 @@ void DECKALLOC(Model& m, const DeckCounts& n) {
   a(m.PROPFP.allocate(9, NPROP));
   a(m.TRSN.allocate(n.NTRSTB));
   a(m.TRSTBL.allocate(n.MAXPTS, 2, n.NTRSTB));
-  a(m.NODMAP.allocate(n.MAXNOD));
-  // Gap numbers come from their own running count and may pass MAXELEM.
-  a(m.ELMAP.allocate(5, n.MAXELEM > n.NGAP ? n.MAXELEM : n.NGAP));
   m.NPROP = NPROP > 0 ? NPROP : 0;
   m.MAXNOD = n.MAXNOD;
   m.MAXELEM = n.MAXELEM;

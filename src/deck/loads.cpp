@@ -39,6 +39,7 @@ void join_group(Reader& r, int kind, int i) {
 
 void nload_card(Reader& r) {
   Model& m = r.m;
+  if (r.LDGROUP > 0) GROUPCHK(r);
   const int g = ++r.LDGROUP;
   r.NTBL = 0;
   m.LOADSET(1, g) = I(r, 11, 15);
@@ -66,16 +67,38 @@ void six_values(Reader& r, base::Arr1<std::int32_t>& nod, base::Arr2<double>& va
   join_group(r, kind, i);
 }
 
-// "DIRFC" and "PRESS": three nodes and one value.
+// "DIRFC" and "PRESS": three nodes and one value. Their node numbers are
+// positions in the node list as they stand, so each must be one.
 void three_nodes(Reader& r, base::Arr2<std::int32_t>& nod, base::Arr1<double>& val, int kind) {
   need_group(r);
   const int i = r.n[r.card.key] + 1;
-  for (int k = 1; k <= 3; ++k) nod(k, i) = I(r, 6 + 10 * (k - 1), 15 + 10 * (k - 1));
+  for (int k = 1; k <= 3; ++k)
+    nod(k, i) = IRANGE(r.m, r.card, 6 + 10 * (k - 1), 15 + 10 * (k - 1), 1, r.m.KK(11), "NODE POSITION");
   val(i) = R(r, 36, 50);
   join_group(r, kind, i);
 }
 
 }  // namespace
+
+// The group just closed (by the next "NLOAD" or by "END") has as many table
+// rows as its "NLOAD" states, and its data cards exist.
+void GROUPCHK(const Reader& r) {
+  Model& m = r.m;
+  const int g = r.LDGROUP;
+  const Card nl{{}, r.LINE[K_NLOAD](g), K_NLOAD};
+  const int npt = m.LOADSET(1, g) > 0 ? m.LOADSET(1, g) : 0;
+  if (r.NTBL != npt)
+    FIELDFAIL(m, nl, 11, 15, "GROUP " + std::to_string(g) + " STATES " + std::to_string(npt) +
+                                 " TABLE POINTS, BUT " + std::to_string(r.NTBL) + " \"TBLLD\" CARDS FOLLOW.");
+  static constexpr Key KIND[] = {K_NONE, K_FORCE, K_DIRFC, K_PRESS, K_DISP};
+  const int kind = m.LOADSET(2, g);
+  if (kind < 1 || kind > 4) return;
+  const Key k = KIND[kind];
+  if (m.LOADSET(4, g) > r.n[k])
+    FIELDFAIL(m, nl, 16, 25, "GROUP " + std::to_string(g) + " TAKES \"" + KEYNAME(k) + "\" CARDS " +
+                                 std::to_string(m.LOADSET(3, g)) + " TO " + std::to_string(m.LOADSET(4, g)) +
+                                 ", BUT THE DECK HAS " + std::to_string(r.n[k]) + ".");
+}
 
 void LOADCARD(Reader& r) {
   Model& m = r.m;
@@ -127,11 +150,8 @@ void CONTCARD(Reader& r) {
       for (int k = 1; k <= 3; ++k) m.CSFNOD(k, i) = I(r, 6 + 10 * (k - 1), 15 + 10 * (k - 1));
       break;
     case K_CBODY: {
-      const std::int32_t b1 = I(r, 6, 10), b2 = I(r, 11, 15);
-      const int nb = m.KK(81);
-      if (b1 < 1 || b1 > nb || b2 < 1 || b2 > nb)
-        INPUTFAIL(m, r.card.line, "\"CBODY\" NAMES BODY " + std::to_string(b1 < 1 || b1 > nb ? b1 : b2) +
-                                      ", OUTSIDE 1.." + std::to_string(nb) + ".");
+      const std::int32_t b1 = IRANGE(m, r.card, 6, 10, 1, m.KK(81), "BODY");
+      const std::int32_t b2 = IRANGE(m, r.card, 11, 15, 1, m.KK(81), "BODY");
       m.CBPAIR(b1, b2) = 1;
       m.CBVAL(1, b1, b2) = R(r, 16, 25);
       m.CBVAL(2, b1, b2) = R(r, 26, 35);

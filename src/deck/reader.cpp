@@ -18,13 +18,33 @@ bool READCARD(Model& m, Card& c, int width) {
   return true;
 }
 
-void DECKFAULT(const Model& m, const Card& c, const std::string& what, int c1, int c2) {
+namespace {
+
+// "EXEC.INP, LINE n, COLUMNS a-b, CARD "KEY": what"
+std::string placed(const Card& c, const std::string& what, int c1, int c2) {
   std::string msg = std::string(model::UNIT_FILE[0]) + ", LINE " + std::to_string(c.line);
   if (c1 > 0) msg += ", COLUMNS " + std::to_string(c1) + "-" + std::to_string(c2);
   const char* key = KEYNAME(c.key);
   if (*key) msg += ", CARD \"" + std::string(key) + "\"";
-  msg += ": " + what;
-  job::FILESTOP(const_cast<Model&>(m), msg);
+  return msg + ": " + what;
+}
+
+}  // namespace
+
+void DECKFAULT(const Model& m, const Card& c, const std::string& what, int c1, int c2) {
+  job::FILESTOP(const_cast<Model&>(m), placed(c, what, c1, c2));
+}
+
+void FIELDFAIL(Model& m, const Card& c, int c1, int c2, const std::string& what) {
+  job::FAIL(m, placed(c, what, c1, c2), -2);
+}
+
+std::int32_t IRANGE(Model& m, const Card& c, int c1, int c2, long lo, long hi, const std::string& what) {
+  const long v = IFIELD(m, c, c1, c2);
+  if (v < lo || v > hi)
+    FIELDFAIL(m, c, c1, c2, what + " " + std::to_string(v) + " IS OUTSIDE " + std::to_string(lo) +
+                                ".." + std::to_string(hi) + ".");
+  return static_cast<std::int32_t>(v);
 }
 
 void INPUTFAIL(Model& m, long line, const std::string& what) {

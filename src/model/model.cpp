@@ -70,8 +70,7 @@ long FREEWORDS(const Model& m) {
        words(m.PLKFLG) + words(m.VELTBL) + words(m.SPLPAIR) + words(m.BODYEND) +
        words(m.CSFNOD) + words(m.CBPAIR) + words(m.CBVAL);
   for (long i = 1; m.TRSREC.allocated() && i <= m.TRSREC.size(); ++i) w += words(m.TRSREC(i).CURVE);
-  w += words(m.PROPIP) + words(m.PROPFP) + words(m.TRSN) + words(m.TRSTBL) + words(m.NODMAP) +
-       words(m.ELMAP);
+  w += words(m.PROPIP) + words(m.PROPFP) + words(m.TRSN) + words(m.TRSTBL);
   w += words(m.DOFTAB) + words(m.IDOF) + words(m.LINKPTR) + words(m.DUE) + words(m.X) +
        words(m.XOLD) + words(m.FRAMEFLG) + words(m.FRAME) + words(m.F) + words(m.REACT) +
        words(m.LINKF) + words(m.WORK1) + words(m.WORK2) + words(m.U) + words(m.UPREV) +

@@ -80,8 +80,6 @@ struct Model {
   Arr2<double> PROPFP;         // 9, NPROP
   Arr1<std::int32_t> TRSN;     // NTRSTB
   Arr3<double> TRSTBL;         // MAXPTS, 2, NTRSTB
-  Arr1<std::int32_t> NODMAP;   // MAXNOD
-  Arr2<std::int32_t> ELMAP;    // 5, MAXELEM
   // Reader sizes that outlive the counting pass.
   std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0, MAXLDT = 0;
 

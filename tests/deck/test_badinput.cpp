@@ -3,6 +3,9 @@
 // the line and the number, never by reaching outside an array.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <utility>
+
 #include "deckrun.hpp"
 
 using namespace ossa;
@@ -115,15 +118,55 @@ TEST(DeckBadInput, TrussNamesNoTable) {
   expect_message(read_bad_deck(d(-3)), "EXEC.INP, LINE 10: \"TRSTB\" TABLE -3 DOES NOT EXIST.");
 }
 
-TEST(DeckBadInput, ContactPairNamesNoBody) {
+// Numbers used as positions or indexes as they stand, and load groups that
+// reach past their cards: the card stops at once, named with its columns.
+TEST(DeckBadInput, NumbersUsedAsIndexesStayInRange) {
   test::ScratchDir dir;
-  auto d = [](long i, long j) {
-    return test::one_tet({Card("NBODY").i(6, 10, 2), Card("BODY"), Card("BODY"),
-                          Card("CBODY").i(6, 10, i).i(11, 15, j).f(16, 25, "0.2")});
+  const std::string ngld = Card("NGLD").i(6, 10, 1), nload = Card("NLOAD").i(11, 15, 1).i(16, 25, 1);
+  const std::string tbl = Card("TBLLD").f(6, 20, "1.0"), force = Card("FORCE").i(6, 15, 10);
+  auto cbody = [](long i, long j) {
+    return std::vector<std::string>{Card("NBODY").i(6, 10, 2), Card("BODY"), Card("BODY"),
+                                    Card("CBODY").i(6, 10, i).i(11, 15, j).f(16, 25, "0.2")};
   };
-  expect_message(read_bad_deck(d(1, 3)), "EXEC.INP, LINE 15: \"CBODY\" NAMES BODY 3, OUTSIDE 1..2.");
-  expect_message(read_bad_deck(d(0, 1)), "EXEC.INP, LINE 15: \"CBODY\" NAMES BODY 0, OUTSIDE 1..2.");
-  expect_message(read_bad_deck(d(2, -1)), "EXEC.INP, LINE 15: \"CBODY\" NAMES BODY -1, OUTSIDE 1..2.");
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{ngld, nload, "PRESS     6 162       179       180          0.001"},
+       "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 6162 IS OUTSIDE 1..4."},
+      {{ngld, nload, "PRESS       122       140    999999999       0.001"},
+       "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 122 IS OUTSIDE 1..4."},
+      {{ngld, nload, "PRESS          -999999 27        28          0.001"},
+       "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 0 IS OUTSIDE 1..4."},
+      {{ngld, nload, "PRESS 999999996       144       127          0.001"},
+       "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 999999996 IS OUTSIDE 1..4."},
+      {{ngld, nload, Card("DIRFC").i(6, 15, 4).i(16, 25, 1).i(26, 35, 5)},
+       "14, COLUMNS 26-35, CARD \"DIRFC\": NODE POSITION 5 IS OUTSIDE 1..4."},
+      {cbody(1, 3), "15, COLUMNS 11-15, CARD \"CBODY\": BODY 3 IS OUTSIDE 1..2."},
+      {cbody(0, 1), "15, COLUMNS 6-10, CARD \"CBODY\": BODY 0 IS OUTSIDE 1..2."},
+      {{ngld, Card("NLOAD").i(11, 15, 1).i(16, 25, 3), tbl, force},
+       "13, COLUMNS 16-25, CARD \"NLOAD\": GROUP 1 TAKES \"FORCE\" CARDS 1 TO 3, BUT THE DECK HAS 1."},
+      {{ngld, Card("NLOAD").i(11, 15, 2).i(16, 25, 1), tbl, force},
+       "13, COLUMNS 11-15, CARD \"NLOAD\": GROUP 1 STATES 2 TABLE POINTS, BUT 1 \"TBLLD\" CARDS FOLLOW."},
+  };
+  for (const auto& [extra, msg] : cases) {
+    const auto t0 = std::chrono::steady_clock::now();
+    expect_message(read_bad_deck(test::one_tet(extra)), std::string("EXEC.INP, LINE ") + msg);
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 1.0) << msg;
+  }
+}
+
+// Node and element numbers near the top of their range cost nothing: the
+// maps are as large as the cards, not as the largest number.
+TEST(DeckBadInput, LargeNumbersAreCheap) {
+  test::ScratchDir dir;
+  const auto t0 = std::chrono::steady_clock::now();
+  expect_message(read_bad_deck(one_tet_with(SOLID_CARD, "SOLID 999999999        10        20        30        40")),
+                 "EXEC.INP, LINE 11: \"PROPT\" NAMES SOLID ELEMENT 1, WHICH DOES NOT EXIST.");
+  auto d = one_tet_with(SOLID_CARD, test::tet("SOLID", 999999999, 10, 20, 30, 2000000000));
+  d[8] = test::node(2000000000, "0.0", "0.0", "1.0");
+  d[PROPT_CARD] = test::propt(0, 0, 1, 0, 2, 999999999, {"0.3", "15000.0"});
+  model::Model m;
+  test::read_deck(m, d);
+  EXPECT_EQ(m.ELEM(1).NOD(4), 4);
+  EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 1.0);
 }
 
 TEST(DeckBadInput, GroupCardBeforeTheFirstLoadGroup) {

@@ -252,8 +252,6 @@ TEST(DeckEcho, FullDeckArraysHoldPositions) {
   EXPECT_FALSE(m.PROPFP.allocated());
   EXPECT_FALSE(m.TRSN.allocated());
   EXPECT_FALSE(m.TRSTBL.allocated());
-  EXPECT_FALSE(m.NODMAP.allocated());
-  EXPECT_FALSE(m.ELMAP.allocated());
 }
 
 TEST(DeckEcho, FullDeckElementRecords) {
