@@ -6,6 +6,7 @@ OSSA_PACKAGES=(
   libmetis-dev libgtest-dev
   libmumps-seq-dev libeigen3-dev libsuitesparse-dev libopenblas-dev
   python3 python3-meshio
+  afl++ clang libomp-dev
 )
 
 ossa_install_deps() {
