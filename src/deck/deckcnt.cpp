@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cstdint>
+#include <string>
 
 #include "base/fields.hpp"
 #include "deck/deck.hpp"
@@ -11,14 +13,25 @@ namespace {
 std::int32_t nonneg(long v) { return v > 0 ? static_cast<std::int32_t>(v) : 0; }
 std::int32_t maxof(std::int32_t a, long b) { return b > a ? static_cast<std::int32_t>(b) : a; }
 
+// `sum` plus `times` the count in columns c1-c2 (one below 0 counts as 0).
+// A total past the largest count stops at the card that carries it there.
+std::int32_t add_count(Model& m, const Card& c, int c1, int c2, std::int32_t sum, long times = 1) {
+  const long v = nonneg(IFIELD(m, c, c1, c2));
+  const long t = sum + times * v;
+  if (t > INT32_MAX - 1)
+    FIELDFAIL(m, c, c1, c2, "COUNT " + std::to_string(v) + " BRINGS THE TOTAL TO " + std::to_string(t) +
+                                ", ABOVE " + std::to_string(INT32_MAX - 1) + ".");
+  return static_cast<std::int32_t>(t);
+}
+
 // Interval counts of a "KUKAN" card: group 1 always, group 2 when its time
 // columns are not blank, group 3 when group 2 was taken and its time is given.
-std::int32_t kukan_count(const Model& m, const Card& c) {
-  std::int32_t n = nonneg(IFIELD(m, c, 21, 30));
+std::int32_t kukan_count(Model& m, const Card& c, std::int32_t n) {
+  n = add_count(m, c, 21, 30, n);
   if (base::is_blank(base::field(c.img, 31, 45))) return n;
-  n += nonneg(IFIELD(m, c, 46, 55));
+  n = add_count(m, c, 46, 55, n);
   if (base::is_blank(base::field(c.img, 56, 70))) return n;
-  return n + nonneg(IFIELD(m, c, 71, 80));
+  return add_count(m, c, 71, 80, n);
 }
 
 }  // namespace
@@ -36,7 +49,7 @@ void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n) {
       case K_CNTEL:
         n.NSOLID = nonneg(IFIELD(m, c, 6, 15));
         n.NSHELL = nonneg(IFIELD(m, c, 16, 25));
-        n.NGAP = 3 * nonneg(IFIELD(m, c, 26, 35));
+        n.NGAP = add_count(m, c, 26, 35, 0, 3);
         n.NRUBB = nonneg(IFIELD(m, c, 36, 45));
         n.NTRUSS = nonneg(IFIELD(m, c, 46, 55));
         break;
@@ -48,18 +61,18 @@ void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n) {
         ++n.NTRSTB;
         n.MAXPTS = maxof(n.MAXPTS, IFIELD(m, c, 11, 15));
         break;
-      case K_KUKAN: n.NSTEP += kukan_count(m, c); break;
+      case K_KUKAN: n.NSTEP = kukan_count(m, c, n.NSTEP); break;
       case K_NGLD: n.NLOAD = nonneg(IFIELD(m, c, 6, 10)); break;
       case K_NLOAD: n.MAXLDT = maxof(n.MAXLDT, IFIELD(m, c, 11, 15)); break;
       case K_FORCE: ++n.NFORCE; break;
       case K_DIRFC: ++n.NDIRFC; break;
       case K_PRESS: ++n.NPRESS; break;
       case K_DISP: ++n.NDISP; break;
-      case K_NPLNK: n.NPLNK += nonneg(IFIELD(m, c, 11, 17)); break;
+      case K_NPLNK: n.NPLNK = add_count(m, c, 11, 17, n.NPLNK); break;
       case K_VEL: ++n.NVEL; break;
       case K_SPLNK: ++n.NSPLNK; break;
       case K_NBODY: n.NBODY = nonneg(IFIELD(m, c, 6, 10)); break;
-      case K_BODY: n.NCSURF += nonneg(IFIELD(m, c, 11, 20)); break;
+      case K_BODY: n.NCSURF = add_count(m, c, 11, 20, n.NCSURF); break;
       default: break;  // remarks, second-pass cards, table rows
     }
   }

@@ -42,7 +42,12 @@ void PROPTRD(Reader& r) {
     m.PROPIP(6, row) = I(r, 11, 20);
     return;
   }
-  for (int k = 1; k <= 5; ++k) m.PROPIP(k, row) = I(r, 5 + k, 5 + k);
+  m.PROPIP(1, row) = I(r, 6, 6);
+  // The "VEL" row is an index as it stands; the flag and the criterion are codes.
+  m.PROPIP(2, row) = IRANGE(m, r.card, 7, 7, 0, m.KK(46), "\"VEL\" ROW");
+  m.PROPIP(3, row) = IRANGE(m, r.card, 8, 8, 0, 1, "BONE FLAG");
+  m.PROPIP(4, row) = IRANGE(m, r.card, 9, 9, 0, 2, "YIELD CRITERION");
+  m.PROPIP(5, row) = code;
   m.PROPIP(6, row) = I(r, 11, 20);
   for (int k = 1; k <= 9; ++k) m.PROPFP(k, row) = RFIELD(m, r.card, 11 + 10 * k, 20 + 10 * k);
 }

@@ -128,27 +128,34 @@ TEST(DeckBadInput, NumbersUsedAsIndexesStayInRange) {
     return std::vector<std::string>{Card("NBODY").i(6, 10, 2), Card("BODY"), Card("BODY"),
                                     Card("CBODY").i(6, 10, i).i(11, 15, j).f(16, 25, "0.2")};
   };
+  const auto tet = [](const std::vector<std::string>& extra) { return test::one_tet(extra); };
   const std::pair<std::vector<std::string>, const char*> cases[] = {
-      {{ngld, nload, "PRESS     6 162       179       180          0.001"},
+      {tet({ngld, nload, "PRESS     6 162       179       180          0.001"}),
        "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 6162 IS OUTSIDE 1..4."},
-      {{ngld, nload, "PRESS       122       140    999999999       0.001"},
+      {tet({ngld, nload, "PRESS       122       140    999999999       0.001"}),
        "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 122 IS OUTSIDE 1..4."},
-      {{ngld, nload, "PRESS          -999999 27        28          0.001"},
+      {tet({ngld, nload, "PRESS          -999999 27        28          0.001"}),
        "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 0 IS OUTSIDE 1..4."},
-      {{ngld, nload, "PRESS 999999996       144       127          0.001"},
+      {tet({ngld, nload, "PRESS 999999996       144       127          0.001"}),
        "14, COLUMNS 6-15, CARD \"PRESS\": NODE POSITION 999999996 IS OUTSIDE 1..4."},
-      {{ngld, nload, Card("DIRFC").i(6, 15, 4).i(16, 25, 1).i(26, 35, 5)},
+      {tet({ngld, nload, Card("DIRFC").i(6, 15, 4).i(16, 25, 1).i(26, 35, 5)}),
        "14, COLUMNS 26-35, CARD \"DIRFC\": NODE POSITION 5 IS OUTSIDE 1..4."},
-      {cbody(1, 3), "15, COLUMNS 11-15, CARD \"CBODY\": BODY 3 IS OUTSIDE 1..2."},
-      {cbody(0, 1), "15, COLUMNS 6-10, CARD \"CBODY\": BODY 0 IS OUTSIDE 1..2."},
-      {{ngld, Card("NLOAD").i(11, 15, 1).i(16, 25, 3), tbl, force},
+      {tet(cbody(1, 3)), "15, COLUMNS 11-15, CARD \"CBODY\": BODY 3 IS OUTSIDE 1..2."},
+      {tet(cbody(0, 1)), "15, COLUMNS 6-10, CARD \"CBODY\": BODY 0 IS OUTSIDE 1..2."},
+      {tet({ngld, Card("NLOAD").i(11, 15, 1).i(16, 25, 3), tbl, force}),
        "13, COLUMNS 16-25, CARD \"NLOAD\": GROUP 1 TAKES \"FORCE\" CARDS 1 TO 3, BUT THE DECK HAS 1."},
-      {{ngld, Card("NLOAD").i(11, 15, 2).i(16, 25, 1), tbl, force},
+      {tet({ngld, Card("NLOAD").i(11, 15, 2).i(16, 25, 1), tbl, force}),
        "13, COLUMNS 11-15, CARD \"NLOAD\": GROUP 1 STATES 2 TABLE POINTS, BUT 1 \"TBLLD\" CARDS FOLLOW."},
+      {one_tet_with(PROPT_CARD, test::propt(0, 1, 1, 0, 2, 1, {"0.3"})),
+       "11, COLUMNS 7-7, CARD \"PROPT\": \"VEL\" ROW 1 IS OUTSIDE 0..0."},
+      {one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 3, 2, 1, {"0.3"})),
+       "11, COLUMNS 9-9, CARD \"PROPT\": YIELD CRITERION 3 IS OUTSIDE 0..2."},
+      {tet({Card("KUKAN").f(6, 20, "2.0").i(21, 30, 2147483647)}),
+       "12, COLUMNS 21-30, CARD \"KUKAN\": COUNT 2147483647 BRINGS THE TOTAL TO 2147483648, ABOVE 2147483646."},
   };
-  for (const auto& [extra, msg] : cases) {
+  for (const auto& [deck, msg] : cases) {
     const auto t0 = std::chrono::steady_clock::now();
-    expect_message(read_bad_deck(test::one_tet(extra)), std::string("EXEC.INP, LINE ") + msg);
+    expect_message(read_bad_deck(deck), std::string("EXEC.INP, LINE ") + msg);
     EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 1.0) << msg;
   }
 }
