@@ -1,5 +1,5 @@
-// Cards of a deck in their columns, and a box of tetrahedra, for tests that
-// run whole jobs.
+// Cards of a deck in their columns, a box of tetrahedra and the frames of
+// the result files, for tests that run whole jobs.
 #pragma once
 #include <array>
 #include <cmath>
@@ -7,7 +7,10 @@
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "../examples/mesh/cube_tets.hpp"
+#include "results/reader.hpp"
 
 namespace ossa::test {
 
@@ -90,10 +93,10 @@ struct Box {
   }
 };
 
-// Consistent forces of a uniform traction T (force per area, along x) on the
-// face x = X of the box: a third of each boundary triangle to its corners.
-// With table: a group of two points, 0 at time 0 to the full load at time TEND.
-inline std::string end_traction(const Box& b, double X, double T, double TEND = 1.0) {
+// Consistent nodal forces (index: node number) of a uniform traction T
+// along x on the face x = X: a third of each boundary triangle's share to
+// its corners.
+inline std::vector<double> face_forces(const Box& b, double X, double T) {
   std::vector<double> f(b.nnode() + 1, 0.0);
   for (const auto& t : b.tets)
     for (int skip = 0; skip < 4; ++skip) {
@@ -107,12 +110,33 @@ inline std::string end_traction(const Box& b, double X, double T, double TEND = 
       const double area = 0.5 * std::fabs((q.y - p.y) * (r.z - p.z) - (q.z - p.z) * (r.y - p.y));
       for (int a : n) f[a] += T * area / 3.0;
     }
+  return f;
+}
+
+// The forces of face_forces as one load group: a table of two points, 0 at
+// time 0 to the full load at time TEND.
+inline std::string end_traction(const Box& b, double X, double T, double TEND = 1.0) {
+  const std::vector<double> f = face_forces(b, X, T);
   std::string s;
   int cnt = 0;
   for (int i = 1; i <= b.nnode(); ++i) cnt += f[i] != 0.0;
   s += nload(2, cnt) + tblld(0.0, 0.0) + tblld(TEND, 1.0);
   for (int i = 1; i <= b.nnode(); ++i)
     if (f[i] != 0.0) s += force(i, f[i], 0.0, 0.0);
+  return s;
+}
+
+// The face x = 0 held along x, and across only on the edges y = 0 and
+// z = 0: no rigid motion, and the section free to contract.
+inline std::string hold_free_section(const Box& b, int& count) {
+  std::string s;
+  for (int i = 1; i <= b.nnode(); ++i) {
+    const P3& p = b.xyz[i - 1];
+    if (p.x != 0.0) continue;
+    const std::string flags = std::string("1") + (p.y == 0.0 ? "1" : "0") + (p.z == 0.0 ? "1" : "0");
+    s += plnk(i, flags.c_str());
+    ++count;
+  }
   return s;
 }
 
@@ -125,6 +149,21 @@ inline std::string hold_plane(const Box& b, double X, const char* flags, int& co
       ++count;
     }
   return s;
+}
+
+// The number of frames in the result files of the working directory, and
+// frame k of them; a file that cannot be read fails the test.
+inline std::size_t result_frames() {
+  results::ResIndex idx;
+  EXPECT_EQ(results::RESSCAN(".", idx), "");
+  return idx.frames.size();
+}
+inline results::Frame result_frame(std::size_t k) {
+  results::ResIndex idx;
+  results::Frame f;
+  EXPECT_EQ(results::RESSCAN(".", idx), "");
+  EXPECT_EQ(results::RESREAD(idx, k, f), "");
+  return f;
 }
 
 }  // namespace ossa::test
