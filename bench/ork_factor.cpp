@@ -67,9 +67,10 @@ struct Res { double tfact = 0, cfact = 0, tsolve = 0, flops = 0, res = 0; };
 Res run_ork(const UpperCsr& A, const std::vector<double>& b) {
   Res r;
   ORKDATA o;
-  const double t0 = now();
+  const double t0 = now(), p0 = cpu();
   const ORKRESULT a = ORKANAP(o, 3000000000L, A.n, A.IA.data(), A.JA.data(), 1);
-  std::printf("  ORK analysis %.2f s, status %d, fronts %d, largest front %d\n", now() - t0, a.STATUS, o.NSUP, o.MAXFO);
+  std::printf("  ORK analysis %.2f s wall %.2f s cpu, status %d, fronts %d, largest front %d, factor entries %ld\n",
+              now() - t0, cpu() - p0, a.STATUS, o.NSUP, o.MAXFO, o.FACT);
   ORKNUM n;
   std::vector<double> x(A.n);
   double t = now(), p = cpu();

@@ -2,6 +2,8 @@
 // assembly tree, sizes) and its place in the solver frame.
 #pragma once
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "model/model.hpp"
 #include "solvers/ork/orkdata.hpp"
@@ -24,7 +26,7 @@ inline constexpr long ORKRECL = 8192;
 // The whole analysis on IA/JA (one-based, diagonal first, strict upper half)
 // of m. FREE: free words. Fills m.ORK (ORKI, ORKR, ISIZ, RSIZIN, RSIZOUT,
 // figures). A size test that fails stops the job with the shortfall in MB,
-// error -5, NO2.
+// error -5, NO2. The analysis's own messages go to the log first.
 void ORKANA(Model& m, long FREE, int NRHS, int NO2);
 
 // Result of the analysis without the stop, for callers that test it.
@@ -32,8 +34,8 @@ struct ORKRESULT {
   int STATUS = 0;        // status code of the first phase that failed, 0 if none
   double SHORTMB = 0.0;  // shortfall in MB when a size test failed, else 0
 };
-// As ORKANA, but returns instead of stopping. On a shortfall ORKI/ORKR are
-// left unallocated.
+// As ORKANA, but returns instead of stopping, and leaves the analysis's
+// messages in o.LOG. On a shortfall ORKI/ORKR are left unallocated.
 ORKRESULT ORKANAP(ORKDATA& o, long FREE, int NEQ, const std::int32_t* IA, const std::int32_t* JA,
                   int NRHS);
 
@@ -128,6 +130,7 @@ struct ORKAN {
   long SIZES[5] = {};               // ISIZ and the four real sizes
   long FACT = 0, MAXBLK = 0, PEAK = 0, PEAK2 = 0;
   double OPS = 0.0;
+  std::vector<std::string> LOG;     // lines for the log, each message after its empty line
 };
 
 int ORKCOMPRESS(ORKAN& a);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "base/fmt.hpp"
 #include "job/stop.hpp"
@@ -57,28 +58,10 @@ ORKRESULT ORKANAP(ORKDATA& o, long FREE, int NEQ, const std::int32_t* IA, const 
   return ORKANAP(o, FREE, NEQ, IA, JA, NRHS, ORKOPT{});
 }
 
-ORKRESULT ORKANAP(ORKDATA& o, long FREE, int NEQ, const std::int32_t* IA, const std::int32_t* JA,
-                  int NRHS, const ORKOPT& opt) {
-  // Scratch of half the free words.
-  if (o.PERM.allocated()) o.PERM.fill(0);
-  o.ORKI.deallocate();
-  o.ORKR.deallocate();
-  o.ISIZ = o.RSIZIN = o.RSIZOUT = o.AVAIL = 0;
-  o.NRHS = NRHS;
-  const long half = FREE / 2;
-  if (NEQ < 1) return {ORK_BADIA, 0.0};
-  const long minws = 2 * ORKMINWS(NEQ, IA);
-  if (minws > half) return shortfall(minws - half);
-  base::Arr1<std::int32_t> scratch;
-  if (!scratch.allocate_raw(half)) return {ORK_ALLOC, 0.0};
-  ORKAN a;
-  a.ws.S = scratch.data();
-  a.ws.LEN = half;
-  a.opt = opt;
-  a.N = NEQ;
-  a.IA = IA;
-  a.JA = JA;
-  a.NRHS = NRHS;
+namespace {
+
+// The analysis on the scratch of a, then the final arrays.
+ORKRESULT plan(ORKDATA& o, ORKAN& a, long FREE, long half, base::Arr1<std::int32_t>& scratch) {
   if (const ORKRESULT r = phases(a, half); r.STATUS != ORK_OK) return r;
   // Margins for the delayed pivots the plan cannot foresee.
   const long isiz = margin(a.SIZES[0], 1.1f);
@@ -102,6 +85,36 @@ ORKRESULT ORKANAP(ORKDATA& o, long FREE, int NEQ, const std::int32_t* IA, const 
   o.AVAIL = avail;
   ORKSET(o, isiz, avail);
   return {ORK_OK, 0.0};
+}
+
+}  // namespace
+
+ORKRESULT ORKANAP(ORKDATA& o, long FREE, int NEQ, const std::int32_t* IA, const std::int32_t* JA,
+                  int NRHS, const ORKOPT& opt) {
+  // Scratch of half the free words.
+  if (o.PERM.allocated()) o.PERM.fill(0);
+  o.ORKI.deallocate();
+  o.ORKR.deallocate();
+  o.ISIZ = o.RSIZIN = o.RSIZOUT = o.AVAIL = 0;
+  o.NRHS = NRHS;
+  o.LOG.clear();
+  const long half = FREE / 2;
+  if (NEQ < 1) return {ORK_BADIA, 0.0};
+  const long minws = 2 * ORKMINWS(NEQ, IA);
+  if (minws > half) return shortfall(minws - half);
+  base::Arr1<std::int32_t> scratch;
+  if (!scratch.allocate_raw(half)) return {ORK_ALLOC, 0.0};
+  ORKAN a;
+  a.ws.S = scratch.data();
+  a.ws.LEN = half;
+  a.opt = opt;
+  a.N = NEQ;
+  a.IA = IA;
+  a.JA = JA;
+  a.NRHS = NRHS;
+  const ORKRESULT r = plan(o, a, FREE, half, scratch);
+  o.LOG = std::move(a.LOG);
+  return r;
 }
 
 void ORKSET(ORKDATA& o, long ISIZ, long AVAIL) {
@@ -174,6 +187,7 @@ void ORKANA(Model& m, long FREE, int NRHS, int NO2) {
   const ORKRESULT r = fits ? ORKANAP(o, FREE, neq, m.IA.data(), m.JA.data(), NRHS)
                            : ORKRESULT{ORK_BADIA, 0.0};
   o.ERRSTATE = r.STATUS;
+  for (const std::string& l : o.LOG) job::LOGLINE(m, l);
   if (r.SHORTMB > 0.0) memstop(m, r.SHORTMB, NO2);
   if (r.STATUS == ORK_ALLOC) {
     const int st = 1;

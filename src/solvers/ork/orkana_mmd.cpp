@@ -4,7 +4,9 @@
 // negative entry -r meaning "continue in the space of r". Lists of live
 // variables only shrink, so the graph never needs more than its own space.
 #include <cstdint>
+#include <string>
 
+#include "base/fmt.hpp"
 #include "solvers/ork/ork.hpp"
 
 namespace ossa::solvers {
@@ -20,8 +22,15 @@ struct Mmd {
   std::int32_t *NV = nullptr, *ST = nullptr, *MARK = nullptr, *NODE = nullptr, *ESZ = nullptr;
   std::int32_t *DEG = nullptr, *DF = nullptr, *DB = nullptr, *INB = nullptr, *DHEAD = nullptr;
   std::int32_t *BUF = nullptr, *RG = nullptr, *ABS = nullptr, *UPD = nullptr, *UFL = nullptr;
+  std::int32_t *HH = nullptr, *POS = nullptr;  // hash heads (zero between uses); place in ORD
   int tag = 0, mindeg = 0, live = 0, nupd = 0;
 };
+
+// A message for the log: one empty line, then a blank and the text.
+void logmsg(Mmd& s, const std::string& text) {
+  s.a->LOG.emplace_back();
+  s.a->LOG.push_back(" " + text);
+}
 
 int nexttag(Mmd& s) {
   if (s.tag + s.neq >= 1000000000) {
@@ -107,6 +116,61 @@ bool purge(Mmd& s, int v, int p, int tag) {
   return true;
 }
 
+// v joins p's chain of followers: it is eliminated with p, as one pivot.
+void follow(Mmd& s, int p, int v) {
+  s.ST[v] = MERGED;
+  s.NV[p] += s.NV[v];
+  s.NV[v] = 0;
+  s.a->FNEXT[s.a->FTAIL[p]] = v;
+  s.a->FTAIL[p] = s.a->FTAIL[v];
+  --s.live;
+}
+
+// Marks the list of v with tag t; returns its length.
+int marklist(Mmd& s, int v, int t) {
+  int len = 0;
+  for (int j = s.XADJ[v]; j < s.XADJ[v + 1] && s.ADJ[j] != 0; ++j, ++len) s.MARK[s.ADJ[j]] = t;
+  return len;
+}
+
+bool samelist(const Mmd& s, int v, int t, int len) {
+  int j = s.XADJ[v];
+  for (; j < s.XADJ[v + 1] && s.ADJ[j] != 0; ++j)
+    if (s.MARK[s.ADJ[j]] != t) return false;
+  return j - s.XADJ[v] == len;
+}
+
+// Members of the new element whose purged lists hold the same entries have
+// the same adjacency from now on: they merge, and the one that comes first
+// in the given order (free mode: the first met) carries the others. Lists
+// are bucketed by the sum of their entries; DF and DB are free while the
+// members are out of the degree buckets.
+void mergesame(Mmd& s, int k) {
+  for (int i = 1; i <= k; ++i) {
+    const int v = s.BUF[i];
+    long sum = 0;
+    for (int j = s.XADJ[v]; j < s.XADJ[v + 1] && s.ADJ[j] != 0; ++j) sum += s.ADJ[j];
+    const int h = static_cast<int>(sum % s.n) + 1;
+    s.DB[v] = h;
+    s.DF[v] = s.HH[h];
+    s.HH[h] = v;
+  }
+  for (int i = 1; i <= k; ++i) {
+    const int head = s.HH[s.DB[s.BUF[i]]];
+    s.HH[s.DB[s.BUF[i]]] = 0;
+    for (int x = head; x != 0; x = s.DF[x]) {
+      if (s.ST[x] != LIVE || s.DF[x] == 0) continue;
+      const int t = nexttag(s), len = marklist(s, x, t);
+      int r = x;
+      for (int y = s.DF[x]; y != 0; y = s.DF[y]) {
+        if (s.ST[y] != LIVE || !samelist(s, y, t, len)) continue;
+        if (s.POS[y] < s.POS[r]) { follow(s, y, r); r = y; }
+        else follow(s, r, y);
+      }
+    }
+  }
+}
+
 void addnode(Mmd& s, int p, long bw, int nabs) {
   ORKAN& a = *s.a;
   const int k = ++a.NSUP;
@@ -150,12 +214,7 @@ int eliminate(Mmd& s, int p) {
     const int v = s.BUF[i];
     bdel(s, v);
     if (!purge(s, v, p, tag)) {  // mass elimination
-      s.ST[v] = MERGED;
-      s.NV[p] += s.NV[v];
-      s.NV[v] = 0;
-      s.a->FNEXT[s.a->FTAIL[p]] = v;
-      s.a->FTAIL[p] = s.a->FTAIL[v];
-      --s.live;
+      follow(s, p, v);
       continue;
     }
     s.BUF[++keep] = v;
@@ -164,7 +223,9 @@ int eliminate(Mmd& s, int p) {
   }
   s.ESZ[p] = static_cast<std::int32_t>(bw);
   addnode(s, p, bw, nabs);
-  return writeelem(s, keep, nrg);
+  const int st = writeelem(s, keep, nrg);
+  mergesame(s, keep);
+  return st;
 }
 
 // External degree of v: the exact weighted union, or with pruning the cheap
@@ -193,13 +254,41 @@ int degree(Mmd& s, int v) {
   return static_cast<int>(d);
 }
 
+// v has no live neighbour left: it goes with the newest element of its list,
+// the last entry, and the other elements of its list become children there.
+bool goesout(Mmd& s, int v) {
+  int p = 0, j = s.XADJ[v];
+  for (; j < s.XADJ[v + 1] && s.ADJ[j] != 0; ++j) p = s.ADJ[j];
+  if (p == 0 || s.ST[p] != ELEM) return false;
+  ORKAN& a = *s.a;
+  const int k = s.NODE[p];
+  for (int i = s.XADJ[v]; i < j - 1; ++i)
+    if (const int e = s.ADJ[i]; s.ST[e] == ELEM) {
+      s.ST[e] = GONE;
+      a.SPAR[s.NODE[e]] = k;
+    }
+  a.SP[k] += s.NV[v];
+  a.SB[k] -= s.NV[v];
+  s.ESZ[p] -= s.NV[v];
+  follow(s, p, v);
+  return true;
+}
+
 void updatedegrees(Mmd& s) {
   for (int i = 1; i <= s.nupd; ++i) {
     const int v = s.UPD[i];
     s.UFL[v] = 0;
-    if (s.ST[v] == LIVE) bput(s, v, degree(s, v));
+    if (s.ST[v] != LIVE) continue;
+    const int d = degree(s, v);
+    if (d != 0 || !goesout(s, v)) bput(s, v, d);
   }
   s.nupd = 0;
+}
+
+// A pivot whose degree went negative points at a broken quotient graph; the
+// order stands, so the run goes on.
+void checkpivot(Mmd& s, int p) {
+  if (s.DEG[p] < 0) logmsg(s, "MMD cliique? " + base::fI(p, 8) + base::fI(s.DEG[p], 8));
 }
 
 int runfree(Mmd& s) {
@@ -207,18 +296,34 @@ int runfree(Mmd& s) {
     while (s.mindeg <= s.neq && s.DHEAD[s.mindeg + 1] == 0) ++s.mindeg;
     if (s.mindeg > s.neq) return ORK_NOLIVE;
     const int d = s.mindeg;
-    while (s.live > 0 && s.DHEAD[d + 1] != 0)
+    while (s.live > 0 && s.DHEAD[d + 1] != 0) {
+      checkpivot(s, s.DHEAD[d + 1]);
       if (const int st = eliminate(s, s.DHEAD[d + 1]); st != ORK_OK) return st;
+    }
     updatedegrees(s);
   }
   return ORK_OK;
+}
+
+// The order ran out while variables still stand: it was no permutation.
+int overflow(Mmd& s, int cursor) {
+  logmsg(s, "ERROR : d_ptr overflow " + base::fI(cursor, 8) + base::fI(s.n, 8) + base::fI(s.live, 8));
+  std::string line;
+  for (int v = 1; v <= s.n; ++v) {
+    if (s.ST[v] != LIVE) continue;
+    line += base::fI(v, 8);
+    if (line.size() == 80) { s.a->LOG.push_back(line); line.clear(); }
+  }
+  if (!line.empty()) s.a->LOG.push_back(line);
+  return ORK_NOLIVE;
 }
 
 int runfollow(Mmd& s) {
   int cursor = 1;
   while (s.live > 0) {
     while (cursor <= s.n && s.ST[s.a->ORD[cursor]] != LIVE) ++cursor;
-    if (cursor > s.n) return ORK_NOLIVE;
+    if (cursor > s.n) return overflow(s, cursor);
+    checkpivot(s, s.a->ORD[cursor]);
     if (const int st = eliminate(s, s.a->ORD[cursor]); st != ORK_OK) return st;
     // The order is given: degrees would decide nothing, so none are kept.
     for (int i = 1; i <= s.nupd; ++i) s.UFL[s.UPD[i]] = 0;
@@ -231,7 +336,7 @@ int runfollow(Mmd& s) {
 
 int ORKMMD(ORKAN& a, int MODE) {
   const int n = a.NC;
-  if (!a.ws.fits(20L * (n + 2) + a.N + 2)) return ORK_WS4;
+  if (!a.ws.fits(22L * (n + 2) + a.N + 2)) return ORK_WS4;
   Mmd s;
   s.a = &a;
   s.n = n;
@@ -245,7 +350,7 @@ int ORKMMD(ORKAN& a, int MODE) {
   a.SB = a.ws.take(n);
   a.SPAR = a.ws.take(n);
   for (std::int32_t** p : {&s.NV, &s.ST, &s.MARK, &s.NODE, &s.ESZ, &s.DEG, &s.DF, &s.DB, &s.INB,
-                           &s.BUF, &s.RG, &s.ABS, &s.UPD, &s.UFL})
+                           &s.BUF, &s.RG, &s.ABS, &s.UPD, &s.UFL, &s.HH, &s.POS})
     *p = a.ws.take(n);
   s.DHEAD = a.ws.take(a.N + 1);
   for (int d = 1; d <= a.N + 1; ++d) s.DHEAD[d] = 0;
@@ -253,16 +358,19 @@ int ORKMMD(ORKAN& a, int MODE) {
   for (int v = 1; v <= n; ++v) {
     s.NV[v] = a.CW[v];
     s.ST[v] = LIVE;
-    s.MARK[v] = s.NODE[v] = s.ESZ[v] = s.INB[v] = s.UFL[v] = 0;
+    s.MARK[v] = s.NODE[v] = s.ESZ[v] = s.INB[v] = s.UFL[v] = s.HH[v] = s.POS[v] = 0;
     a.FNEXT[v] = 0;
     a.FTAIL[v] = v;
   }
-  if (MODE == 0)
-    for (int v = 1; v <= n; ++v) {
-      long d = 0;
-      for (int j = a.XADJ[v]; j < a.XADJ[v + 1]; ++j) d += a.CW[a.ADJ[j]];
-      bput(s, v, static_cast<int>(d));
-    }
+  for (int v = 1; v <= n; ++v) {
+    long d = 0;
+    for (int j = a.XADJ[v]; j < a.XADJ[v + 1]; ++j) d += a.CW[a.ADJ[j]];
+    if (MODE == 0) bput(s, v, static_cast<int>(d));
+    else s.DEG[v] = static_cast<int>(d);
+  }
+  if (MODE == 1)
+    for (int k = 1; k <= n; ++k)
+      if (a.ORD[k] >= 1 && a.ORD[k] <= n) s.POS[a.ORD[k]] = k;
   s.live = n;
   a.NSUP = 0;
   return MODE == 1 ? runfollow(s) : runfree(s);

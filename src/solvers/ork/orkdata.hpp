@@ -3,6 +3,8 @@
 // of the Model; the analysis fills it, the factorisation and solve use it.
 #pragma once
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "base/array.hpp"
 
@@ -76,6 +78,7 @@ struct ORKDATA {
   long PEAK = 0;                   // in-core peak of factors + stack + front
   long PEAK2 = 0;                  // largest front + contributions being assembled into it
   double OPS = 0.0;                // planned flops of the factorisation (no delays)
+  std::vector<std::string> LOG;    // lines of the last analysis for the log, each message after its empty line
 };
 
 // Entry f of node k of the node table.

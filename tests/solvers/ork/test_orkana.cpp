@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <set>
+#include <string>
 #include <vector>
 
 #include "solvers/ork/ork.hpp"
@@ -17,6 +18,15 @@ constexpr long BIGFREE = 2000000;   // words: far more than these patterns need
 
 ORKRESULT analyse(ORKDATA& o, const Pattern& p, const ORKOPT& opt = ORKOPT{}) {
   return ORKANAP(o, BIGFREE, p.n, p.ia.data(), p.ja.data(), 1, opt);
+}
+
+// The phases by hand, on a scratch of ws.
+void onscratch(ORKAN& a, std::vector<std::int32_t>& ws, const Pattern& p) {
+  a.ws.S = ws.data();
+  a.ws.LEN = static_cast<long>(ws.size());
+  a.N = p.n;
+  a.IA = p.ia.data();
+  a.JA = p.ja.data();
 }
 
 // Planned list of node k.
@@ -226,16 +236,44 @@ TEST(OrkCompress, MergesExactlyTheIndistinguishable) {
       }
     std::vector<std::int32_t> ws(1000000);
     ORKAN a;
-    a.ws.S = ws.data();
-    a.ws.LEN = static_cast<long>(ws.size());
-    a.N = p.n;
-    a.IA = p.ia.data();
-    a.JA = p.ja.data();
+    onscratch(a, ws, p);
     ASSERT_EQ(ORKCOMPRESS(a), ORK_OK);
     for (int v = 1; v <= p.n; ++v)
       for (int w = v + 1; w <= p.n; ++w)
         EXPECT_EQ(a.EQV[v] == a.EQV[w], adj[v] == adj[w]) << v << " " << w;
   }
+}
+
+// A ring 1-2-4-3-1: once 4 is gone, 2 and 3 see the same two neighbours and
+// merge; after 1 nothing is left to them, and they go out with 1. Two nodes,
+// where a pivot each and a mass elimination at the end gave three.
+TEST(OrkMmd, MergesWhatEliminationMadeIndistinguishable) {
+  const Pattern p = orkpat::fromsets({{1, 2}, {3}, {3}, {}});
+  std::vector<std::int32_t> ws(1000);
+  ORKAN a;
+  onscratch(a, ws, p);
+  ASSERT_EQ(ORKCOMPRESS(a), ORK_OK);
+  ASSERT_EQ(ORKADJ(a), ORK_OK);
+  ASSERT_EQ(ORKMMD(a, 0), ORK_OK);
+  ASSERT_EQ(a.NSUP, 2);
+  EXPECT_EQ(std::vector<int>({a.SPRIN[1], a.SP[1], a.SB[1], a.SPAR[1]}), std::vector<int>({4, 1, 2, 2}));
+  EXPECT_EQ(std::vector<int>({a.SPRIN[2], a.SP[2], a.SB[2], a.SPAR[2]}), std::vector<int>({1, 3, 0, 0}));
+  ORKDATA o;
+  ORKOPT opt;
+  opt.METHOD = 0;
+  opt.AMALG = 0;
+  ASSERT_EQ(analyse(o, p, opt).STATUS, ORK_OK);
+  EXPECT_EQ(o.NSUP, 2);
+  checkfill(o, p, 0);
+  // An order that misses 3: the replay runs out with 3 still standing.
+  a.ws.TOP = 0;
+  ASSERT_EQ(ORKCOMPRESS(a), ORK_OK);
+  ASSERT_EQ(ORKADJ(a), ORK_OK);
+  a.ORD = a.ws.take(4);
+  for (int k = 1; k <= 4; ++k) a.ORD[k] = std::vector<int>{4, 4, 1, 2}[k - 1];
+  EXPECT_EQ(ORKMMD(a, 1), ORK_NOLIVE);
+  const std::vector<std::string> log = {"", " ERROR : d_ptr overflow        5       4       1", "       3"};
+  EXPECT_EQ(a.LOG, log);
 }
 
 TEST(OrkCompress, BadInput) {

@@ -148,9 +148,19 @@ TEST(OrkFact, TinyPivotDelayedToParent) {
   UpperCsr A = tet_stiffness(3, 3, 3);
   ORKDATA o;
   ASSERT_TRUE(ork_analyse(o, A, 1));
+  // Whether q shares an entry of A with a pivot of node k: there the row finds a partner.
+  auto meets = [&](int q, int k) {
+    const int* l = o.ORKI.at(ORKNODE(o, k, NLIST));
+    for (int i = 0; i < A.n; ++i)
+      for (int e = A.IA[i] - 1; e < A.IA[i + 1] - 1; ++e)
+        if ((i + 1 == q) != (A.JA[e] == q) && std::count(l, l + ORKNODE(o, k, NPIV), i + 1 == q ? A.JA[e] : i + 1))
+          return true;
+    return false;
+  };
   int leaf = 0, eq = 0;
   for (int k = 1; k <= o.ORKI(HNSUP) && !leaf; ++k)
-    if (ORKNODE(o, k, NCHILD) == 0 && ORKNODE(o, k, NPIV) >= 2 && ORKNODE(o, k, NBRD) >= 1 && ORKNODE(o, k, NPAR) != 0) {
+    if (ORKNODE(o, k, NCHILD) == 0 && ORKNODE(o, k, NPIV) >= 2 && ORKNODE(o, k, NBRD) >= 1 && ORKNODE(o, k, NPAR) != 0 &&
+        meets(o.ORKI(ORKNODE(o, k, NLIST)), ORKNODE(o, k, NPAR))) {
       leaf = k;
       eq = o.ORKI(ORKNODE(o, k, NLIST));
     }
