@@ -209,6 +209,8 @@ TEST(DeckBadInput, FewerCardsThanCounted) {
   d.insert(d.end() - 1, Card("NPLNK").i(11, 17, 2));
   d.insert(d.end() - 1, Card("PLNK").i(6, 15, 10));
   expect_message(read_bad_deck(d), "ONLY 1 \"PLNK\" CARDS FOR THE 2 THAT \"NPLNK\" STATES.");
+  d.insert(d.end() - 1, {Card("PLNK").i(6, 15, 20), Card("NBODY").i(6, 10, 10111), Card("BODY")});
+  expect_message(read_bad_deck(d), "ONLY 1 \"BODY\" CARDS FOR THE 10111 THAT \"NBODY\" STATES.");
 }
 
 TEST(DeckBadInput, TableRowsCutShortStopTheReader) {

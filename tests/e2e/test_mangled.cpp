@@ -3,6 +3,8 @@
 // a sanitizer report. The mutations are drawn from a fixed seed.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <filesystem>
 #include <random>
 #include <sstream>
 #include <vector>
@@ -61,6 +63,20 @@ std::string mangle(std::vector<std::string> l, std::mt19937& rng) {
   return s;
 }
 
+// The run ended with a numbered stop, a normal end or the reader's own stop,
+// within its time, with no signal and no sanitizer report.
+void expect_clean_end(const std::string& deck, const std::string& which) {
+  test::write_file("EXEC.INP", deck);
+  const auto r = test::run_ossa(60);
+  const bool numbered = r.status == 0 && r.out.find("##$$ExSv end ") != std::string::npos;
+  const bool reader = r.status == 2 && r.out.find("##$$ExSv end") == std::string::npos &&
+                      r.err.find("ossa: EXEC.INP") != std::string::npos;
+  EXPECT_TRUE(numbered || reader) << which << ", status " << r.status << "\n"
+                                  << r.err.substr(0, 2000) << "\n--- deck ---\n" << deck;
+  EXPECT_EQ(r.err.find("Sanitizer"), std::string::npos) << which;
+  EXPECT_EQ(r.err.find("runtime error"), std::string::npos) << which;
+}
+
 }  // namespace
 
 TEST(MangledDecks, EndCleanly) {
@@ -68,15 +84,23 @@ TEST(MangledDecks, EndCleanly) {
   const auto decks = base_decks();
   std::mt19937 rng(20261121);
   for (int k = 0; k < 110; ++k) {
-    const std::string deck = mangle(decks[static_cast<std::size_t>(k) % decks.size()], rng);
-    test::write_file("EXEC.INP", deck);
-    const auto r = test::run_ossa(60);
-    const bool numbered = r.status == 0 && r.out.find("##$$ExSv end ") != std::string::npos;
-    const bool reader = r.status == 2 && r.out.find("##$$ExSv end") == std::string::npos &&
-                        r.err.find("ossa: EXEC.INP") != std::string::npos;
-    EXPECT_TRUE(numbered || reader) << "case " << k << ", status " << r.status << "\n"
-                                    << r.err.substr(0, 2000) << "\n--- deck ---\n" << deck;
-    EXPECT_EQ(r.err.find("Sanitizer"), std::string::npos) << "case " << k;
-    EXPECT_EQ(r.err.find("runtime error"), std::string::npos) << "case " << k;
+    const auto& base = decks[static_cast<std::size_t>(k) % decks.size()];
+    expect_clean_end(mangle(base, rng), "case " + std::to_string(k));
   }
+}
+
+// Every deck on which the fuzzer once found a crash or a hang.
+TEST(MangledDecks, FuzzFindingsEndCleanly) {
+  const std::filesystem::path dir = std::filesystem::path(OSSA_SOURCE_DIR) / "tests/decks/fuzz";
+  test::ScratchDir scratch;
+  int n = 0;
+  for (const auto& f : std::filesystem::directory_iterator(dir)) {
+    if (f.path().extension() != ".inp") continue;
+    const auto t0 = std::chrono::steady_clock::now();
+    expect_clean_end(test::read_file(f.path().string()), f.path().filename().string());
+    EXPECT_LT(std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count(), 10.0)
+        << f.path().filename();
+    ++n;
+  }
+  EXPECT_GT(n, 0);
 }
