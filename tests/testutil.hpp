@@ -13,6 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "base/files.hpp"
+#include "model/model.hpp"
+
 // Runs the statements in a child process whose standard output goes to
 // stdout.txt, and expects them to end the way the error stop does: with
 // exit status 0. The log and stdout.txt are then read by the test.
@@ -71,6 +74,12 @@ inline long file_size(const std::string& name) {
 }
 
 inline bool exists(const std::string& name) { return access(name.c_str(), F_OK) == 0; }
+
+// Resets the model and opens its log, EXEC.LOG, in the working directory.
+inline void open_log(model::Model& m) {
+  model::MODELRESET(m);
+  if (!base::open_text_out(m.unit(m.UNIT(2)), "EXEC.LOG")) std::abort();
+}
 
 struct RunResult {
   int status = -1;  // exit status of the process

@@ -194,3 +194,19 @@ TEST(NonlinearJob, IterationLimitReachedStopsWithMinusNine) {
   EXPECT_NE(test::read_file("EXEC.LOG").find("\n RESIDUAL FORCE DID NOT CONVERGE!\n *** ERROR NO. ***\n  -9  0\n"),
             std::string::npos);
 }
+
+TEST(LinearJob, BarHeldNowhereStopsInTheSolver) {
+  struct Case { int solver; const char* text; const char* end; const char* log; };
+  const Case cases[] = {{0, "NOT CONVERGED BY CG METHOD.", "-8 0", "-8  0"},
+                        {-1, "CONSTRAINT CONDITION MIGHT BE WRONG.", "-4 0", "-4  0"}};
+  const Box b(4, 1, 1, 4.0, 1.0, 1.0);
+  for (const Case& c : cases) {
+    test::ScratchDir dir;
+    test::write_file("EXEC.INP", head(b, test::cntrl(0, 0, 10, 1e-6, c.solver), 2) + b.mesh_cards(0.3, E) +
+                                     test::ngld(1) + test::end_traction(b, b.LX, 2.0) + "END\n");
+    const auto r = test::run_ossa();
+    EXPECT_EQ(r.out.substr(r.out.find("##$$ExSv end")), "##$$ExSv end " + std::string(c.end) + "\n");
+    EXPECT_NE(test::read_file("EXEC.LOG").find("\n " + std::string(c.text) + "\n *** ERROR NO. ***\n  " + c.log),
+              std::string::npos) << c.text;
+  }
+}
