@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "base/files.hpp"
 #include "job/job.hpp"
 #include "job/stop.hpp"
@@ -20,6 +22,25 @@ OutSched OUTINIT(const Model& m) {
   return s;
 }
 
+namespace {
+
+// The first output time past `t` by the running sum of the interval. An
+// interval far finer than the steps is jumped over rather than added a
+// million times; one too fine to move the sum at all writes at every step.
+double next_output(double next, double dt, double t) {
+  const double behind = (t + 1.0e-8 - next) / dt;
+  if (!(behind <= 1.0e15)) return std::nextafter(t + 1.0e-8, HUGE_VAL);
+  if (behind > 1.0e6) next += std::floor(behind) * dt;
+  while (!(next > t + 1.0e-8)) {
+    const double sum = next + dt;
+    if (sum == next) return std::nextafter(t + 1.0e-8, HUGE_VAL);
+    next = sum;
+  }
+  return next;
+}
+
+}  // namespace
+
 int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG) {
   if (STOPFLAG == 1) return 1;
   const int nstep = m.NSTEP();
@@ -38,7 +59,7 @@ int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG) {
     if (!(t > s.NEXTTIME - 1.0e-8)) return 0;
     const int doout = (held && s.NEXTTIME != tend) ? 0 : 1;
     if (s.TIMEINT > 0.0) {
-      while (!(s.NEXTTIME > t + 1.0e-8)) s.NEXTTIME += s.TIMEINT;
+      s.NEXTTIME = next_output(s.NEXTTIME, s.TIMEINT, t);
     } else {
       s.NEXTTIME = tend;  // no interval to grow by: only the end remains
     }

@@ -58,6 +58,10 @@ TEST(OutputDecision, TimeSchedule) {
   EXPECT_EQ(outputs(m), (std::vector<int>{3, 5, 8, 10}));
   m.RR(9) = 0.0;  // no interval: the end time only
   EXPECT_EQ(outputs(m), std::vector<int>{10});
+  for (const double dt : {1.0e-13, 1.0e-20}) {  // finer than the steps, or than the clock
+    m.RR(9) = dt;
+    EXPECT_EQ(outputs(m).size(), 10u) << dt;
+  }
   m.RR(9) = 0.3;
   m.KK(10) = 1;
   EXPECT_EQ(outputs(m), std::vector<int>{10});
