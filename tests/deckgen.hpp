@@ -45,9 +45,9 @@ inline std::string solid(int id, const std::array<int, 4>& n) {
 }
 // Plain solid row: Poisson's ratio, modulus, no strength data.
 inline std::string propt_solid(int id, double nu, double E, int bone = 0, double sigt = 0.0,
-                               double yield = 0.0, double etr = 0.0, double ecrush = 0.0) {
+                               double yield = 0.0, double etr = 0.0, double ecrush = 0.0, double rho = 0.0) {
   return card("PROPT0%1d%1d%1d2%10d%10.5f%10.3E%10.3E%10.3E%10.3E%10.4f%10.4f%10.4f%10.1f", 0, bone, 0, id,
-              nu, E, 0.0, sigt, yield, etr, 0.0, 0.0, ecrush);
+              nu, E, rho, sigt, yield, etr, 0.0, 0.0, ecrush);
 }
 inline std::string ngld(int n) { return card("NGLD %5d", n); }
 inline std::string nplnk(int n) { return card("NPLNK%5s%7d", "", n); }

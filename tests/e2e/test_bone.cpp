@@ -37,7 +37,7 @@ std::vector<Point> pull(const Pull& p) {
   std::string mesh;
   for (int n = 1; n <= BAR.nnode(); ++n) mesh += test::node(n, BAR.xyz[n - 1].x, BAR.xyz[n - 1].y, BAR.xyz[n - 1].z);
   for (int e = 1; e <= BAR.ntet(); ++e) mesh += test::solid(e, BAR.tets[e - 1]);
-  for (int e = 1; e <= BAR.ntet(); ++e) mesh += test::propt_solid(e, 0.0, E, 1, p.sigt, Y, ETR, p.ecrush);
+  for (int e = 1; e <= BAR.ntet(); ++e) mesh += test::propt_solid(e, 0.0, E, 1, p.sigt, Y, ETR, p.ecrush, 1.8e-6);
   const std::vector<double> f = test::face_forces(BAR, BAR.LX, p.tmax);
   std::string forces;
   int nf = 0;

@@ -1,3 +1,6 @@
+// The equation index: the stored pattern is exactly that of the element
+// couplings, in either half, whatever the element order and the block width
+// of the builder; its two memory stops.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -6,21 +9,15 @@
 #include <utility>
 
 #include "base/fmt.hpp"
-#include "elements/jobdir.hpp"
 #include "model/index.hpp"
 #include "model/mesh.hpp"
+#include "testutil.hpp"
 
 using ossa::model::Model;
 using ossa::testing::Elem;
 namespace mdl = ossa::model;
 
 namespace {
-
-class EqIndex : public ::testing::Test {
- protected:
-  // Solver preparation may write work files: keep them out of the tree.
-  static void SetUpTestSuite() { ossa::testing::enter_scratch(); }
-};
 
 using Pattern = std::set<std::pair<int, int>>;
 
@@ -99,7 +96,8 @@ void run(Model& m) {
 
 }  // namespace
 
-TEST_F(EqIndex, PatternIsThatOfTheElementsWhateverTheirOrder) {
+TEST(EqIndex, PatternIsThatOfTheElementsWhateverTheirOrderAndBlockWidth) {
+  ossa::test::ScratchDir dir;  // the solver preparation may write work files
   std::mt19937 g(7);
   const std::vector<std::pair<int, std::array<int, 6>>> plnk = {{1, {1, 1, 1, 0, 0, 0}},
                                                                 {3, {0, 2, 0, 1, 0, 0}}};
@@ -137,115 +135,12 @@ TEST_F(EqIndex, PatternIsThatOfTheElementsWhateverTheirOrder) {
   }
 }
 
-TEST_F(EqIndex, NumbersFollowNodesPositionsAndFamilies) {
-  // A solid, a shell sharing node 4, a rubber element, and node 10 alone.
-  Model m;
-  ossa::testing::build(m, points(10),
-                       {{2, {1, 2, 3, 4}}, {1, {4, 5, 6}}, {4, {6, 7, 8, 9}}}, 2);
-  ossa::testing::constrain(m, {{1, {1, 1, 1, 0, 0, 0}}, {2, {0, 2, 0, 0, 0, 0}},
-                               {5, {0, 0, 0, 0, 0, 1}}});
-  run(m);
-  const int want[10][7] = {
-      {0, 0, 0, 0, 0, 0, 0},        // fixed solid node
-      {1, -1, 2, 0, 0, 0, 0},       // enforced y
-      {3, 4, 5, 0, 0, 0, 0},        // solid-only: three equations
-      {6, 7, 8, 9, 10, 11, 0},      // shell node: six
-      {12, 13, 14, 15, 16, 0, 0},   // shell node with its drilling rotation held
-      {17, 18, 19, 20, 21, 22, 23}, // shell and rubber
-      {24, 25, 26, 0, 0, 0, 27},    // rubber: translations and pressure
-      {28, 29, 30, 0, 0, 0, 31},
-      {32, 33, 34, 0, 0, 0, 35},
-      {36, 37, 38, 0, 0, 0, 0}};    // in no element: still three
-  for (int n = 1; n <= 10; ++n)
-    for (int k = 1; k <= 7; ++k) EXPECT_EQ(m.IDOF(k, n), want[n - 1][k - 1]) << n << "," << k;
-  EXPECT_EQ(m.NEQ(), 38);
-  EXPECT_EQ(m.KK(23), 18);
-  EXPECT_EQ(m.KK(24), 171);
-  // The lone node's rows hold only their diagonals.
-  for (int i = 36; i <= 38; ++i) EXPECT_EQ(m.IA(i + 1) - m.IA(i), 1);
-  EXPECT_EQ(stored(m, false), expected(m, false));
-}
-
-TEST_F(EqIndex, FullyFixedModelHasNoEquations) {
-  Model m;
-  ossa::testing::build(m, points(4), {{2, {1, 2, 3, 4}}}, 1);
-  ossa::testing::constrain(m, {{1, {1, 1, 1, 0, 0, 0}}, {2, {1, 1, 1, 0, 0, 0}},
-                               {3, {1, 1, 1, 0, 0, 0}}, {4, {2, 2, 1, 0, 0, 0}}});
-  run(m);
-  EXPECT_EQ(m.NEQ(), 0);
-  EXPECT_EQ(m.KK(26), 0);
-  ASSERT_EQ(m.IA.size(), 1);
-  EXPECT_EQ(m.IA(1), 1);
-  EXPECT_EQ(m.JA.size(), 0);
-  EXPECT_EQ(m.IDOF(1, 4), -1);
-}
-
-TEST_F(EqIndex, RebuildReplacesThePattern) {
-  Model m;
-  ossa::testing::build(m, points(6), {{2, {1, 2, 3, 4}}, {2, {3, 4, 5, 6}}}, 1);
-  run(m);
-  EXPECT_EQ(m.NEQ(), 18);
-  // A later run (as after a contact change) starts from DOFTAB again.
-  m.DOFTAB(1, 6) = m.DOFTAB(2, 6) = m.DOFTAB(3, 6) = 1;
-  mdl::EQINDEX(m, 0);
-  EXPECT_EQ(m.NEQ(), 15);
-  EXPECT_EQ(m.RHS.extent(1), 15);
-  EXPECT_EQ(stored(m, true), expected(m, true));
-}
-
-TEST_F(EqIndex, ElementListOrder) {
-  mdl::EDOFPAIR l[mdl::MAXLIST];
-  const std::int32_t nod[5] = {7, 8, 9, 10, 0};
-  ASSERT_EQ(mdl::EDOFLIST(4, 4, nod, l), 16);
-  EXPECT_EQ(l[11].node, 10);
-  EXPECT_EQ(l[11].pos, 3);
-  EXPECT_EQ(l[12].node, 7);
-  EXPECT_EQ(l[12].pos, 7);
-  EXPECT_EQ(l[15].node, 10);
-  ASSERT_EQ(mdl::EDOFLIST(1, 3, nod, l), 18);
-  EXPECT_EQ(l[6].node, 8);
-  EXPECT_EQ(l[6].pos, 1);
-  EXPECT_EQ(mdl::EDOFLIST(5, 2, nod, l), 6);
-  EXPECT_EQ(mdl::EDOFLIST(2, 9, nod, l), 15);  // a bad count is held to five nodes
-}
-
-TEST(DofInit, FlagsFramesAndReferenceLoad) {
-  Model m;
-  ossa::testing::build(m, points(4), {{1, {1, 2, 3}}}, 2);
-  ossa::testing::constrain(m, {{1, {1, 2, 0, 3, 0, 0}}, {2, {0, 0, 0, 0, 1, 0}}});
-  m.KK(1) = 1;
-  m.KK(7) = 2;
-  m.KK(43) = 2;
-  m.FRCNOD.allocate(2);
-  m.FRCVAL.allocate(6, 2);
-  m.FRCNOD(1) = 3;
-  m.FRCNOD(2) = 3;
-  for (int k = 1; k <= 6; ++k) {
-    m.FRCVAL(k, 1) = k;
-    m.FRCVAL(k, 2) = 10.0 * k;
-  }
-  mdl::MODELALLOC(m);
-  m.FRAMEFLG(1) = m.FRAMEFLG(2) = m.FRAMEFLG(3) = 1;
-  mdl::DOFINIT(m);
-  EXPECT_EQ(m.DOFTAB(1, 1), 1);
-  EXPECT_EQ(m.DOFTAB(2, 1), -1);
-  EXPECT_EQ(m.DOFTAB(4, 1), 0);  // flag 3 means nothing
-  // Node 1: no rotation held, so the frame holds the one about the director.
-  EXPECT_EQ(m.DOFTAB(6, 1), 1);
-  EXPECT_EQ(m.FRAMEFLG(1), 1);
-  // Node 2 already holds a rotation: it loses its frame.
-  EXPECT_EQ(m.DOFTAB(6, 2), 0);
-  EXPECT_EQ(m.FRAMEFLG(2), 0);
-  for (int k = 1; k <= 6; ++k) EXPECT_DOUBLE_EQ(m.FREF(k, 3), 11.0 * k);
-  EXPECT_EQ(m.FREF(1, 1), 0.0);
-}
-
 TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
-  ossa::testing::enter_scratch();
+  ossa::test::ScratchDir dir;
   {
     Model m;
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
-    ossa::testing::open_log(m);
+    ossa::test::open_log(m);
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     m.KK(27) = 0;  // no memory at all
     mdl::MODELALLOC(m);
@@ -254,7 +149,7 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     const long held = mdl::FREEWORDS(m) + 2 * 15 * 2 * 2;
     const long need = static_cast<long>(2.5 * 50 * 15);
     EXPECT_EXIT(mdl::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
-    const std::string log = ossa::testing::read_text("EXEC.LOG");
+    const std::string log = ossa::test::read_file("EXEC.LOG");
     const std::string line = std::string(" ") + ossa::base::fF((need + held) * 4.0e-6, 8, 2) +
                              "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.";
     EXPECT_NE(log.find("\n" + line + "\n *** ERROR NO. ***\n  -5  7\n"), std::string::npos) << log;
@@ -268,25 +163,16 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
           for (int d = c + 1; d <= 8; ++d) el.push_back({2, {a, b, c, d}});
     Model m;
     ossa::testing::build(m, points(8), el, 2);
-    ossa::testing::open_log(m);
+    ossa::test::open_log(m);
     ossa::testing::build(m, points(8), el, 2);
     m.KK(25) = 2;
     mdl::MODELALLOC(m);
     mdl::DOFINIT(m);
     EXPECT_EXIT(mdl::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
-    const std::string log = ossa::testing::read_text("EXEC.LOG");
+    const std::string log = ossa::test::read_file("EXEC.LOG");
     EXPECT_EQ(log.find("\n MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.\n"
                        " *** ERROR NO. ***\n  -5  0\n"),
               0u)
         << log;
   }
-}
-
-TEST_F(EqIndex, NodesOutsideTheGridAreLeftOut) {
-  Model m;
-  ossa::testing::build(m, points(4), {{2, {1, 2, 3, 4}}, {2, {1, 2, 0, 99}}, {5, {-3, 4}}}, 2);
-  run(m);
-  mdl::ELEM_INIT(m);
-  EXPECT_EQ(m.NEQ(), 12);
-  EXPECT_EQ(m.KK(26), 12 + 66);  // one full tetrahedron, upper half
 }
