@@ -1,9 +1,8 @@
-// Direct-access and sequential binary files, and the array type's indexing.
+// Direct-access, sequential and text files as the job reads and writes them.
 #include <gtest/gtest.h>
 
 #include <cstdint>
 
-#include "base/array.hpp"
 #include "base/files.hpp"
 #include "testutil.hpp"
 
@@ -87,41 +86,3 @@ TEST(TextFile, LinesAreCountedAndCarriageReturnsDropped) {
   ASSERT_TRUE(get_line(u, l)); EXPECT_EQ(u.line, 1);
   close_unit(u);
 }
-
-TEST(ArrayType, OneBasedColumnMajorWithLowerBound) {
-  Arr2<int> a;
-  ASSERT_TRUE(a.allocate(3, 4));
-  EXPECT_EQ(a.size(), 12);
-  a(2, 1) = 5;
-  a(1, 2) = 7;
-  EXPECT_EQ(a.data()[1], 5);  // first index runs fastest
-  EXPECT_EQ(a.data()[3], 7);
-  Arr1<double> t;
-  ASSERT_TRUE(t.allocate(Dim(0, 5)));
-  EXPECT_EQ(t.size(), 6);
-  t(0) = 1.0;
-  t(5) = 2.0;
-  EXPECT_EQ(t.data()[0], 1.0);
-  EXPECT_EQ(t.data()[5], 2.0);
-  Arr3<double> e;
-  ASSERT_TRUE(e.allocate(2, 0, 3));  // an extent of 0 is a valid empty array
-  EXPECT_TRUE(e.allocated());
-  EXPECT_EQ(e.size(), 0);
-  Arr1<int> neg;
-  ASSERT_TRUE(neg.allocate(-4));  // negative counts are taken as 0
-  EXPECT_EQ(neg.size(), 0);
-  Fix<double, 5, 4, 3> s;
-  s(2, 3, 1) = 1.0;
-  EXPECT_EQ(s.data()[1 + 5 * 2], 1.0);
-}
-
-#ifndef NDEBUG
-TEST(ArrayTypeDeath, BoundsAreCheckedInDebugBuilds) {
-  Arr2<int> a;
-  ASSERT_TRUE(a.allocate(3, 4));
-  EXPECT_DEATH(a(4, 1) = 0, "outside");
-  EXPECT_DEATH(a(1, 0) = 0, "outside");
-  Fix<int, 6> f;
-  EXPECT_DEATH(f(7) = 0, "outside");
-}
-#endif

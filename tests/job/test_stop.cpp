@@ -60,20 +60,6 @@ TEST(ElapsedReport, NegativeRestShowsZero) {
   EXPECT_EQ(test::read_lines("EXEC.LOG")[11], "   MISCELLANEOUS       :      0.0    0.0");
 }
 
-TEST(ErrorStop, LogLayoutEndLineAndStatus) {
-  test::ScratchDir dir;
-  OSSA_EXPECT_STOP(model::Model m; open_log(m, 0.0); job::FAIL(m, "MEMORY ALLOCATION ERROR", -5));
-  const auto l = test::read_lines("EXEC.LOG");
-  ASSERT_GE(l.size(), 5u);
-  EXPECT_EQ(l[0], "");
-  EXPECT_EQ(l[1], " MEMORY ALLOCATION ERROR");
-  EXPECT_EQ(l[2], " *** ERROR NO. ***");
-  EXPECT_EQ(l[3], "  -5  0");
-  EXPECT_EQ(l[5], " ***** ELAPSED TIME *****");
-  EXPECT_EQ(l.back().substr(0, 24), "   TOTAL               :");
-  EXPECT_EQ(test::read_file("stdout.txt"), "##$$ExSv end -5 0\n");
-}
-
 TEST(ErrorStop, AllocationCheckStopsAtFirstFailure) {
   test::ScratchDir dir;
   model::Model m;
