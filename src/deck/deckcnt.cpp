@@ -46,13 +46,17 @@ void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n) {
     switch (c.key) {
       case K_END: return;
       case K_CNTND: n.NNODE = nonneg(IFIELD(m, c, 11, 20)); break;
-      case K_CNTEL:
-        n.NSOLID = nonneg(IFIELD(m, c, 6, 15));
-        n.NSHELL = nonneg(IFIELD(m, c, 16, 25));
-        n.NGAP = add_count(m, c, 26, 35, 0, 3);
-        n.NRUBB = nonneg(IFIELD(m, c, 36, 45));
-        n.NTRUSS = nonneg(IFIELD(m, c, 46, 55));
+      case K_CNTEL: {
+        // The five counts add up to NELEM, three gap elements a gap card.
+        std::int32_t* const kind[] = {&n.NSOLID, &n.NSHELL, &n.NGAP, &n.NRUBB, &n.NTRUSS};
+        std::int32_t all = 0;
+        for (int k = 0; k < 5; ++k) {
+          const std::int32_t before = all;
+          all = add_count(m, c, 6 + 10 * k, 15 + 10 * k, all, k == 2 ? 3 : 1);
+          *kind[k] = all - before;
+        }
         break;
+      }
       case K_NODE: n.MAXNOD = maxof(n.MAXNOD, IFIELD(m, c, 6, 15)); break;
       case K_SOLID: case K_SHELL: case K_RUBB: case K_TRUSS:
         n.MAXELEM = maxof(n.MAXELEM, IFIELD(m, c, 6, 15));

@@ -152,6 +152,8 @@ TEST(DeckBadInput, NumbersUsedAsIndexesStayInRange) {
        "11, COLUMNS 9-9, CARD \"PROPT\": YIELD CRITERION 3 IS OUTSIDE 0..2."},
       {tet({Card("KUKAN").f(6, 20, "2.0").i(21, 30, 2147483647)}),
        "12, COLUMNS 21-30, CARD \"KUKAN\": COUNT 2147483647 BRINGS THE TOTAL TO 2147483648, ABOVE 2147483646."},
+      {{Card("CNTEL").i(6, 15, 1).i(26, 35, 1111111111), "END"},
+       "1, COLUMNS 26-35, CARD \"CNTEL\": COUNT 1111111111 BRINGS THE TOTAL TO 3333333334, ABOVE 2147483646."},
   };
   for (const auto& [deck, msg] : cases) {
     const auto t0 = std::chrono::steady_clock::now();
