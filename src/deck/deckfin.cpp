@@ -169,10 +169,9 @@ void rubber_fields(const Model& m, int row, model::RUBREC& s) {
   s.BETA = m.PROPFP(8, row);
 }
 
-void truss_fields(Model& m, int row, long line, model::TRSREC& s) {
+// The table number was checked on its card.
+void truss_fields(Model& m, int row, model::TRSREC& s) {
   const std::int32_t tab = m.PROPIP(1, row);
-  if (tab < 1 || tab > m.NTRSTB)
-    INPUTFAIL(m, line, "\"TRSTB\" TABLE " + std::to_string(tab) + " DOES NOT EXIST.");
   const std::int32_t n = m.TRSN(tab);
   s.TABLE = tab;
   s.NPT = n;
@@ -218,7 +217,7 @@ void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
       }
       case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.PROPFP(5, row); break;
       case 4: rubber_fields(m, row, m.RUBREC(i)); break;
-      case 5: truss_fields(m, row, line, m.TRSREC(i)); break;
+      case 5: truss_fields(m, row, m.TRSREC(i)); break;
       default: break;
     }
   }

@@ -37,7 +37,7 @@ void PROPTRD(Reader& r) {
   const int row = r.n[K_PROPT] + 1;
   const std::int32_t code = I(r, 10, 10);
   if (code == 5) {
-    m.PROPIP(1, row) = I(r, 6, 9);
+    m.PROPIP(1, row) = IRANGE(m, r.card, 6, 9, 1, m.NTRSTB, "\"TRSTB\" TABLE");
     m.PROPIP(5, row) = 5;
     m.PROPIP(6, row) = I(r, 11, 20);
     return;

@@ -113,9 +113,9 @@ TEST(DeckBadInput, TrussNamesNoTable) {
                                     Card("TRSTB").i(11, 15, 1), Card("").f(1, 15, "0.1").f(16, 30, "1"),
                                     test::propt_truss(table, 5), "END"};
   };
-  expect_message(read_bad_deck(d(2)), "EXEC.INP, LINE 10: \"TRSTB\" TABLE 2 DOES NOT EXIST.");
-  expect_message(read_bad_deck(d(0)), "EXEC.INP, LINE 10: \"TRSTB\" TABLE 0 DOES NOT EXIST.");
-  expect_message(read_bad_deck(d(-3)), "EXEC.INP, LINE 10: \"TRSTB\" TABLE -3 DOES NOT EXIST.");
+  expect_message(read_bad_deck(d(2)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 2 IS OUTSIDE 1..1.");
+  expect_message(read_bad_deck(d(0)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 0 IS OUTSIDE 1..1.");
+  expect_message(read_bad_deck(d(-3)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE -3 IS OUTSIDE 1..1.");
 }
 
 // Numbers used as positions or indexes as they stand, and load groups that
