@@ -87,17 +87,17 @@ struct RunResult {
 };
 
 #ifdef OSSA_BIN
-// Runs the ossa binary in the current directory, as a user would.
-inline RunResult run_ossa(int timeout_s = 120) {
-  RunResult r;
-  const std::string cmd = "timeout " + std::to_string(timeout_s) + " '" + std::string(OSSA_BIN) +
-                          "' > ossa.out 2> ossa.err < /dev/null";
+// Runs a program of the build with `args` in the current directory, as a
+// user would: ossa itself, or the results tool.
+inline RunResult run_program(const std::string& prog, const std::string& args, int timeout_s) {
+  const std::string bin = OSSA_BIN;
+  const std::string cmd = "timeout " + std::to_string(timeout_s) + " '" + bin.substr(0, bin.rfind('/') + 1) + prog +
+                          "' " + args + " > run.out 2> run.err < /dev/null";
   const int st = std::system(cmd.c_str());
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  r.out = read_file("ossa.out");
-  r.err = read_file("ossa.err");
-  return r;
+  return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, read_file("run.out"), read_file("run.err")};
 }
+inline RunResult run_ossa(int timeout_s = 120) { return run_program("ossa", "", timeout_s); }
+inline RunResult run_tool(const std::string& args) { return run_program("ossa-results", args, 120); }
 #endif
 
 #ifdef OSSA_SOURCE_DIR

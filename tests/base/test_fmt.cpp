@@ -41,6 +41,7 @@ TEST(Fmt, ScaledExponent) {
   EXPECT_EQ(fPE(9.99995, 10, 4), "1.0000E+01");  // rounds up a decade
   EXPECT_EQ(fPE(9.9996, 10, 3), " 1.000E+01");
   EXPECT_EQ(fPE(210000.0, 12, 4), "  2.1000E+05");
+  EXPECT_EQ(fPE(1.5e99, 12, 4), "  1.5000E+99");
   EXPECT_EQ(fPE(1.5e123, 12, 4), "  1.5000+123");  // three-digit exponent drops the E
   EXPECT_EQ(fPE(-2.5e-105, 12, 4), " -2.5000-105");
   EXPECT_EQ(fPE(1.0e-5, 10, 4), "1.0000E-05");

@@ -18,24 +18,6 @@ using namespace ossa;
 
 namespace {
 
-std::string tool() {
-  std::string b = OSSA_BIN;
-  return b.substr(0, b.rfind('/') + 1) + "ossa-results";
-}
-
-struct Ran {
-  int status = -1;
-  std::string out, err;
-};
-
-// Runs ossa-results with `args` in the current directory.
-Ran run_tool(const std::string& args) {
-  const std::string cmd = "'" + tool() + "' " + args + " > tool.out 2> tool.err < /dev/null";
-  const int st = std::system(cmd.c_str());
-  return {WIFEXITED(st) ? WEXITSTATUS(st) : -1, test::read_file("tool.out"),
-          test::read_file("tool.err")};
-}
-
 std::vector<std::vector<std::string>> csv(const std::string& text) {
   std::vector<std::vector<std::string>> rows;
   std::istringstream in(text);
@@ -68,21 +50,21 @@ void write_two_frames(model::Model& m) {
 
 TEST(ResultsTool, HelpAndRefusals) {
   test::ScratchDir dir;
-  Ran r = run_tool("--help");
+  test::RunResult r = test::run_tool("--help");
   EXPECT_EQ(r.status, 0);
   for (const char* w : {"usage: ossa-results", "frames", "frame N", "history NODE", "vtu [OUTDIR]"})
     EXPECT_NE(r.out.find(w), std::string::npos) << w;
   for (const char* args : {"", "bogus", "-x frames"}) {
-    r = run_tool(args);
+    r = test::run_tool(args);
     EXPECT_EQ(r.status, 2) << args;
     EXPECT_NE(r.err.find("ossa-results: "), std::string::npos) << args;
   }
-  r = run_tool("frames");  // no result files here
+  r = test::run_tool("frames");  // no result files here
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("cannot open ./EXEC.Bdsp"), std::string::npos) << r.err;
   test::write_file("EXEC.Bdsp", std::string(40, 'x'));
   test::write_file("EXEC.Bstr", std::string(60, 'x'));
-  r = run_tool("frames");
+  r = test::run_tool("frames");
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("not a result file"), std::string::npos) << r.err;
 
@@ -90,11 +72,11 @@ TEST(ResultsTool, HelpAndRefusals) {
   write_two_frames(m);
   for (const char* args : {"frame 3", "frame 0", "frame x", "frame 1 elements", "history",
                            "history 1x", "history 999", "frames 1", "vtu a b"}) {
-    r = run_tool(args);
+    r = test::run_tool(args);
     EXPECT_EQ(r.status, 2) << args;
     EXPECT_FALSE(r.err.empty()) << args;
   }
-  r = run_tool("vtu");  // no deck
+  r = test::run_tool("vtu");  // no deck
   EXPECT_EQ(r.status, 2);
   EXPECT_NE(r.err.find("EXEC.INP"), std::string::npos) << r.err;
 }
@@ -103,30 +85,30 @@ TEST(ResultsTool, FramesFrameAndHistory) {
   test::ScratchDir dir;
   model::Model m;
   write_two_frames(m);
-  Ran r = run_tool("frames");
+  test::RunResult r = test::run_tool("frames");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out,
             "frame,step,time,nnode,nf,nr,nl,nc,nshell,nsolid,nrubb,ntruss\n"
             "1,1,0.5,6,1,1,0,0,1,2,1,1\n2,2,1,6,1,1,0,0,1,2,1,1\n");
-  r = run_tool("frame last nodes");
+  r = test::run_tool("frame last nodes");
   ASSERT_EQ(r.status, 0) << r.err;
   auto t = csv(r.out);
   ASSERT_EQ(t.size(), 7u);
   EXPECT_EQ(t[2], (std::vector<std::string>{"102", "0.5", "0", "0", "0", "0", "0", "0", "0", "0"}));
   EXPECT_EQ(t[4][6], "-7");
   EXPECT_EQ(t[1][7], "3");
-  r = run_tool("frame 1");
+  r = test::run_tool("frame 1");
   ASSERT_EQ(r.status, 0) << r.err;
   for (const char* h : {"node,ux", "\n\nelement,layer,state", "\n\nelement,state,s1", "\n\nelement,s1",
                         "\n\nelement,strain,force\n1003,0,42\n"})
     EXPECT_NE(r.out.find(h), std::string::npos) << h;
-  r = run_tool("frame 1 solids");
+  r = test::run_tool("frame 1 solids");
   t = csv(r.out);
   ASSERT_EQ(t.size(), 3u);
   EXPECT_EQ(t[1][0], "1001");
   EXPECT_EQ(t[1][2], "12");   // s1
   EXPECT_EQ(t[1][21], "12");  // equivalent stress
-  r = run_tool("-C . history 102 101");
+  r = test::run_tool("-C . history 102 101");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out,
             "frame,step,time,RX,RY,RZ,ux_102,uy_102,uz_102,ux_101,uy_101,uz_101\n"
@@ -171,7 +153,7 @@ TEST(ResultsTool, ParaViewFilesOfASolvedBarReadBackByMeshio) {
                                    test::end_traction(b, b.LX, 5.0) + held + "END\n");
   ASSERT_NE(test::run_ossa().out.find("##$$ExSv end 1 1"), std::string::npos);
   ASSERT_EQ(std::system("mkdir out"), 0);
-  const Ran r = run_tool("vtu out");
+  const test::RunResult r = test::run_tool("vtu out");
   ASSERT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "out/EXEC_0001.vtu\nout/EXEC.pvd\n");
   EXPECT_NE(test::read_file("out/EXEC.pvd").find("timestep=\"1\" group=\"\" part=\"0\" file=\"EXEC_0001.vtu\""),

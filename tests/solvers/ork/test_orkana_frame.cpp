@@ -1,10 +1,7 @@
 // ORK in the solver frame: the two memory stops, and a bad pattern that
 // leaves no analysis.
 #include <gtest/gtest.h>
-#include <stdlib.h>
-#include <unistd.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
@@ -12,21 +9,15 @@
 #include "model/model.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/ork/test_orkana_pat.hpp"
+#include "testutil.hpp"
 
 namespace {
 
 using namespace ossa;
 using namespace ossa::solvers;
 
-void intemp() {
-  char dir[] = "/tmp/ossa_orkXXXXXX";
-  ASSERT_NE(mkdtemp(dir), nullptr);
-  ASSERT_EQ(chdir(dir), 0);
-}
-
 void setup(model::Model& m, const orkpat::Pattern& p, int mb) {
-  model::MODELRESET(m);
-  ASSERT_TRUE(base::open_text_out(m.unit(m.UNIT(2)), "EXEC.LOG"));
+  ossa::test::open_log(m);
   m.KK(22) = p.n;
   m.KK(26) = static_cast<int>(p.ja.size());
   m.KK(27) = mb;
@@ -34,13 +25,6 @@ void setup(model::Model& m, const orkpat::Pattern& p, int mb) {
   ASSERT_TRUE(m.JA.allocate(static_cast<long>(p.ja.size())));
   std::copy(p.ia.begin(), p.ia.end(), m.IA.data());
   std::copy(p.ja.begin(), p.ja.end(), m.JA.data());
-}
-
-std::vector<std::string> loglines() {
-  std::ifstream f("EXEC.LOG");
-  std::vector<std::string> l;
-  for (std::string s; std::getline(f, s);) l.push_back(s);
-  return l;
 }
 
 std::string memline(double mb) {
@@ -51,7 +35,7 @@ std::string memline(double mb) {
 }
 
 TEST(OrkFrameDeath, BudgetTestBeforeAllocation) {
-  intemp();
+  ossa::test::ScratchDir dir;
   const orkpat::Pattern p = orkpat::tetcube(1);
   EXPECT_EXIT(
       {
@@ -62,7 +46,7 @@ TEST(OrkFrameDeath, BudgetTestBeforeAllocation) {
       ::testing::ExitedWithCode(0), "");
   const long words = p.n + 1 + static_cast<long>(p.ja.size());
   const double mb = (5.0 * p.n + 2.0 * p.ja.size() + words) * 4.0e-6;
-  const std::vector<std::string> l = loglines();
+  const std::vector<std::string> l = ossa::test::read_lines("EXEC.LOG");
   ASSERT_GE(l.size(), 4u);
   EXPECT_EQ(l[0], "");
   EXPECT_EQ(l[1], memline(mb));
@@ -73,7 +57,7 @@ TEST(OrkFrameDeath, BudgetTestBeforeAllocation) {
 // A budget that passes the first test but leaves the scratch too small: the
 // shortfall counts eight-byte reals.
 TEST(OrkFrameDeath, ScratchTooSmall) {
-  intemp();
+  ossa::test::ScratchDir dir;
   const orkpat::Pattern p = orkpat::tetcube(12);
   const long nz = static_cast<long>(p.ja.size());
   const long words = p.n + 1 + nz;
@@ -91,7 +75,7 @@ TEST(OrkFrameDeath, ScratchTooSmall) {
         ORKPREP(m, 4);
       },
       ::testing::ExitedWithCode(0), "");
-  const std::vector<std::string> l = loglines();
+  const std::vector<std::string> l = ossa::test::read_lines("EXEC.LOG");
   ASSERT_GE(l.size(), 3u);
   EXPECT_EQ(l[1], memline((2 * (4.0 * p.n + nz + 1 + 101) - free / 2) * 8.0e-6));
   EXPECT_EQ(l[3], "  -5  4");
@@ -100,7 +84,7 @@ TEST(OrkFrameDeath, ScratchTooSmall) {
 // Bad rows leave no analysis: the status stays in ERRSTATE and the tree is
 // empty, which the factorisation refuses.
 TEST(OrkFrame, BadPatternLeavesEmptyTree) {
-  intemp();
+  ossa::test::ScratchDir dir;
   orkpat::Pattern p = orkpat::tetcube(1);
   p.ja[1] = p.ja[2];  // a repeated column in row 1
   model::Model m;
