@@ -147,6 +147,7 @@ TEST(LinearJob, EnforcedLinearFieldIsReproducedWithItsEnergy) {
     }
   run(head(b, test::cntrl(0, 0, 10, 1e-8), 2) + b.mesh_cards(nu, E) + test::ngld(1) + test::nplnk(nb) +
       test::nload(2, nb) + test::tblld(0.0, 0.0) + test::tblld(1.0, 1.0) + disps + held + "END\n");
+  test::expect_golden_log("static_enforced");
   for (int k = 1; k <= 2; ++k) {
     const double s = 0.5 * k;
     const results::Frame f = test::result_frame(k);
