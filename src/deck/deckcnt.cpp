@@ -39,12 +39,18 @@ std::int32_t kukan_count(Model& m, const Card& c, std::int32_t n) {
 void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n) {
   n = DeckCounts{};
   base::rewind_unit(inp);
-  Card c;
+  Card c, longest;  // the "NLOAD" card of the longest table
   for (;;) {
     if (!READCARD(m, c, 80)) DECKFAULT(m, c, "END OF FILE BEFORE THE \"END\" CARD");
     ++n.CARDS[c.key];
     switch (c.key) {
-      case K_END: return;
+      case K_END:
+        // Each table row is a "TBLLD" card: a longer table cannot be filled,
+        // and must not be allocated first.
+        if (n.MAXLDT > n.CARDS[K_TBLLD])
+          FIELDFAIL(m, longest, 11, 15, "A TABLE OF " + std::to_string(n.MAXLDT) + " POINTS, BUT THE DECK HAS " +
+                                            std::to_string(n.CARDS[K_TBLLD]) + " \"TBLLD\" CARDS.");
+        return;
       case K_CNTND: n.NNODE = nonneg(IFIELD(m, c, 11, 20)); break;
       case K_CNTEL: {
         // The five counts add up to NELEM, three gap elements a gap card.
@@ -67,7 +73,10 @@ void DECKCNT(Model& m, base::Unit& inp, DeckCounts& n) {
         break;
       case K_KUKAN: n.NSTEP = kukan_count(m, c, n.NSTEP); break;
       case K_NGLD: n.NLOAD = nonneg(IFIELD(m, c, 6, 10)); break;
-      case K_NLOAD: n.MAXLDT = maxof(n.MAXLDT, IFIELD(m, c, 11, 15)); break;
+      case K_NLOAD:
+        if (IFIELD(m, c, 11, 15) > n.MAXLDT) longest = c;
+        n.MAXLDT = maxof(n.MAXLDT, IFIELD(m, c, 11, 15));
+        break;
       case K_FORCE: ++n.NFORCE; break;
       case K_DIRFC: ++n.NDIRFC; break;
       case K_PRESS: ++n.NPRESS; break;

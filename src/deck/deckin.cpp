@@ -130,8 +130,8 @@ void line_arrays(Model& m, Reader& r) {
 // count before anything is allocated (a count far above the cards present
 // must not cost its size in memory and time), and again on the cards stored.
 void check_shortfall(Model& m, const std::int32_t* have) {
-  static constexpr Key MUST[] = {K_NODE, K_SOLID, K_SHELL, K_GAP, K_RUBB,
-                                 K_TRUSS, K_PLNK,  K_BODY,  K_CSURF};
+  static constexpr Key MUST[] = {K_NODE, K_SOLID, K_SHELL, K_GAP,  K_RUBB,
+                                 K_TRUSS, K_PLNK, K_NLOAD, K_BODY, K_CSURF};
   for (const Key k : MUST) {
     const long lim = room(m, k);
     if (have[k] < lim)

@@ -122,7 +122,7 @@ TEST(DeckBadInput, TrussNamesNoTable) {
 // reach past their cards: the card stops at once, named with its columns.
 TEST(DeckBadInput, NumbersUsedAsIndexesStayInRange) {
   test::ScratchDir dir;
-  const std::string ngld = Card("NGLD").i(6, 10, 1), nload = Card("NLOAD").i(11, 15, 1).i(16, 25, 1);
+  const std::string ngld = Card("NGLD").i(6, 10, 1), nload = Card("NLOAD").i(16, 25, 1);
   const std::string tbl = Card("TBLLD").f(6, 20, "1.0"), force = Card("FORCE").i(6, 15, 10);
   auto cbody = [](long i, long j) {
     return std::vector<std::string>{Card("NBODY").i(6, 10, 2), Card("BODY"), Card("BODY"),
@@ -144,8 +144,10 @@ TEST(DeckBadInput, NumbersUsedAsIndexesStayInRange) {
       {tet(cbody(0, 1)), "15, COLUMNS 6-10, CARD \"CBODY\": BODY 0 IS OUTSIDE 1..2."},
       {tet({ngld, Card("NLOAD").i(11, 15, 1).i(16, 25, 3), tbl, force}),
        "13, COLUMNS 16-25, CARD \"NLOAD\": GROUP 1 TAKES \"FORCE\" CARDS 1 TO 3, BUT THE DECK HAS 1."},
-      {tet({ngld, Card("NLOAD").i(11, 15, 2).i(16, 25, 1), tbl, force}),
+      {tet({Card("NGLD").i(6, 10, 2), Card("NLOAD").i(11, 15, 2).i(16, 25, 1), tbl, force, nload, tbl}),
        "13, COLUMNS 11-15, CARD \"NLOAD\": GROUP 1 STATES 2 TABLE POINTS, BUT 1 \"TBLLD\" CARDS FOLLOW."},
+      {tet({ngld, Card("NLOAD").i(11, 15, 5).i(16, 25, 1), tbl, force}),
+       "13, COLUMNS 11-15, CARD \"NLOAD\": A TABLE OF 5 POINTS, BUT THE DECK HAS 1 \"TBLLD\" CARDS."},
       {one_tet_with(PROPT_CARD, test::propt(0, 1, 1, 0, 2, 1, {"0.3"})),
        "11, COLUMNS 7-7, CARD \"PROPT\": \"VEL\" ROW 1 IS OUTSIDE 0..0."},
       {one_tet_with(PROPT_CARD, test::propt(0, 0, 1, 3, 2, 1, {"0.3"})),
@@ -182,7 +184,7 @@ TEST(DeckBadInput, GroupCardBeforeTheFirstLoadGroup) {
   test::ScratchDir dir;
   expect_message(
       read_bad_deck(test::one_tet({Card("NGLD").i(6, 10, 1), Card("FORCE").i(6, 15, 10),
-                                   Card("NLOAD").i(11, 15, 1).i(16, 25, 1)})),
+                                   Card("NLOAD").i(16, 25, 1)})),
       "EXEC.INP, LINE 13: \"FORCE\" CARD BEFORE THE FIRST \"NLOAD\" CARD.");
   expect_message(read_bad_deck(test::one_tet({Card("TBLLD").f(6, 20, "1.0")})),
                  "EXEC.INP, LINE 12: \"TBLLD\" CARD BEFORE THE FIRST \"NLOAD\" CARD.");
@@ -213,6 +215,8 @@ TEST(DeckBadInput, FewerCardsThanCounted) {
   expect_message(read_bad_deck(d), "ONLY 1 \"PLNK\" CARDS FOR THE 2 THAT \"NPLNK\" STATES.");
   d.insert(d.end() - 1, {Card("PLNK").i(6, 15, 20), Card("NBODY").i(6, 10, 10111), Card("BODY")});
   expect_message(read_bad_deck(d), "ONLY 1 \"BODY\" CARDS FOR THE 10111 THAT \"NBODY\" STATES.");
+  d.insert(d.end() - 1, Card("NGLD").i(6, 10, 3));
+  expect_message(read_bad_deck(d), "ONLY 0 \"NLOAD\" CARDS FOR THE 3 THAT \"NGLD\" STATES.");
 }
 
 TEST(DeckBadInput, TableRowsCutShortStopTheReader) {
