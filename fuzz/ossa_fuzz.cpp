@@ -27,6 +27,10 @@ int main() {
   {
     Model probe;
     if (!ossa::job::JOBOPEN(probe)) return 2;
+    // A time table of millions of stations is as long to build as asked.
+    ossa::deck::DeckCounts n;
+    ossa::deck::DECKCNT(probe, probe.unit(probe.UNIT(1)), n);
+    if (n.NSTEP > 1000000) return 0;
     ossa::deck::DECKIN(probe);  // a bad deck stops here as it does in the job
     if (asked(probe) > BUDGET) return 0;
   }
