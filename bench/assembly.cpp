@@ -22,7 +22,8 @@ int main(int argc, char** argv) {
                 "  (target 2 s)\n",
                 solver == 1 ? "lower" : "upper", m.NELEM(), m.NEQ(), m.KK(26), sw.wall(), sw.cpu());
     sw = ossa::bench::Stopwatch();
-    ossa::solution::FORCEREC(m);
+    ossa::base::Arr2<double> nodamp;
+    ossa::solution::FORCEREC(m, nodamp, 0);
     std::printf("FORCEREC            : %.3f s wall, %.3f s processor\n", sw.wall(), sw.cpu());
   }
   return 0;

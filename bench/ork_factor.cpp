@@ -27,12 +27,12 @@
 #include "solution/assembly.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/ork/orkfact.hpp"
-#include "../tests/solvers/ork/orkmats.hpp"
+#include "mats.hpp"
 
 extern "C" void openblas_set_num_threads(int);
 
 using namespace ossa::solvers;
-using ossa::testing::UpperCsr;
+using ossa::bench::UpperCsr;
 
 namespace {
 
@@ -56,10 +56,10 @@ Rate dgemm_rate() {
 }
 
 double resid(const UpperCsr& A, const std::vector<double>& x, const std::vector<double>& b) {
-  const auto y = ossa::testing::csr_mult(A, x);
+  const auto y = ossa::bench::csr_mult(A, x);
   double r = 0.0, xm = 0.0;
   for (int i = 0; i < A.n; ++i) { r = std::max(r, std::fabs(y[i] - b[i])); xm = std::max(xm, std::fabs(x[i])); }
-  return r / (ossa::testing::csr_norm(A) * xm);
+  return r / (ossa::bench::csr_norm(A) * xm);
 }
 
 struct Res { double tfact = 0, cfact = 0, tsolve = 0, flops = 0, res = 0; };
@@ -199,7 +199,7 @@ UpperCsr femur_matrix(double H) {
   if (!mkdtemp(tmpl) || chdir(tmpl) != 0) std::exit(1);
   ossa::example::FemurOptions o;
   o.H = H;
-  o.SOLVER = -2;  // the upper half, without preparing a solver
+  o.SOLVER = -1;  // read as an ORK job, assembled below without a solver
   std::FILE* f = std::fopen("EXEC.INP", "w");
   if (!f) std::exit(1);
   ossa::example::write_femur_deck(f, o);
@@ -207,6 +207,7 @@ UpperCsr femur_matrix(double H) {
   static ossa::model::Model m;
   if (!ossa::job::JOBOPEN(m)) std::exit(1);
   ossa::deck::DECKIN(m);
+  m.KK(21) = 3;  // the direct solvers' upper half, with no solver prepared by the index
   ossa::model::MODELALLOC(m);
   ossa::model::ELEM_INIT(m);
   ossa::model::DOFINIT(m);
@@ -235,7 +236,7 @@ int main(int argc, char** argv) {
     const bool femur = c.rfind("femur", 0) == 0;
     const double size = std::atof(c.c_str() + (femur ? 5 : 0));
     const int nc = static_cast<int>(size);
-    const UpperCsr A = femur ? femur_matrix(size) : ossa::testing::tet_stiffness(nc, nc, nc);
+    const UpperCsr A = femur ? femur_matrix(size) : ossa::bench::tet_stiffness(nc, nc, nc);
     std::vector<double> b(A.n);
     for (int i = 0; i < A.n; ++i) b[i] = std::sin(0.37 * i);
     if (femur) std::printf("femur, cubes of %.2f mm, %d equations, %ld entries in the upper half\n", size, A.n, A.nz());
