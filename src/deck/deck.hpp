@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "model/model.hpp"
 
@@ -51,7 +53,10 @@ struct Reader {
   std::int32_t NGAPCARD = 0;     // gap elements made so far (three a card)
   std::int32_t LDGROUP = 0;      // current load group, 0 before the first "NLOAD"
   std::int32_t NTBL = 0;         // "TBLLD" rows of the current group
-  std::int32_t NSTEPS = 0;       // stations of T filled so far
+  std::int32_t NSTEPS = 0;       // stations of T taken so far
+  // "KUKAN" groups (end time, count) in card order: the table is built after
+  // the last card, so that a deck that stops costs nothing for its length.
+  std::vector<std::pair<double, std::int32_t>> TGROUPS;
   base::Arr1<std::int32_t> LINE[K_COUNT];  // line of the i-th card of a kind
   base::Arr1<std::int32_t> ELEMLINE;       // line of the card of each ELEM record
   explicit Reader(Model& mm) : m(mm) {}
@@ -95,6 +100,7 @@ void PRPLTRD(Model& m, const Card& c);     // "PRPLT" and "PRPL2"
 void PROPTRD(Reader& r);
 void TRSTBRD(Reader& r);                   // reads the table's rows as well
 void KUKANRD(Reader& r);
+void TIMETABLE(Model& m, const Reader& r);  // T(1..NSTEP) from the "KUKAN" groups
 void LOADCARD(Reader& r);                  // "NLOAD", "TBLLD" and the four data cards
 void GROUPCHK(const Reader& r);            // the load group just closed is whole
 void LINKCARD(Reader& r);                  // "PLNK", "SPLNK", "VEL"

@@ -245,6 +245,7 @@ void DECKFIN(Model& m, const Reader& r) {
   m.PROPFP.deallocate();
   m.TRSN.deallocate();
   m.TRSTBL.deallocate();
+  TIMETABLE(m, r);
 }
 
 }  // namespace ossa::deck

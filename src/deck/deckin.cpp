@@ -19,7 +19,7 @@ void DECKALLOC(Model& m, const DeckCounts& n) {
   a(m.GAPREC.allocate(n.NGAP));
   a(m.RUBREC.allocate(n.NRUBB));
   a(m.TRSREC.allocate(n.NTRUSS));
-  a(m.T.allocate(base::Dim(0, n.NSTEP)));
+  a(m.T.allocate_raw(base::Dim(0, n.NSTEP)));  // filled whole after the last card
   a(m.LOADSET.allocate(4, n.NLOAD));
   a(m.TBL.allocate(n.MAXLDT, 2, n.NLOAD));
   a(m.FRCNOD.allocate(n.NFORCE));

@@ -11,20 +11,12 @@ std::int32_t I(const Reader& r, int c1, int c2) {
   return static_cast<std::int32_t>(IFIELD(r.m, r.card, c1, c2));
 }
 
-// One group of a "KUKAN" card: `count` stations up to `tend`, each the
-// previous one plus a constant step, so that rounding accumulates as it
-// does in the running sum.
+// One group of a "KUKAN" card: `count` stations up to `tend`.
 void time_group(Reader& r, double tend, std::int32_t count) {
   if (count <= 0) return;
-  Model& m = r.m;
-  if (r.NSTEPS + static_cast<long>(count) > m.NSTEP())
-    DECKFAULT(m, r.card, "MORE TIME INTERVALS THAN THE COUNTING PASS FOUND");
-  double t0 = m.T(r.NSTEPS);
-  const double dt = (tend - t0) / count;
-  for (int k = 1; k <= count; ++k) {
-    t0 = t0 + dt;
-    m.T(r.NSTEPS + k) = t0;
-  }
+  if (r.NSTEPS + static_cast<long>(count) > r.m.NSTEP())
+    DECKFAULT(r.m, r.card, "MORE TIME INTERVALS THAN THE COUNTING PASS FOUND");
+  r.TGROUPS.emplace_back(tend, count);
   r.NSTEPS += count;
 }
 
@@ -78,6 +70,21 @@ void KUKANRD(Reader& r) {
   time_group(r, RFIELD(m, c, 31, 45), I(r, 46, 55));
   if (base::is_blank(base::field(c.img, 56, 70))) return;
   time_group(r, RFIELD(m, c, 56, 70), I(r, 71, 80));
+}
+
+// Each station the previous one plus a constant step, so that rounding
+// accumulates as it does in the running sum.
+void TIMETABLE(Model& m, const Reader& r) {
+  std::int32_t it = 0;
+  for (const auto& [tend, count] : r.TGROUPS) {
+    double t0 = m.T(it);
+    const double dt = (tend - t0) / count;
+    for (int k = 1; k <= count; ++k) {
+      t0 = t0 + dt;
+      m.T(it + k) = t0;
+    }
+    it += count;
+  }
 }
 
 }  // namespace ossa::deck
