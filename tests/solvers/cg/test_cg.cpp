@@ -40,7 +40,17 @@ TEST(CgSolve, ReachesTheToleranceWithEitherPreconditioner) {
     lap.at(i, i) = 2.0;
     if (i > 0) lap.at(i, i - 1) = lap.at(i - 1, i) = -1.0;
   }
-  for (const test::Sym& s : {test::node_blocks(60, true, 0.05, 3), lap})
+  // Scalar unknowns coupled in random pairs: rows that extend the one before
+  // by a column other than it, which must not be grouped with it.
+  test::Sym pairs{150, std::vector<double>(150 * 150, 0.0)};
+  const std::vector<double> v = test::random_vec(600, 5);
+  for (int k = 0; k < 300; k += 2) {
+    const int i = static_cast<int>(std::fabs(v[k]) * 150), j = static_cast<int>(std::fabs(v[k + 1]) * 150);
+    if (i == j) continue;
+    pairs.at(i, i) += 1.0, pairs.at(j, j) += 1.0, pairs.at(i, j) -= 0.9, pairs.at(j, i) -= 0.9;
+  }
+  for (int i = 0; i < 150; ++i) pairs.at(i, i) += 0.1;
+  for (const test::Sym& s : {test::node_blocks(60, true, 0.05, 3), lap, pairs})
     for (int precon : {0, 1}) {
       model::Model m;
       test::open_log(m);
