@@ -1,5 +1,5 @@
-// ORK in the solver frame: the two memory stops, and a bad pattern that
-// leaves no analysis.
+// ORK in the solver frame: the two memory stops, before the analysis and
+// when its scratch is too small.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -79,23 +79,6 @@ TEST(OrkFrameDeath, ScratchTooSmall) {
   ASSERT_GE(l.size(), 3u);
   EXPECT_EQ(l[1], memline((2 * (4.0 * p.n + nz + 1 + 101) - free / 2) * 8.0e-6));
   EXPECT_EQ(l[3], "  -5  4");
-}
-
-// Bad rows leave no analysis: the status stays in ERRSTATE and the tree is
-// empty, which the factorisation refuses.
-TEST(OrkFrame, BadPatternLeavesEmptyTree) {
-  ossa::test::ScratchDir dir;
-  orkpat::Pattern p = orkpat::tetcube(1);
-  p.ja[1] = p.ja[2];  // a repeated column in row 1
-  model::Model m;
-  setup(m, p, 100);
-  ORKANA(m, 1000000, 1, 0);
-  EXPECT_EQ(m.ORK.ERRSTATE, ORK_BADJA);
-  EXPECT_EQ(m.ORK.ORKI(HNSUP), 0);
-  EXPECT_FALSE(m.ORK.ORKR.allocated());
-  m.KK(26) += 1;  // IA no longer ends where JA does
-  ORKANA(m, 1000000, 1, 0);
-  EXPECT_EQ(m.ORK.ERRSTATE, ORK_BADIA);
 }
 
 }  // namespace
