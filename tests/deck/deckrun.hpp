@@ -54,14 +54,6 @@ inline std::vector<std::string> read_deck(model::Model& m, const std::vector<std
   return read_lines("EXEC.LOG");
 }
 
-// The log from the line `first` on (empty when it is missing).
-inline std::vector<std::string> from_line(const std::vector<std::string>& log,
-                                          const std::string& first) {
-  for (std::size_t k = 0; k < log.size(); ++k)
-    if (log[k] == first) return {log.begin() + static_cast<long>(k), log.end()};
-  return {};
-}
-
 // Cards of the model, written as a user writes them.
 inline std::string cntnd(long n) { return Card("CNTND").i(11, 20, n); }
 inline std::string cntel(long sol, long shl, long gap, long rub, long trs) {
@@ -73,14 +65,8 @@ inline std::string node(long id, const char* x, const char* y, const char* z) {
 inline std::string tet(const char* kw, long id, long a, long b, long c, long d) {
   return Card(kw).i(6, 15, id).i(16, 25, a).i(26, 35, b).i(36, 45, c).i(46, 55, d);
 }
-inline std::string shell(long id, long a, long b, long c, const char* thick) {
-  return Card("SHELL").i(6, 15, id).i(16, 25, a).i(26, 35, b).i(36, 45, c).f(51, 60, thick);
-}
 inline std::string truss(long id, long a, long b) {
   return Card("TRUSS").i(6, 15, id).i(16, 25, a).i(26, 35, b);
-}
-inline std::string gap(long a1, long a2, long a3, long b1, long b2, long b3) {
-  return Card("GAP").i(6, 15, a1).i(16, 25, a2).i(26, 35, a3).i(36, 45, b1).i(46, 55, b2).i(56, 65, b3);
 }
 // A material row: group, "VEL" row, bone flag, yield type, element code,
 // element number, then up to nine reals from column 21 on.
