@@ -8,7 +8,7 @@
 
 #include "base/fmt.hpp"
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -37,14 +37,14 @@ void solver_code(Model& m, std::int32_t sel) {
 // The three checks of the analysis kind against the element kinds.
 void cntrl_checks(Model& m, std::int32_t sel) {
   if (m.KK(1) == 0 && m.NRUBB() > 0) {
-    job::LOGMSG(m, "RUBBERLIKE MATERIAL IS AVAILABLE ONLY IN ");
-    job::LOGLINE(m, " GEOMETRICAL NONLINEAR ANALYSIS.");
-    job::ERRSTOP(m, -2, 0, m.UNIT(2));
+    model::LOGMSG(m, "RUBBERLIKE MATERIAL IS AVAILABLE ONLY IN ");
+    model::LOGLINE(m, " GEOMETRICAL NONLINEAR ANALYSIS.");
+    model::ERRSTOP(m, -2, 0, m.UNIT(2));
   }
   if (m.KK(1) == 1 && m.NGAP() > 0)
-    job::FAIL(m, "GAP ELEMEMT IS AVAILABLE ONLY IN INFINITESIMAL ANALYSIS.", -2);
+    model::FAIL(m, "GAP ELEMEMT IS AVAILABLE ONLY IN INFINITESIMAL ANALYSIS.", -2);
   if (sel >= 0 && m.NRUBB() > 0)
-    job::FAIL(m, "CG METHOD IS NOT AVAILABLE FOR RUBBERLIKE MATERIAL.", -2);
+    model::FAIL(m, "CG METHOD IS NOT AVAILABLE FOR RUBBERLIKE MATERIAL.", -2);
 }
 
 }  // namespace
@@ -113,8 +113,8 @@ void PRPLTRD(Model& m, const Card& c) {
 // job goes to the processor path.
 void DEVCHECK(Model& m) {
   m.KK(28) = -1;
-  job::LOGLINE(m, base::fX(11) + " * * *   GPU DEVICE CHECK   * * *");
-  job::LOGLINE(m, base::fX(21) + "Error: Device No. is changed into '-1(CPU)'");
+  model::LOGLINE(m, base::fX(11) + " * * *   GPU DEVICE CHECK   * * *");
+  model::LOGLINE(m, base::fX(21) + "Error: Device No. is changed into '-1(CPU)'");
 }
 
 }  // namespace ossa::deck

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -131,7 +131,7 @@ void truss_fields(Model& m, int row, long line, model::TRSREC& s) {
   s.TABLE = tab;
   s.NPT = n;
   const int st = s.CURVE.allocate(n, 2) ? 0 : 1;
-  job::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
+  model::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
   for (int j = 1; j <= n; ++j)
     for (int c = 1; c <= 2; ++c) s.CURVE(j, c) = m.TRSTBL(j, c, tab);
 }
@@ -160,7 +160,7 @@ void copy_rows(Model& m, const Reader& r) {
   for (int k = 13; k <= 17; ++k) if (m.KK(k) > most) most = m.KK(k);
   base::Arr2<std::int32_t> owner;  // line of the row of each (kind, index), 0 none
   const int st = owner.allocate(5, most) ? 0 : 1;
-  job::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
+  model::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
   for (int row = 1; row <= nrow; ++row) {
     const long line = r.LINE[K_PROPT](row);
     const int i = row_target(m, row, line, owner);

@@ -1,7 +1,7 @@
 #include <string>
 
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -51,7 +51,7 @@ void DECKALLOC(Model& m, const DeckCounts& n) {
   m.NTRSTB = n.NTRSTB;
   m.MAXPTS = n.MAXPTS;
   m.MAXLDT = n.MAXLDT;
-  job::ALLOCCHK(m, st, k, 0, m.UNIT(2));
+  model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
 }
 
 namespace {
@@ -125,7 +125,7 @@ void line_arrays(Model& m, Reader& r) {
     st[k] = r.LINE[k].allocate(lim > 0 ? lim : 0) ? 0 : 1;
   }
   st[K_COUNT] = r.ELEMLINE.allocate(m.NELEM()) ? 0 : 1;
-  job::ALLOCCHK(m, st, K_COUNT + 1, 0, m.UNIT(2));
+  model::ALLOCCHK(m, st, K_COUNT + 1, 0, m.UNIT(2));
 }
 
 // Cards whose records every later stage reads must all be there: a record
@@ -137,7 +137,7 @@ void check_shortfall(Model& m, const std::int32_t* have) {
   for (const Key k : MUST) {
     const long lim = room(m, k);
     if (have[k] < lim)
-      job::FAIL(m, "ONLY " + std::to_string(have[k]) + " \"" + KEYNAME(k) + "\" CARDS FOR THE " +
+      model::FAIL(m, "ONLY " + std::to_string(have[k]) + " \"" + KEYNAME(k) + "\" CARDS FOR THE " +
                        std::to_string(lim) + " THAT " + count_card(k) + " STATES.", -2);
   }
 }
@@ -150,7 +150,7 @@ void DECKIN(Model& m) {
   DeckCounts n;
   DECKCNT(m, inp, n);
   store_counts(m, n);
-  if (n.NGAP > 0 && n.NBODY > 0) job::FAIL(m, "GAP ELEMENT IS NOT AVAILABLE IN CONTACT ANALYSIS.", -2);
+  if (n.NGAP > 0 && n.NBODY > 0) model::FAIL(m, "GAP ELEMENT IS NOT AVAILABLE IN CONTACT ANALYSIS.", -2);
   check_shortfall(m, n.CARDS);
   DECKALLOC(m, n);
 

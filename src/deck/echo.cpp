@@ -4,7 +4,7 @@
 
 #include "base/fmt.hpp"
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -17,16 +17,16 @@ std::string text33(std::string s) {
 
 struct Echo {
   Model& m;
-  void blank() { job::LOGLINE(m, ""); }
+  void blank() { model::LOGLINE(m, ""); }
   void head(const char* h) {
     blank();
-    job::LOGLINE(m, h);
+    model::LOGLINE(m, h);
     blank();
   }
-  void text(const char* label, const std::string& v) { job::LOGLINE(m, label + text33(v)); }
+  void text(const char* label, const std::string& v) { model::LOGLINE(m, label + text33(v)); }
   void yesno(const char* label, int v) { text(label, v == 1 ? "YES" : "NO"); }
-  void intv(const char* label, long v) { job::LOGLINE(m, label + base::fI0(v)); }
-  void real(const char* label, double v) { job::LOGLINE(m, label + base::fPE(v, 10, 4)); }
+  void intv(const char* label, long v) { model::LOGLINE(m, label + base::fI0(v)); }
+  void real(const char* label, double v) { model::LOGLINE(m, label + base::fPE(v, 10, 4)); }
 };
 
 std::string solver_name(const Model& m) {
@@ -59,7 +59,7 @@ void solution(Echo& e) {
   e.intv("     NUMBER OF STEPS        : ", m.KK(4));
   e.real("     END TIME               : ", m.T(m.NSTEP()));
   e.intv("     ITERATION LIMIT        : ", m.KK(6));
-  job::LOGLINE(e.m, "     MATERIAL NONLINEAR");
+  model::LOGLINE(e.m, "     MATERIAL NONLINEAR");
   e.intv("         ITERATION TYPE     : ", m.KK(34));
   e.intv("         ITERATION LIMIT    : ", m.KK(35));
   e.intv("         NUMBER OF SUBSTEPS : ", m.KK(5));
@@ -106,7 +106,7 @@ void contact_and_parameters(Echo& e) {
 void DECKECHO(Model& m) {
   Echo e{m};
   e.head(" ***** INPUT DATA *****");
-  job::LOGLINE(m, "   * ANALYSIS TYPE");
+  model::LOGLINE(m, "   * ANALYSIS TYPE");
   e.blank();
   analysis(e);
   e.head("   * SOLUTION CONTROL");

@@ -3,7 +3,7 @@
 // rather than running without it and reporting a result that ignores it.
 // Each row goes when its capability lands.
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -35,7 +35,7 @@ constexpr Missing MISSING[] = {
 
 void NOTYET(Model& m) {
   for (const Missing& x : MISSING)
-    if (x.asks(m)) job::FAIL(m, std::string(x.what) + " IS NOT AVAILABLE IN THIS VERSION.", -2);
+    if (x.asks(m)) model::FAIL(m, std::string(x.what) + " IS NOT AVAILABLE IN THIS VERSION.", -2);
 }
 
 }  // namespace ossa::deck

@@ -2,7 +2,7 @@
 
 #include "base/fields.hpp"
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -24,11 +24,11 @@ void DECKFAULT(const Model& m, const Card& c, const std::string& what, int c1, i
   const char* key = KEYNAME(c.key);
   if (*key) msg += ", CARD \"" + std::string(key) + "\"";
   msg += ": " + what;
-  job::FILESTOP(const_cast<Model&>(m), msg);
+  model::FILESTOP(const_cast<Model&>(m), msg);
 }
 
 void INPUTFAIL(Model& m, long line, const std::string& what) {
-  job::FAIL(m, std::string(model::UNIT_FILE[0]) + ", LINE " + std::to_string(line) + ": " + what,
+  model::FAIL(m, std::string(model::UNIT_FILE[0]) + ", LINE " + std::to_string(line) + ": " + what,
             -2);
 }
 

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::elements {
 
@@ -71,7 +71,7 @@ void listing(model::Model& mdl, int unit, const double* A, int n, int nd) {
   }
   listing(mdl, unit, A, n, nd);
   put(mdl, unit, "*** ERROR STOP IN MATINV ***");
-  job::ERRSTOP(mdl, -1, 0, unit);
+  model::ERRSTOP(mdl, -1, 0, unit);
 }
 
 // Swaps rows r1 and r2 of X(nd, ncol).
@@ -92,7 +92,7 @@ void MATINV(model::Model& mdl, double* A, int n, int nd, double* B, int m, doubl
   // ---- check inputs
   if (n > MAXORDER) {
     put(mdl, LOGUNIT, "0  REQUIRED DIMENSION=" + fI(n, 6) + " IS OVER 2000 IN MATINV");
-    job::ERRSTOP(mdl, -1, 0, LOGUNIT);
+    model::ERRSTOP(mdl, -1, 0, LOGUNIT);
   }
   DET = 1.0;
   if (n < 1) return;
@@ -120,7 +120,7 @@ void MATINV(model::Model& mdl, double* A, int n, int nd, double* B, int m, doubl
       put(mdl, LOGUNIT, "ERROR OCCURRED COLUMN =" + fI(icol + 1, 6));
       put(mdl, LOGUNIT, "* MATRIX IMAGE LIST *   MATRIX SIZE=" + fI(n, 6));
       listing(mdl, LOGUNIT, A, n, nd);
-      job::ERRSTOP(mdl, -1, 0, LOGUNIT);
+      model::ERRSTOP(mdl, -1, 0, LOGUNIT);
     }
     ++ipiv[icol];
     if (irow != icol) {

@@ -4,7 +4,7 @@
 
 #include "base/files.hpp"
 #include "elements/kernels.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::elements {
 
@@ -132,11 +132,11 @@ void scatter(Arr2<double>& P, Arr2<double>& PD, const SOLREC& r, const double* B
 void PLREAD(Model& m, int UNITNO, int IREC, double* rec, int n) {
   base::Unit& u = m.unit(UNITNO);
   if (!base::dread(u, IREC, rec, sizeof(double) * static_cast<std::size_t>(n)))
-    job::FILESTOP(m, "CANNOT READ " + u.name);
+    model::FILESTOP(m, "CANNOT READ " + u.name);
   // WPL is never zero in a written record: the flow direction is not.
   for (int k = 0; k < n; ++k)
     if (rec[k] != 0.0) return;
-  job::FILESTOP(m, "RECORD " + std::to_string(IREC) + " OF " + u.name + " WAS NEVER WRITTEN.");
+  model::FILESTOP(m, "RECORD " + std::to_string(IREC) + " OF " + u.name + " WAS NEVER WRITTEN.");
 }
 
 double TETDN(const double* X, double* DN) {

@@ -8,7 +8,7 @@
 #include "elements/kernels.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::elements {
 
@@ -24,7 +24,7 @@ double DPALPHA(const Model& m) { return m.RR(5); }
 
 void putrec(Model& m, int no, int IREC, const double* rec, std::size_t bytes) {
   if (!base::dwrite(m.unit(m.UNIT(no)), IREC, rec, bytes))
-    job::FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[no - 1]);
+    model::FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[no - 1]);
 }
 
 // The plastic tangent of a solid into D, its record to EXEC.SOL.
@@ -244,13 +244,13 @@ int walk(Model& m) {
 
 void logblock(Model& m, int ITER, int ITERMAX, int ITYPE, int CONV, const StatCounts& c) {
   using base::fI;
-  job::LOGLINE(m, "");
+  model::LOGLINE(m, "");
   if (ITYPE == 2 || ITYPE == 3) {
     const char* text = CONV == 1 ? "CONVERGED!    "
                                  : (ITER >= ITERMAX ? "NOT CONVERGED!" : "              ");
-    job::LOGLINE(m, "   * ELEMENT STATUS   ITER. = " + fI(ITER, 3) + base::fX(3) + text);
+    model::LOGLINE(m, "   * ELEMENT STATUS   ITER. = " + fI(ITER, 3) + base::fX(3) + text);
   } else {
-    job::LOGLINE(m, "   * ELEMENT STATUS");
+    model::LOGLINE(m, "   * ELEMENT STATUS");
   }
   static constexpr const char* SOLLAB[4] = {
       "     SOLID ELEMENT ELASTIC : ", "                   CRACKED : ",
@@ -258,8 +258,8 @@ void logblock(Model& m, int ITER, int ITERMAX, int ITYPE, int CONV, const StatCo
   static constexpr const char* SHLLAB[4] = {
       "     SHELL LAYER   ELASTIC : ", "                   CRACKED : ",
       "                   PLASTIC : ", "                   CRUSHED : "};
-  for (int k = 0; k < 4; ++k) job::LOGLINE(m, SOLLAB[k] + fI(c.SOL[k], 8));
-  for (int k = 0; k < 4; ++k) job::LOGLINE(m, SHLLAB[k] + fI(c.SHL[k], 8));
+  for (int k = 0; k < 4; ++k) model::LOGLINE(m, SOLLAB[k] + fI(c.SOL[k], 8));
+  for (int k = 0; k < 4; ++k) model::LOGLINE(m, SHLLAB[k] + fI(c.SHL[k], 8));
 }
 
 // Limits in the order shells then solids: CRACKED, PLASTIC + CRUSHED, CRUSHED.

@@ -1,6 +1,6 @@
 #include "base/files.hpp"
 #include "job/job.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/index.hpp"
 #include "results/resout.hpp"
 #include "results/rst.hpp"
@@ -109,7 +109,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
   const int nstep = m.NSTEP();
   const double tend = m.T(nstep);
   OutSched s = OUTINIT(m);
-  PROGRESS(0.0, tend);
+  model::PROGRESS(0.0, tend);
   if (nstep < 1) return;
   if (saving(m, w)) snapshot(m, w);
   for (;;) {
@@ -122,7 +122,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       w.TIME = isub * dt + t0;
       if (!dynamic && m.U.allocated()) increment(m, w, isub, tprev);
       if (w.STOPFLAG == 1) break;
-      if (isub < w.NSUB) PROGRESS(w.TIME, tend);
+      if (isub < w.NSUB) model::PROGRESS(w.TIME, tend);
     }
     if (w.STEP < w.RIKSLIM && repeating(m, w)) {
       // The first status change: the step again, from its start, in KK(5) substeps.
@@ -135,7 +135,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       w.STOPFLAG = 0;
       continue;
     }
-    PROGRESS(w.TIME, tend);
+    model::PROGRESS(w.TIME, tend);
     if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) {
       ++w.NOUT;
       results::RESOUT(m, w.STEP, w.TIME);

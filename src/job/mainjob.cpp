@@ -7,7 +7,7 @@
 #include "base/files.hpp"
 #include "deck/deck.hpp"
 #include "job/job.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::job {
 
@@ -26,9 +26,9 @@ namespace {
 void open_work(Model& m, int i, long recl, long last, bool keep = false) {
   base::Unit& u = m.unit(m.UNIT(i));
   if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl, keep))
-    FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
+    model::FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
   if (!base::dwrite(u, last, nullptr, 0))
-    FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[i - 1]);
+    model::FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[i - 1]);
 }
 
 }  // namespace
@@ -71,9 +71,9 @@ void JOBRUN(Model& m) {
     base::close_unit(m.unit(m.UNIT(8)), true);
     base::close_unit(m.unit(m.UNIT(9)), true);
   }
-  ELAPSED(m, m.UNIT(2));
+  model::ELAPSED(m, m.UNIT(2));
   base::flush_unit(m.unit(m.UNIT(2)));
-  ENDLINE(1, 1);
+  model::ENDLINE(1, 1);
   base::close_unit(m.unit(m.UNIT(2)));
   base::close_unit(m.unit(m.UNIT(1)));
 }

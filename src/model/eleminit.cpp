@@ -8,7 +8,7 @@
 
 #include "base/fmt.hpp"
 #include "elements/kernels.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/index.hpp"
 
 namespace ossa::model {
@@ -143,12 +143,12 @@ void fill_beta(double& beta, const double* table, int group) {
 }
 
 void damping_log(Model& m, const DampTables& t) {
-  job::LOGLINE(m, "     DEFAULT STIFFNESS PROPORTIONAL DAMPING");
+  model::LOGLINE(m, "     DEFAULT STIFFNESS PROPORTIONAL DAMPING");
   auto rows = [&](const char* label, const double* table, int first) {
     for (int row = 1; row <= 10; ++row) {
       const double v = table[first + row - 1];
       if (v < NOVALUE)
-        job::LOGLINE(m, std::string(label) + base::fI(row, 2) + " : " + base::fPE(v, 10, 4));
+        model::LOGLINE(m, std::string(label) + base::fI(row, 2) + " : " + base::fPE(v, 10, 4));
     }
   };
   rows("                             SOLID(BONE) ", t.solid, 11);
@@ -193,13 +193,13 @@ void gap_setup(Model& m) {
   for (int k = 1; k <= ntri; ++k) {
     for (int j = 0; j < 3; ++j) {
       const int ie = row[3 * k - 2 + j];
-      if (ie == 0) job::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
+      if (ie == 0) model::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
       tri[6 * k + j] = m.ELEM(ie).NOD(1);
       tri[6 * k + 3 + j] = m.ELEM(ie).NOD(2);
     }
     for (int side = 0; side < 2; ++side) {
       const int owner = face_owner(m, &tri[6 * k + 3 * side]);
-      if (owner == 0) job::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
+      if (owner == 0) model::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
       const SOLREC& s = m.SOLREC(m.ELEM(owner).IDX);
       if (s.E > emax) emax = s.E;
       lsum += s.AVGLEN;

@@ -9,7 +9,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/index.hpp"
 #include "solvers/solver.hpp"
 
@@ -75,7 +75,7 @@ struct Blocks {
 // Takes a spare block, or stops when none is left.
 long take_spare(Model& m, Blocks& bk) {
   if (bk.next_spare > bk.nblk)
-    job::FAIL(m, "MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.", -5, 0);
+    model::FAIL(m, "MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.", -5, 0);
   return bk.next_spare++;
 }
 
@@ -234,7 +234,7 @@ void EQINDEX(Model& m, int NO2) {
   st[1] = m.DX.allocate(neq, 2) ? 0 : 1;
   if (m.KK(7) != 0)
     for (int k = 0; k < 3; ++k) st[2 + k] = m.ARCV[k].allocate(neq) ? 0 : 1;
-  job::ALLOCCHK(m, st, 5, 0, m.UNIT(2));
+  model::ALLOCCHK(m, st, 5, 0, m.UNIT(2));
 
   // ---- budget of the pattern builder, in single precision as it always was
   Blocks bk;
@@ -248,7 +248,7 @@ void EQINDEX(Model& m, int NO2) {
   ws[0] = bk.col.allocate_raw(bk.W * bk.nblk) ? 0 : 1;
   ws[1] = bk.cnt.allocate(bk.nblk) ? 0 : 1;
   ws[2] = bk.link.allocate(bk.nblk) ? 0 : 1;
-  job::ALLOCCHK(m, ws, 3, 0, m.UNIT(2));
+  model::ALLOCCHK(m, ws, 3, 0, m.UNIT(2));
 
   // ---- rows
   build_rows(m, bk);
@@ -259,7 +259,7 @@ void EQINDEX(Model& m, int NO2) {
   sa[0] = m.IA.allocate(neq + 1) ? 0 : 1;
   sa[1] = m.JA.allocate(nz) ? 0 : 1;
   sa[2] = m.AV.allocate(nz) ? 0 : 1;
-  job::ALLOCCHK(m, sa, 3, 0, m.UNIT(2));
+  model::ALLOCCHK(m, sa, 3, 0, m.UNIT(2));
   flatten(m, bk, neq, nz);
   bk = Blocks{};  // the working set goes before the solver takes its share
 

@@ -1,6 +1,6 @@
 #include "model/model.hpp"
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::model {
 
@@ -48,7 +48,7 @@ void MODELALLOC(Model& m) {
     a(m.AMVO.allocate(3, n));
     a(m.DEADND.allocate(nn));
   }
-  job::ALLOCCHK(m, st, k, 0, m.UNIT(2));
+  model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
 }
 
 namespace {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "base/files.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::results {
 
@@ -49,7 +49,7 @@ struct In {
 const char* NAME = "EXEC.RST";
 
 void write(Model& m, base::Unit& u, const Out& o) {
-  if (!base::swrite(u, o.b.data(), o.b.size())) job::FILESTOP(m, std::string("CANNOT WRITE ") + NAME);
+  if (!base::swrite(u, o.b.data(), o.b.size())) model::FILESTOP(m, std::string("CANNOT WRITE ") + NAME);
 }
 
 // Reads the next record, which must hold exactly `expect` bytes.
@@ -58,7 +58,7 @@ void read(Model& m, base::Unit& u, In& in, std::size_t expect) {
   in.pos = 0;
   const long n = base::sread(u, in.b.data(), in.b.size());
   if (n < 0 || static_cast<std::size_t>(n) != expect)
-    job::FILESTOP(m, std::string("END OF FILE OR WRONG RECORD LENGTH ON ") + NAME);
+    model::FILESTOP(m, std::string("END OF FILE OR WRONG RECORD LENGTH ON ") + NAME);
   in.b.resize(expect);
 }
 
@@ -126,7 +126,7 @@ void RSTELEMIN(Model& m, base::Unit& u) {
 void RSTSAVE(Model& m, const RstHead& h) {
   base::Unit& u = m.unit(m.UNIT(5));
   base::close_unit(u);
-  if (!base::open_seq_out(u, NAME)) job::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
+  if (!base::open_seq_out(u, NAME)) model::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
   Out o;
   o.val(static_cast<std::int32_t>(h.STEP));
   o.val(static_cast<std::int32_t>(h.NSTEPC));
@@ -146,7 +146,7 @@ void RSTSAVE(Model& m, const RstHead& h) {
 void RSTLOAD(Model& m, RstHead& h) {
   base::Unit& u = m.unit(m.UNIT(5));
   base::close_unit(u);
-  if (!base::open_seq_in(u, NAME)) job::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
+  if (!base::open_seq_in(u, NAME)) model::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
   In in;
   read(m, u, in, HEADBYTES);
   std::int32_t i32 = 0;

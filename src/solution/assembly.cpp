@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "elements/solid.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::solution {
 
@@ -36,7 +36,7 @@ void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
       const int row = lower ? std::max(ea, eb) : std::min(ea, eb);
       const int col = lower ? std::min(ea, eb) : std::max(ea, eb);
       const long p = position(m, row, col);
-      if (p == 0) job::FAIL(m, "NO ADRESS FOR [K], PROGRAM STOPPED.", -1);
+      if (p == 0) model::FAIL(m, "NO ADRESS FOR [K], PROGRAM STOPPED.", -1);
       m.AV(p) += Ke[PKIDX(a, b, n) - 1];
     }
   }

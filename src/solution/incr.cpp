@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "elements/status.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "solution/assembly.hpp"
 #include "solution/loads.hpp"
 #include "solution/reschk.hpp"
@@ -65,10 +65,10 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
     if (RESCHK(m, ITER - 1, FIRST, s.STEP, s.ISUB, s.TIME, s.FNRM, tsolve) == 1) return 1;
     if (ITER > m.KK(6)) {
       if (m.KK(29) == 1) {
-        job::LOGMSG(m, "RESIDUAL FORCE DID NOT CONVERGE!");
+        model::LOGMSG(m, "RESIDUAL FORCE DID NOT CONVERGE!");
         return 0;
       }
-      job::FAIL(m, "RESIDUAL FORCE DID NOT CONVERGE!", -9);
+      model::FAIL(m, "RESIDUAL FORCE DID NOT CONVERGE!", -9);
     }
     t = m.clock.now();
     STFASM(m, FIRST);

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::solution {
 
@@ -92,20 +92,20 @@ void norms(const Model& m, const double FNRM[3], ResRow& r) {
 void log_rows(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, double TSOLVE,
               const ResRow& r) {
   if (FIRST == 1) {
-    job::LOGLINE(m, "");
-    job::LOGLINE(m, " ***** STEP NO. = " + fI0(STEP) + "   SUBSTEP NO. = " + fI0(ISUB) +
+    model::LOGLINE(m, "");
+    model::LOGLINE(m, " ***** STEP NO. = " + fI0(STEP) + "   SUBSTEP NO. = " + fI0(ISUB) +
                         "   TIME = " + fPE(TIME, 10, 4) + " *****");
   }
   if (ITC == 1) {
-    job::LOGLINE(m, "");
-    job::LOGLINE(m, "   * RESIDUAL FORCE");
-    job::LOGLINE(m, "");
-    job::LOGLINE(m,
+    model::LOGLINE(m, "");
+    model::LOGLINE(m, "   * RESIDUAL FORCE");
+    model::LOGLINE(m, "");
+    model::LOGLINE(m,
                  "     ITER    MAX RES    NODE DIR    MAX RFC    NODE DIR  REL RES(M)"
                  "   RES NORM    RHV NORM   REL RES(N)     TIME");
   }
   if (ITC < 1) return;
-  job::LOGLINE(m, fX(6) + fI(ITC, 3) + fPE(r.MAXRES, 12, 4) + fI(r.RESNODE, 7) + fX(3) +
+  model::LOGLINE(m, fX(6) + fI(ITC, 3) + fPE(r.MAXRES, 12, 4) + fI(r.RESNODE, 7) + fX(3) +
                       fI(r.RESDIR, 1) + fPE(r.MAXRFC, 12, 4) + fI(r.RFCNODE, 7) + fX(3) +
                       fI(r.RFCDIR, 1) + fPE(r.RELM, 12, 4) + fPE(r.RESNRM, 12, 4) +
                       fPE(r.RHVNRM, 12, 4) + fPE(r.RELN, 12, 4) + fPE(TSOLVE, 12, 4));

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "deck/deck.hpp"
 #include "solvers/cg/cg.hpp"
 #include "solvers/ork/ork.hpp"
@@ -47,7 +47,7 @@ void prep_cg(Model& m, long TOTAL, long FREE, int NO2) {
   st[0] = m.LV.allocate(nz(m)) ? 0 : 1;
   st[1] = m.CGW.allocate(neq(m), 6) ? 0 : 1;
   st[2] = m.CGGRP.allocate(neq(m)) ? 0 : 1;
-  job::ALLOCCHK(m, st, 3, NO2, m.UNIT(2));
+  model::ALLOCCHK(m, st, 3, NO2, m.UNIT(2));
   MEMREPORT(m, TITLE_CG, HYCOL_CG, TOTAL, FREE, {{REQUIRED, neq(m) + nz(m) + cgwords(m) + 1}});
 }
 
@@ -101,7 +101,7 @@ void BUDGETCHK(Model& m, long NEED, long FREE, int NO2) {
 }
 
 void MEMSHORT(Model& m, double MB, int NO2) {
-  job::FAIL(m, fF(MB, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.",
+  model::FAIL(m, fF(MB, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.",
             -5, NO2);
 }
 
@@ -109,14 +109,14 @@ void MEMREPORT(Model& m, std::string_view TITLE, int HYCOL, long TOTAL, long FRE
                std::initializer_list<MEMROW> ROWS) {
   if (m.SOLRPT) return;
   m.SOLRPT = true;
-  job::LOGLINE(m, "");
-  job::LOGLINE(m, " *****  " + std::string(TITLE) + "  *****");
-  job::LOGLINE(m, "");
-  job::LOGLINE(m, repline("NUMBER OF EQUATIONS", HYCOL, fI(m.KK(22), 8)));
-  job::LOGLINE(m, repline("ALLOCATED MEMORY", HYCOL, mb(TOTAL)));
-  job::LOGLINE(m, repline("USED MEMORY FOR DATA TABLE", HYCOL, mb(TOTAL - FREE)));
-  job::LOGLINE(m, repline("AVAILABLE MEMORY FOR MATRIX SOLVER", HYCOL, mb(FREE)));
-  for (const MEMROW& r : ROWS) job::LOGLINE(m, repline(r.label, HYCOL, mb(r.words)));
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, " *****  " + std::string(TITLE) + "  *****");
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, repline("NUMBER OF EQUATIONS", HYCOL, fI(m.KK(22), 8)));
+  model::LOGLINE(m, repline("ALLOCATED MEMORY", HYCOL, mb(TOTAL)));
+  model::LOGLINE(m, repline("USED MEMORY FOR DATA TABLE", HYCOL, mb(TOTAL - FREE)));
+  model::LOGLINE(m, repline("AVAILABLE MEMORY FOR MATRIX SOLVER", HYCOL, mb(FREE)));
+  for (const MEMROW& r : ROWS) model::LOGLINE(m, repline(r.label, HYCOL, mb(r.words)));
 }
 
 void SOLVERPREP(Model& m, int NO2) {

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "elements/jobdir.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace el = ossa::elements;
 using Vec = std::vector<double>;

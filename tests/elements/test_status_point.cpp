@@ -10,7 +10,7 @@
 #include "elements/princ.hpp"
 #include "elements/statmodel.hpp"
 #include "elements/status.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace el = ossa::elements;
 namespace ts = ossa::testing;

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/model.hpp"
 #include "solvers/solver.hpp"
 #include "testutil.hpp"

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "solvers/cg/cg.hpp"
 #include "solvers/cg/cgkern.hpp"
 #include "testutil.hpp"

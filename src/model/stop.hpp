@@ -6,9 +6,7 @@
 
 #include "model/model.hpp"
 
-namespace ossa::job {
-
-using model::Model;
+namespace ossa::model {
 
 // Writes a line to the log unit.
 void LOGLINE(Model& m, std::string_view line);
@@ -37,4 +35,4 @@ void ENDLINE(int no1, int no2);
 // non-zero status and no end line.
 [[noreturn]] void FILESTOP(Model& m, const std::string& message);
 
-}  // namespace ossa::job
+}  // namespace ossa::model

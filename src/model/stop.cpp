@@ -1,11 +1,11 @@
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 #include <cstdio>
 #include <cstdlib>
 
 #include "base/fmt.hpp"
 
-namespace ossa::job {
+namespace ossa::model {
 
 using base::fF;
 using base::fI;
@@ -103,4 +103,4 @@ void FILESTOP(Model& m, const std::string& message) {
   std::exit(2);
 }
 
-}  // namespace ossa::job
+}  // namespace ossa::model
