@@ -9,6 +9,7 @@
 #include "base/fmt.hpp"
 #include "deck/deck.hpp"
 #include "model/stop.hpp"
+#include "solvers/gpu/gpu.hpp"
 
 namespace ossa::deck {
 
@@ -88,7 +89,7 @@ void CNTR3RD(Model& m, const Card& c) {
   for (int k = 1; k <= 6; ++k) m.STAT_LIMIT(k) = I(m, c, 6 + 5 * k, 10 + 5 * k);
   m.KK(28) = I(m, c, 41, 45);
   std::int32_t nth = I(m, c, 46, 50);
-  if (m.KK(28) >= 0) DEVCHECK(m);
+  if (m.KK(28) >= 0) solvers::DEVCHECK(m);
   // The parallel runtime's maximum stands in for the math library's.
   const int most = omp_get_max_threads();
   if (nth > most) nth = most;
@@ -107,14 +108,6 @@ void PRPLTRD(Model& m, const Card& c) {
   m.KK(33) = I(m, c, 12, 12);
   m.KK(8) = I(m, c, 16, 20);
   m.RR(9) = RFIELD(m, c, 21, 35);
-}
-
-// This build has no device layer: every device counts as absent and the
-// job goes to the processor path.
-void DEVCHECK(Model& m) {
-  m.KK(28) = -1;
-  model::LOGLINE(m, base::fX(11) + " * * *   GPU DEVICE CHECK   * * *");
-  model::LOGLINE(m, base::fX(21) + "Error: Device No. is changed into '-1(CPU)'");
 }
 
 }  // namespace ossa::deck

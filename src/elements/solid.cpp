@@ -3,7 +3,9 @@
 #include <string>
 
 #include "base/files.hpp"
+#include "elements/family.hpp"
 #include "elements/kernels.hpp"
+#include "elements/status.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
@@ -273,6 +275,59 @@ void SOLFNL(Model& m, Arr2<double>& P, Arr2<double>& PD, SOLREC& r, const Arr2<d
   update(m, r, E, IREC, UNITNO);
   BNLMAT(DN, H, BL);
   scatter(P, PD, r, BL, v6 / 6.0, NOD, IDAMP);
+}
+
+// ---- The solid's row of the family table.
+
+bool SOLRECOK(const Model& m, const ELEMREC& e) {
+  return e.IDX >= 1 && e.IDX <= m.NSOLID() && NODESOK(m, e, 4);
+}
+
+void SOLSTART(Model& m, ELEMREC& e, double* CLASS) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  r.AVGLEN = AVGLEN(m, e, 4);
+  if (r.AVGLEN < m.RR(11)) m.RR(11) = r.AVGLEN;
+  DELAS(r.E, r.NU, r.D.data());
+  CLASSRULE(m, CLASS, r.GROUP, r.E, r.RHO, r.AVGLEN);
+  r.STRAIN.fill(0.0);
+  r.EPLAST.fill(0.0);
+  r.EPEQ = 0.0;
+  r.STRESS.fill(0.0);
+  r.STRESS0.fill(0.0);
+  r.PDIR.fill(0.0);
+  r.STATE = 0;
+  r.STATE0 = 0;
+}
+
+double* SOLBETA(Model& m, const ELEMREC& e, int& GROUP) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  GROUP = r.GROUP;
+  return &r.BETA;
+}
+
+bool SOLSTIFF(Model& m, const ELEMREC& e, double* Ke) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  if (m.KK(1) == 0) SOLKLIN(e.NOD.data(), m.XYZ, r.D.data(), Ke);
+  else SOLKNL(e.NOD.data(), m.XYZ, m.U, r.D.data(), r.STRESS.data(), Ke);
+  return true;
+}
+
+void SOLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  const int unitsol = m.UNIT(7);
+  if (m.KK(1) == 0) SOLFLIN(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
+  else SOLFNL(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
+}
+
+// The single point by its state; true when an ELASTIC point changed state.
+bool SOLSTATUS(Model& m, const ELEMREC& e) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  if (r.STATE == ELASTIC) {
+    SOLST0(m, r, e.IDX);
+    return r.STATE != ELASTIC;
+  }
+  if (r.STATE == PLASTIC) SOLST2(m, r, e.IDX);
+  return false;
 }
 
 }  // namespace ossa::elements

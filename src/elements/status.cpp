@@ -5,6 +5,7 @@
 
 #include "base/files.hpp"
 #include "base/fmt.hpp"
+#include "elements/family.hpp"
 #include "elements/kernels.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
@@ -186,27 +187,6 @@ StatCounts STATCOUNT(const Model& m) {
 
 namespace {
 
-// One point of each kind by its state; returns true when an ELASTIC point
-// changed state.
-bool solpoint(Model& m, SOLREC& r, int IREC) {
-  if (r.STATE == ELASTIC) {
-    SOLST0(m, r, IREC);
-    return r.STATE != ELASTIC;
-  }
-  if (r.STATE == PLASTIC) SOLST2(m, r, IREC);
-  return false;
-}
-
-bool shlpoint(Model& m, SHLREC& r, int PT, int LY, int IREC) {
-  const int st = r.STATE(PT, LY);
-  if (st == ELASTIC) {
-    SHLST0(m, r, PT, LY, IREC);
-    return r.STATE(PT, LY) != ELASTIC;
-  }
-  if (st == PLASTIC) SHLST2(m, r, PT, LY, IREC);
-  return false;
-}
-
 void savestates(Model& m) {
   for (int i = 1; i <= m.NSOLID(); ++i) m.SOLREC(i).STATE0 = m.SOLREC(i).STATE;
   for (int i = 1; i <= m.NSHELL(); ++i) m.SHLREC(i).STATE0 = m.SHLREC(i).STATE;
@@ -230,14 +210,7 @@ int walk(Model& m) {
   const int ne = m.NELEM();
   for (int i = 1; i <= ne; ++i) {
     const model::ELEMREC& el = m.ELEM(i);
-    if (el.TYPE == 2) {
-      if (solpoint(m, m.SOLREC(el.IDX), el.IDX)) changed = 1;
-    } else if (el.TYPE == 1) {
-      SHLREC& r = m.SHLREC(el.IDX);
-      for (int ly = 1; ly <= 3; ++ly)
-        for (int pt = 1; pt <= 4; ++pt)
-          if (shlpoint(m, r, pt, ly, 3 * el.IDX + ly - 3)) changed = 1;
-    }
+    if (FAMILYOF(el.TYPE).STATUS(m, el)) changed = 1;
   }
   return changed;
 }

@@ -1,7 +1,8 @@
 #include "base/files.hpp"
 #include "job/job.hpp"
 #include "model/stop.hpp"
-#include "model/index.hpp"
+#include "elements/family.hpp"
+#include "solution/index.hpp"
 #include "results/resout.hpp"
 #include "results/rst.hpp"
 #include "solution/incr.hpp"
@@ -55,10 +56,13 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   const int nstep = m.NSTEP();
   w.RIKSLIM = (!dynamic && m.KK(7) != 0) ? m.KK(7) : nstep + 1;
   model::MODELALLOC(m);
-  model::ELEM_INIT(m);
+  ossa::elements::ELEM_INIT(m);
   // Shell node frames of a nonlinear job belong here: DOFINIT reads them.
-  model::DOFINIT(m);
-  if (m.KK(29) == 0) model::EQINDEX(m, 0);
+  ossa::solution::DOFINIT(m);
+  if (m.KK(29) == 0) {
+    ossa::solution::EQINDEX(m, 0);
+    solvers::SOLVERPREP(m, 0);
+  }
   const int nn = m.NNODE();
   if (m.U.allocated()) m.U.fill(0.0);
   for (int i = 1; i <= nn && m.X.allocated(); ++i)

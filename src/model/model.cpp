@@ -81,10 +81,14 @@ long FREEWORDS(const Model& m) {
   for (const auto* a : {&m.P, &m.W, &m.DU, &m.LINKV, &m.UCI, &m.XCI}) w += words(*a);
   for (const auto& a : m.DYNW) w += words(a);
   w += words(m.IA) + words(m.JA) + words(m.AV) + words(m.RHS) + words(m.DX);
-  w += solvers::ORKWORDS(m.ORK);
+  w += ORKWORDS(m.ORK);
   for (const auto& a : m.ARCV) w += words(a);
-  w += words(m.LV) + words(m.CGW) + words(m.CGGRP);
+  w += CGWORDS(m.CG);
   return w;
+}
+
+long SOLVERFREEW(const Model& m) {
+  return static_cast<long>(m.KK(27)) * 250000L - FREEWORDS(m);
 }
 
 }  // namespace ossa::model

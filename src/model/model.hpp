@@ -8,7 +8,7 @@
 #include "base/clock.hpp"
 #include "base/files.hpp"
 #include "model/records.hpp"
-#include "solvers/ork/orkdata.hpp"
+#include "model/solvrec.hpp"
 
 namespace ossa::model {
 
@@ -115,14 +115,9 @@ struct Model {
   Arr1<double> AV;             // NZ
   Arr2<double> RHS, DX;        // NEQ, 2
   std::array<Arr1<double>, 3> ARCV;   // NEQ each, when KK(7) /= 0
-  solvers::ORKDATA ORK;        // ORK's analysis and work arrays, KK(21)=2
-  // Processor CG: the preconditioner's off-diagonal values and the six work
-  // vectors (see CGSOLVE).
-  Arr1<double> LV;             // NZ
-  Arr2<double> CGW;            // NEQ, 6
-  Arr1<std::int32_t> CGGRP;    // NEQ: row groups of the iteration kernels
-  // Shift of the diagonal preconditioner; once raised it stays for the job.
-  double CGSHIFT = 1.5;
+  // The solvers' own records.
+  ORKDATA ORK;                 // ORK's analysis and work arrays, KK(21)=2
+  CGDATA CG;                   // the processor CG's arrays, KK(21)=1
   // The solver's memory report is printed once a job, not on each rebuild.
   bool SOLRPT = false;
 
@@ -148,5 +143,8 @@ void MODELALLOC(Model& m);
 // Four-byte words held by all allocated model arrays: a real counts two, an
 // integer one (records count by their size in bytes / 4).
 long FREEWORDS(const Model& m);
+
+// Words free for the solver: KK(27) * 250000 less all words the model holds.
+long SOLVERFREEW(const Model& m);
 
 }  // namespace ossa::model

@@ -77,6 +77,15 @@ void ALLOCCHK(Model& m, const int* STATUS, int N, int NO2, int LOGUNIT) {
   }
 }
 
+void BUDGETCHK(Model& m, long NEED, long FREE, int NO2) {
+  if (NEED > FREE) MEMSHORT(m, static_cast<double>(NEED - FREE) * 4.0e-6, NO2);
+}
+
+void MEMSHORT(Model& m, double MB, int NO2) {
+  FAIL(m, fF(MB, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.", -5,
+       NO2);
+}
+
 int PROGRESS(double time, double tend) {
   // The end time counts as reached within the step loop's own slack.
   int pct = 100;

@@ -1,7 +1,7 @@
 // Assembly of the global tangent and right-hand side, and the internal-force
 // walk over the element table.
 #pragma once
-#include "model/index.hpp"
+#include "solution/index.hpp"
 #include "model/model.hpp"
 
 namespace ossa::solution {
@@ -16,7 +16,7 @@ inline long PKIDX(int a, int b, int n) {
 }
 
 // Degree of freedom of an element's list: node position and direction.
-using EDOF = model::EDOFPAIR;
+using EDOF = ossa::solution::EDOFPAIR;
 
 // Scatter-add of a packed element matrix into AV. Stops with
 // "NO ADRESS FOR [K], PROGRAM STOPPED." when the pattern lacks a position.

@@ -6,7 +6,8 @@
 #include "base/fmt.hpp"
 #include "elements/jobdir.hpp"
 #include "elements/kernels.hpp"
-#include "model/index.hpp"
+#include "elements/family.hpp"
+#include "solution/index.hpp"
 #include "model/mesh.hpp"
 
 using ossa::model::Model;
@@ -74,7 +75,7 @@ TEST_F(ElemInit, DampingDefaultsByClassAndTheirLogBlock) {
   auto& rb = m.RUBREC(1);
   rb.GROUP = 1; rb.C1 = 0.5; rb.C2 = 0.1; rb.RHO = 1e-9;
   mdl::MODELALLOC(m);
-  mdl::ELEM_INIT(m);
+  ossa::elements::ELEM_INIT(m);
 
   const int t1[4] = {1, 2, 3, 4}, t2[4] = {5, 6, 7, 8}, tr[3] = {9, 10, 11}, ru[4] = {12, 13, 14, 15};
   const double l1 = mean_edge(m, t1, 4), l2 = mean_edge(m, t2, 4);
@@ -111,7 +112,7 @@ TEST_F(ElemInit, SolidRubberAndShellStartValues) {
   m.RUBREC(1).C1 = 1.0;
   m.RUBREC(1).GROUP = 1;
   mdl::MODELALLOC(m);
-  mdl::ELEM_INIT(m);
+  ossa::elements::ELEM_INIT(m);
 
   // Solid: elastic matrix, clean state.
   double D[21];
@@ -167,7 +168,7 @@ TEST_F(ElemInit, ShellsOnlyLeaveTheLengthUnset) {
   m.SHLREC(1).E = 1.0;
   m.SHLREC(1).THICK = 1.0;
   mdl::MODELALLOC(m);
-  mdl::ELEM_INIT(m);
+  ossa::elements::ELEM_INIT(m);
   EXPECT_EQ(m.RR(11), 1.0e10);
   // Density 0 gives a default of 0, which is printed.
   EXPECT_EQ(m.SHLREC(1).BETA, 0.0);
@@ -186,7 +187,7 @@ TEST_F(ElemInit, GapTriplesMatchSolidFacesInAnyOrder) {
     m.SOLREC(1).E = 1000.0;
     m.SOLREC(2).E = 3000.0;
     mdl::MODELALLOC(m);
-    mdl::ELEM_INIT(m);
+    ossa::elements::ELEM_INIT(m);
     const int t1[4] = {1, 2, 3, 4}, t2[4] = {5, 6, 7, 8};
     const double lmean = (mean_edge(m, t1, 4) + mean_edge(m, t2, 4)) / 2.0;
     const double area = std::sqrt(3.0) / 2.0;  // face (2,3,4) of the unit corner
@@ -206,7 +207,7 @@ TEST_F(ElemInit, GapTripleOffEverySolidFaceStops) {
   ossa::testing::build(m, grid(), {{2, {1, 2, 3, 4}}, {2, {5, 6, 7, 8}}, {3, {2, 7}},
                                    {3, {3, 8}}, {3, {9, 6}}});
   mdl::MODELALLOC(m);
-  EXPECT_EXIT(mdl::ELEM_INIT(m), ::testing::ExitedWithCode(0), "");
+  EXPECT_EXIT(ossa::elements::ELEM_INIT(m), ::testing::ExitedWithCode(0), "");
   const std::string log = ossa::testing::read_text("EXEC.LOG");
   EXPECT_NE(log.find("\n\n STOP IN SUB. ELEM_INIT!\n *** ERROR NO. ***\n  -1  0\n"),
             std::string::npos)

@@ -7,7 +7,8 @@
 
 #include "base/fmt.hpp"
 #include "elements/jobdir.hpp"
-#include "model/index.hpp"
+#include "elements/family.hpp"
+#include "solution/index.hpp"
 #include "model/mesh.hpp"
 
 using ossa::model::Model;
@@ -93,8 +94,8 @@ std::vector<std::array<double, 3>> points(int n) {
 
 void run(Model& m) {
   mdl::MODELALLOC(m);
-  mdl::DOFINIT(m);
-  mdl::EQINDEX(m, 0);
+  ossa::solution::DOFINIT(m);
+  ossa::solution::EQINDEX(m, 0);
 }
 
 }  // namespace
@@ -187,26 +188,26 @@ TEST_F(EqIndex, RebuildReplacesThePattern) {
   EXPECT_EQ(m.NEQ(), 18);
   // A later run (as after a contact change) starts from DOFTAB again.
   m.DOFTAB(1, 6) = m.DOFTAB(2, 6) = m.DOFTAB(3, 6) = 1;
-  mdl::EQINDEX(m, 0);
+  ossa::solution::EQINDEX(m, 0);
   EXPECT_EQ(m.NEQ(), 15);
   EXPECT_EQ(m.RHS.extent(1), 15);
   EXPECT_EQ(stored(m, true), expected(m, true));
 }
 
 TEST_F(EqIndex, ElementListOrder) {
-  mdl::EDOFPAIR l[mdl::MAXLIST];
+  ossa::solution::EDOFPAIR l[ossa::solution::MAXLIST];
   const std::int32_t nod[5] = {7, 8, 9, 10, 0};
-  ASSERT_EQ(mdl::EDOFLIST(4, 4, nod, l), 16);
+  ASSERT_EQ(ossa::solution::EDOFLIST(4, 4, nod, l), 16);
   EXPECT_EQ(l[11].node, 10);
   EXPECT_EQ(l[11].pos, 3);
   EXPECT_EQ(l[12].node, 7);
   EXPECT_EQ(l[12].pos, 7);
   EXPECT_EQ(l[15].node, 10);
-  ASSERT_EQ(mdl::EDOFLIST(1, 3, nod, l), 18);
+  ASSERT_EQ(ossa::solution::EDOFLIST(1, 3, nod, l), 18);
   EXPECT_EQ(l[6].node, 8);
   EXPECT_EQ(l[6].pos, 1);
-  EXPECT_EQ(mdl::EDOFLIST(5, 2, nod, l), 6);
-  EXPECT_EQ(mdl::EDOFLIST(2, 9, nod, l), 15);  // a bad count is held to five nodes
+  EXPECT_EQ(ossa::solution::EDOFLIST(5, 2, nod, l), 6);
+  EXPECT_EQ(ossa::solution::EDOFLIST(2, 9, nod, l), 15);  // a bad count is held to five nodes
 }
 
 TEST(DofInit, FlagsFramesAndReferenceLoad) {
@@ -226,7 +227,7 @@ TEST(DofInit, FlagsFramesAndReferenceLoad) {
   }
   mdl::MODELALLOC(m);
   m.FRAMEFLG(1) = m.FRAMEFLG(2) = m.FRAMEFLG(3) = 1;
-  mdl::DOFINIT(m);
+  ossa::solution::DOFINIT(m);
   EXPECT_EQ(m.DOFTAB(1, 1), 1);
   EXPECT_EQ(m.DOFTAB(2, 1), -1);
   EXPECT_EQ(m.DOFTAB(4, 1), 0);  // flag 3 means nothing
@@ -249,11 +250,11 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     m.KK(27) = 0;  // no memory at all
     mdl::MODELALLOC(m);
-    mdl::DOFINIT(m);
+    ossa::solution::DOFINIT(m);
     // Words held at the test: the model, then RHS and DX of 15 equations.
     const long held = mdl::FREEWORDS(m) + 2 * 15 * 2 * 2;
     const long need = static_cast<long>(2.5 * 50 * 15);
-    EXPECT_EXIT(mdl::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(ossa::solution::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
     const std::string log = ossa::testing::read_text("EXEC.LOG");
     const std::string line = std::string(" ") + ossa::base::fF((need + held) * 4.0e-6, 8, 2) +
                              "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.";
@@ -272,8 +273,8 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     ossa::testing::build(m, points(8), el, 2);
     m.KK(25) = 2;
     mdl::MODELALLOC(m);
-    mdl::DOFINIT(m);
-    EXPECT_EXIT(mdl::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
+    ossa::solution::DOFINIT(m);
+    EXPECT_EXIT(ossa::solution::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
     const std::string log = ossa::testing::read_text("EXEC.LOG");
     EXPECT_EQ(log.find("\n MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.\n"
                        " *** ERROR NO. ***\n  -5  0\n"),
@@ -286,7 +287,7 @@ TEST_F(EqIndex, NodesOutsideTheGridAreLeftOut) {
   Model m;
   ossa::testing::build(m, points(4), {{2, {1, 2, 3, 4}}, {2, {1, 2, 0, 99}}, {5, {-3, 4}}}, 2);
   run(m);
-  mdl::ELEM_INIT(m);
+  ossa::elements::ELEM_INIT(m);
   EXPECT_EQ(m.NEQ(), 12);
   EXPECT_EQ(m.KK(26), 12 + 66);  // one full tetrahedron, upper half
 }

@@ -59,9 +59,9 @@ TEST(SolverPrep, CgMemoryReportLayout) {
   // IA 30001 + JA 600000 + AV 1200000 + RHS 120000 + DX 120000 words.
   ASSERT_EQ(model::FREEWORDS(m), 2070001);
   solvers::SOLVERPREP(m, 0);
-  EXPECT_EQ(m.LV.size(), 600000);
-  EXPECT_EQ(m.CGW.extent(1), 30000);
-  EXPECT_EQ(m.CGW.extent(2), 6);
+  EXPECT_EQ(m.CG.LV.size(), 600000);
+  EXPECT_EQ(m.CG.CGW.extent(1), 30000);
+  EXPECT_EQ(m.CG.CGW.extent(2), 6);
   EXPECT_EQ(model::FREEWORDS(m), 2070001 + 1200000 + 360000 + 30000);
   // A rebuilt pattern prepares again but reports only once.
   solvers::SOLVERFREE(m);
@@ -100,8 +100,8 @@ TEST(SolverPrep, ExactFitPasses) {
   test::ScratchDir dir;
   model::Model m;
   index_model(m, 1000, 2000, 1);
-  const long free = solvers::SOLVERFREEW(m);
-  solvers::BUDGETCHK(m, free, free, 0);
+  const long free = model::SOLVERFREEW(m);
+  model::BUDGETCHK(m, free, free, 0);
   EXPECT_EQ(free, 250000 - (1001 + 2000 + 4000 + 4000 + 4000));
 }
 
@@ -127,7 +127,7 @@ TEST(SolverDispatch, CgSolveFreeAndOtherCodes) {
   m.KK(21) = 1;
   solvers::SOLVERFREE(m);
   EXPECT_FALSE(m.IA.allocated() || m.JA.allocated() || m.AV.allocated() || m.RHS.allocated() ||
-               m.DX.allocated() || m.LV.allocated() || m.CGW.allocated() ||
-               m.CGGRP.allocated());
+               m.DX.allocated() || m.CG.LV.allocated() || m.CG.CGW.allocated() ||
+               m.CG.CGGRP.allocated());
   EXPECT_EQ(model::FREEWORDS(m), 0);
 }

@@ -364,25 +364,25 @@ TEST(CgShift, GrowsOnBreakdownAndPersists) {
   test::ScratchDir dir;
   model::Model m;
   open_log(m);
-  EXPECT_EQ(m.CGSHIFT, 1.5);
+  EXPECT_EQ(m.CG.CGSHIFT, 1.5);
   // Scaled rows with a(2,1)^2 = 1.75: pivot 2 needs a shift above 1.75.
   Sys s = from_dense(2, {1.0, std::sqrt(1.75), std::sqrt(1.75), 1.0});
   std::vector<double> dinv(2);
   solvers::CGDIAGPRE(m, dinv.data(), s.av.data(), 2, s.ia.data(), s.ja.data(), m.UNIT(2));
-  EXPECT_NEAR(m.CGSHIFT, 1.8, 1e-12);
+  EXPECT_NEAR(m.CG.CGSHIFT, 1.8, 1e-12);
   EXPECT_EQ(dinv[0], 1.0);  // the first pivot takes no shift
   EXPECT_NEAR(dinv[1], 1.0 / (1.8 - 1.75), 1e-9);
   // A benign matrix afterwards keeps the larger shift.
   Sys t = laplace1d(4);
   std::vector<double> d4(4);
   solvers::CGDIAGPRE(m, d4.data(), t.av.data(), 4, t.ia.data(), t.ja.data(), m.UNIT(2));
-  EXPECT_NEAR(m.CGSHIFT, 1.8, 1e-12);
+  EXPECT_NEAR(m.CG.CGSHIFT, 1.8, 1e-12);
   EXPECT_NEAR(d4[1], 1.0 / (2.0 * 1.8 - 1.0 / 2.0), 1e-14);
   // Exactly 5.0 still goes on.
-  m.CGSHIFT = 4.9;
+  m.CG.CGSHIFT = 4.9;
   Sys e = from_dense(2, {1.0, std::sqrt(4.95), std::sqrt(4.95), 1.0});
   solvers::CGDIAGPRE(m, dinv.data(), e.av.data(), 2, e.ia.data(), e.ja.data(), m.UNIT(2));
-  EXPECT_EQ(m.CGSHIFT, 5.0);
+  EXPECT_EQ(m.CG.CGSHIFT, 5.0);
 }
 
 TEST(CgShift, SolvesAnSpdSystemThatNeedsIt) {
@@ -396,7 +396,7 @@ TEST(CgShift, SolvesAnSpdSystemThatNeedsIt) {
   const Sys s = from_dense(n, a);
   const std::vector<double> f = rhs(n, 2);
   const CgRun r = solve(m, s, f, 0, 0, 1.0e-12);
-  EXPECT_GT(m.CGSHIFT, 1.55);
+  EXPECT_GT(m.CG.CGSHIFT, 1.55);
   const std::vector<double> xd = dense_solve(s, f);
   for (int i = 0; i < n; ++i) EXPECT_NEAR(r.x[i], xd[i], 1e-8);
 }
@@ -404,7 +404,7 @@ TEST(CgShift, SolvesAnSpdSystemThatNeedsIt) {
 TEST(CgShift, StopsPastFive) {
   test::ScratchDir dir;
   const auto l = stop_log([](model::Model& m) {
-    m.CGSHIFT = 4.95;
+    m.CG.CGSHIFT = 4.95;
     Sys s = from_dense(2, {1.0, 3.0, 3.0, 1.0});
     std::vector<double> dinv(2);
     solvers::CGDIAGPRE(m, dinv.data(), s.av.data(), 2, s.ia.data(), s.ja.data(), m.UNIT(2));

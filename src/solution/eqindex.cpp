@@ -10,19 +10,22 @@
 #include <vector>
 
 #include "model/stop.hpp"
-#include "model/index.hpp"
-#include "solvers/solver.hpp"
+#include "elements/family.hpp"
+#include "solution/index.hpp"
 
-namespace ossa::model {
+namespace ossa::solution {
+
+using model::ELEMREC;
+using model::FREEWORDS;
+using model::T_INDEX;
 
 int EDOFLIST(int TYPE, int NEN, const std::int32_t* NOD, EDOFPAIR* LIST) {
+  const elements::FAMILY& f = elements::FAMILYOF(TYPE);
   const int nen = std::clamp(NEN, 0, 5);
-  const int per = TYPE == 1 ? 6 : 3;
   int n = 0;
   for (int a = 0; a < nen; ++a)
-    for (int k = 1; k <= per; ++k) LIST[n++] = {NOD[a], k};
-  if (TYPE == 4)
-    for (int a = 0; a < std::min(nen, 4); ++a) LIST[n++] = {NOD[a], 7};
+    for (int k = 1; k <= f.NPOS; ++k) LIST[n++] = {NOD[a], k};
+  for (int a = 0; a < std::min(nen, f.NPOS7); ++a) LIST[n++] = {NOD[a], 7};
   return n;
 }
 
@@ -165,15 +168,17 @@ int max_edof(const Model& m) {
   return mx;
 }
 
-// Positions 4 to 6 exist only at shell nodes, position 7 only at rubber nodes;
+// Positions 4 to 6 exist only at nodes of a family with six (shells),
+// position 7 only at nodes of a family that carries it (rubber);
 // then every free position takes the next equation number.
 int number(Model& m) {
   const int nn = m.NNODE();
   std::vector<char> use1(static_cast<std::size_t>(nn) + 1, 0), use2(use1);
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const ELEMREC& e = m.ELEM(ie);
-    if (e.TYPE != 1 && e.TYPE != 4) continue;
-    auto& use = e.TYPE == 1 ? use1 : use2;
+    const elements::FAMILY& f = elements::FAMILYOF(e.TYPE);
+    if (f.NPOS < 4 && f.NPOS7 == 0) continue;
+    auto& use = f.NPOS >= 4 ? use1 : use2;
     for (int a = 1; a <= std::clamp(e.NEN, 0, 5); ++a)
       if (e.NOD(a) >= 1 && e.NOD(a) <= nn) use[e.NOD(a)] = 1;
   }
@@ -240,7 +245,7 @@ void EQINDEX(Model& m, int NO2) {
   Blocks bk;
   bk.W = m.KK(25) > 0 ? m.KK(25) : DEFAULT_W;
   const long need = static_cast<long>(2.5f * static_cast<float>(bk.W + 5) * static_cast<float>(neq));
-  solvers::BUDGETCHK(m, need, total - FREEWORDS(m), NO2);
+  model::BUDGETCHK(m, need, total - FREEWORDS(m), NO2);
   bk.nblk = static_cast<long>(0.8f * static_cast<float>(need) / static_cast<float>(bk.W + 5));
   bk.nblk = std::max<long>(bk.nblk, neq);
   bk.next_spare = neq + 1;
@@ -262,9 +267,7 @@ void EQINDEX(Model& m, int NO2) {
   model::ALLOCCHK(m, sa, 3, 0, m.UNIT(2));
   flatten(m, bk, neq, nz);
   bk = Blocks{};  // the working set goes before the solver takes its share
-
-  solvers::SOLVERPREP(m, NO2);
   m.TIMES(T_INDEX) += m.clock.now() - t0;
 }
 
-}  // namespace ossa::model
+}  // namespace ossa::solution
