@@ -5,6 +5,7 @@
 #include <string>
 
 #include "deck/deck.hpp"
+#include "elements/family.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::deck {
@@ -179,7 +180,7 @@ void copy_rows(Model& m, const Reader& r) {
   }
   for (int j = 1; j <= m.NELEM(); ++j) {
     const model::ELEMREC& e = m.ELEM(j);
-    if (e.TYPE != 3 && owner(e.TYPE, e.IDX) == 0)
+    if (elements::FAMILYOF(e.TYPE).PROPT && owner(e.TYPE, e.IDX) == 0)
       INPUTFAIL(m, r.ELEMLINE(j), std::string(kind_name(e.TYPE)) + " ELEMENT " +
                                       std::to_string(e.ID) + " HAS NO \"PROPT\" ROW.");
   }

@@ -9,6 +9,7 @@
 
 #include "base/files.hpp"
 #include "deck/deck.hpp"
+#include "elements/family.hpp"
 
 namespace ossa::results {
 
@@ -71,9 +72,11 @@ DataArr point_vec(const char* name, const std::vector<NodeOut>& sect, const IdMa
 // The elements that are written, as (ELEM row) in stream order.
 std::vector<int> stream_order(const Model& m) {
   std::vector<int> rows;
-  for (int type : {1, 2, 4, 5})
-    for (int k = 1; k <= m.NELEM(); ++k)
-      if (m.ELEM(k).TYPE == type) rows.push_back(k);
+  for (int type = 1; type <= elements::NFAMILY; ++type) {
+    if (elements::FAMILYOF(type).VTUCELL == 0) continue;
+    const std::vector<int> fam = elements::FAMILYELEMS(m, type);
+    rows.insert(rows.end(), fam.begin(), fam.end());
+  }
   return rows;
 }
 
@@ -84,14 +87,15 @@ void cells(const Model& m, const std::vector<int>& rows, std::vector<DataArr>& o
   std::int32_t off = 0;
   for (int k : rows) {
     const model::ELEMREC& e = m.ELEM(k);
-    const int nen = e.TYPE == 1 ? 3 : (e.TYPE == 5 ? 2 : 4);
+    const elements::FAMILY& f = elements::FAMILYOF(e.TYPE);
+    const int nen = f.VTUNEN;
     for (int a = 1; a <= nen; ++a) {
       const int nd = e.NOD(a) >= 1 && e.NOD(a) <= m.NNODE() ? e.NOD(a) : 1;
       append(conn, static_cast<std::int32_t>(nd - 1));
     }
     off += nen;
     append(offs, off);
-    append(types, static_cast<std::uint8_t>(e.TYPE == 1 ? 5 : (e.TYPE == 5 ? 3 : 10)));
+    append(types, static_cast<std::uint8_t>(f.VTUCELL));
   }
   out.push_back(std::move(conn));
   out.push_back(std::move(offs));
