@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "../examples/mesh/cube_tets.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/solid.hpp"
 #include "model/model.hpp"
 
@@ -57,7 +57,7 @@ inline void cube(model::Model& m, int nx, int ny, int nz) {
         m.XYZ(3, n) = k;
       }
   double D[21];
-  elements::DELAS(1000.0, 0.3, D);
+  base::DELAS(1000.0, 0.3, D);
   struct P { double x, y, z; };
   auto coord = [&](int n) { return P{m.XYZ(1, n), m.XYZ(2, n), m.XYZ(3, n)}; };
   std::vector<std::array<int, 4>> tets;

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "base/files.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/status.hpp"
 #include "model/model.hpp"
 
@@ -31,7 +31,7 @@ int main() {
     r.SIGT = 100.0;
     r.YIELD = 200.0;
     r.ECRUSH = 0.01;
-    elements::DELAS(r.E, r.NU, r.D.data());
+    base::DELAS(r.E, r.NU, r.D.data());
     for (int k = 1; k <= 6; ++k) r.STRESS(k) = u(g);
   }
   // Log and work file in the working directory, as in a job; elastic points

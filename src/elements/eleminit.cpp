@@ -5,10 +5,13 @@
 
 #include "base/fmt.hpp"
 #include "elements/family.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
+
+using base::VSUB;
+using base::VNORM;
 
 namespace {
 

@@ -7,10 +7,14 @@
 #include <vector>
 
 #include "elements/family.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
+
+using base::VSUB;
+using base::VNORM;
+using base::CROSS;
 
 using model::GAPREC;
 using model::SOLREC;

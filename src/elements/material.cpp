@@ -3,10 +3,20 @@
 #include <cmath>
 
 #include "base/fmt.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
+
+using base::PACKIDX;
+using base::SYMMUL;
+using base::MULSYM;
+using base::PACKMULT;
+using base::DOT;
+using base::CYCDOT;
+using base::VSUM;
+using base::VSUB;
+using base::ZEROD;
 
 namespace {
 

@@ -5,10 +5,16 @@
 #include <cmath>
 
 #include "elements/family.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/status.hpp"
 
 namespace ossa::elements {
+
+using base::PACKIDX;
+using base::VSUB;
+using base::VNORM;
+using base::CROSS;
+using base::DPLANE;
 
 using model::SHLREC;
 

@@ -4,18 +4,26 @@
 
 #include "base/files.hpp"
 #include "elements/family.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/status.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
 
+using base::PACKIDX;
+using base::MATMUL;
+using base::MATTMUL;
+using base::SYMMUL;
+using base::DOT;
+using base::VSUB;
+using base::CROSS;
+using base::ZEROD;
+using base::DELAS;
+
 namespace {
 
 constexpr int NE = 12;  // element degrees of freedom
 
-// 0-based packed position of (p, q), p <= q, in the 12 x 12 upper triangle.
-constexpr int kpos(int p, int q) { return p * (2 * NE - p + 1) / 2 + (q - p); }
 
 void gather_x(const std::int32_t* NOD, const Arr2<double>& XYZ, double* X) {
   for (int a = 0; a < 4; ++a) {
@@ -51,8 +59,8 @@ void btdb(const double* B, const double* Dp, double v, double* SK) {
     const double* b = B + 6 * p;
     for (int q = p; q < NE; ++q) {
       const double* d = DB + 6 * q;
-      SK[kpos(p, q)] = b[0] * d[0] + b[1] * d[1] + b[2] * d[2] + b[3] * d[3] + b[4] * d[4] +
-                       b[5] * d[5];
+      SK[PACKIDX(p + 1, q + 1, NE) - 1] =
+          b[0] * d[0] + b[1] * d[1] + b[2] * d[2] + b[3] * d[3] + b[4] * d[4] + b[5] * d[5];
     }
   }
 }
@@ -80,7 +88,7 @@ void btdb_small(const double* DN, const double* Dp, double v, double* SK) {
     const double* b = val[p];
     for (int q = p; q < NE; ++q) {
       const double* d = DB + 6 * q;
-      SK[kpos(p, q)] = b[0] * d[r[0]] + b[1] * d[r[1]] + b[2] * d[r[2]];
+      SK[PACKIDX(p + 1, q + 1, NE) - 1] = b[0] * d[r[0]] + b[1] * d[r[1]] + b[2] * d[r[2]];
     }
   }
 }
@@ -248,7 +256,7 @@ void SOLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>
     for (int b = a; b < 4; ++b) {
       const double* q = DN + 3 * b;
       const double g = v * (sp[0] * q[0] + sp[1] * q[1] + sp[2] * q[2]);
-      for (int i = 0; i < 3; ++i) SK[kpos(3 * a + i, 3 * b + i)] += g;
+      for (int i = 0; i < 3; ++i) SK[PACKIDX(3 * a + i + 1, 3 * b + i + 1, NE) - 1] += g;
     }
   }
 }

@@ -6,12 +6,18 @@
 #include "base/files.hpp"
 #include "base/fmt.hpp"
 #include "elements/family.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
+
+using base::MATMUL;
+using base::DOT;
+using base::ZEROD;
+using base::DELAS;
+using base::DPLANE;
 
 namespace {
 

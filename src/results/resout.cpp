@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
 
@@ -185,11 +185,11 @@ double rubber_energy(const model::RUBREC& r, const double* E, double p) {
 
 double SEDENS(int STATE, const double* stress, const double* strain, const double* eplast,
               const double* Dpacked, int n) {
-  if (STATE == 0) return 0.5 * elements::DOT(stress, strain, n);
+  if (STATE == 0) return 0.5 * base::DOT(stress, strain, n);
   double e[6], de[6];
   for (int k = 0; k < n; ++k) e[k] = strain[k] - eplast[k];
-  elements::SYMMUL(Dpacked, e, de, n, 1);
-  return 0.5 * elements::DOT(e, de, n);
+  base::SYMMUL(Dpacked, e, de, n, 1);
+  return 0.5 * base::DOT(e, de, n);
 }
 
 void SOLVAL(const Model& m, const model::SOLREC& r, std::int32_t id, SolidOut& o) {

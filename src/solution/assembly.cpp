@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "base/kernels.hpp"
 #include "elements/family.hpp"
 #include "model/stop.hpp"
 
@@ -37,7 +38,7 @@ void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
       const int col = lower ? std::min(ea, eb) : std::max(ea, eb);
       const long p = position(m, row, col);
       if (p == 0) model::FAIL(m, "NO ADRESS FOR [K], PROGRAM STOPPED.", -1);
-      m.AV(p) += Ke[PKIDX(a, b, n) - 1];
+      m.AV(p) += Ke[base::PACKIDX(a, b, n) - 1];
     }
   }
 }
@@ -51,7 +52,7 @@ void ENFRHS(Model& m, const double* Ke, const EDOF* dofs, int n) {
     for (int b = 1; b <= n; ++b) {
       const int eb = m.IDOF(dofs[b - 1].pos, dofs[b - 1].node);
       if (eb <= 0) continue;
-      const long k = a <= b ? PKIDX(a, b, n) : PKIDX(b, a, n);
+      const long k = base::PACKIDX(a, b, n);
       m.RHS(eb, 1) -= due * Ke[k - 1];
     }
   }

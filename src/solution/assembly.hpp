@@ -9,12 +9,6 @@ namespace ossa::solution {
 using model::Model;
 using base::Arr2;
 
-// Packed position of (a, b), a <= b, in an upper triangle of order n stored
-// row by row.
-inline long PKIDX(int a, int b, int n) {
-  return static_cast<long>(a - 1) * (2L * n - a + 2) / 2 + (b - a) + 1;
-}
-
 // Degree of freedom of an element's list: node position and direction.
 using EDOF = ossa::solution::EDOFPAIR;
 

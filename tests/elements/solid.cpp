@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "elements/jobdir.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 
 namespace el = ossa::elements;
 using ossa::model::Model;
@@ -32,7 +32,7 @@ struct Tet {
     r.E = 1000.0;
     r.NU = 0.3;
     r.BETA = 0.01;
-    el::DELAS(r.E, r.NU, r.D.data());
+    ossa::base::DELAS(r.E, r.NU, r.D.data());
   }
   double v6() {
     double X[12], DN[12];
@@ -61,7 +61,7 @@ struct Tet {
 Vec unpack12(const double* SK) {
   Vec K(144);
   for (int i = 1; i <= 12; ++i)
-    for (int j = 1; j <= 12; ++j) K[(i - 1) + 12 * (j - 1)] = SK[el::PACKIDX(i, j, 12) - 1];
+    for (int j = 1; j <= 12; ++j) K[(i - 1) + 12 * (j - 1)] = SK[ossa::base::PACKIDX(i, j, 12) - 1];
   return K;
 }
 
@@ -141,7 +141,7 @@ TEST(Solid, RigidMotionGivesNoStrainAndNoForceInSmallDisplacement) {
   // Translation plus an infinitesimal rotation w x X.
   const double w[3] = {1e-4, -2e-4, 3e-4};
   t.displace([&](const double* x, double* u) {
-    el::CROSS(w, x, u);
+    ossa::base::CROSS(w, x, u);
     u[0] += 0.5;
     u[1] -= 0.25;
     u[2] += 1.0;
@@ -156,7 +156,7 @@ TEST(Solid, RigidMotionGivesNoStrainAndNoForceInSmallDisplacement) {
   el::SOLKLIN(t.NOD, t.XYZ, t.r.D.data(), sk);
   for (int a = 0; a < 4; ++a)
     for (int j = 0; j < 3; ++j) u[3 * a + j] = t.U(j + 1, a + 1);
-  el::SYMMUL(sk, u, f, 12, 1);
+  ossa::base::SYMMUL(sk, u, f, 12, 1);
   for (double x : f) EXPECT_NEAR(x, 0.0, 1e-10);
 }
 
@@ -175,7 +175,7 @@ TEST(Solid, UniformStrainAndForceAgreeWithStiffness) {
   el::SOLKLIN(t.NOD, t.XYZ, t.r.D.data(), sk);
   for (int a = 0; a < 4; ++a)
     for (int j = 0; j < 3; ++j) u[3 * a + j] = t.U(j + 1, a + 1);
-  el::SYMMUL(sk, u, f, 12, 1);
+  ossa::base::SYMMUL(sk, u, f, 12, 1);
   for (int a = 0; a < 4; ++a)
     for (int j = 0; j < 3; ++j) {
       EXPECT_NEAR(t.P(j + 1, a + 1), f[3 * a + j], 1e-12);
@@ -220,8 +220,8 @@ TEST(Solid, LargeRotationGivesNoGreenLagrangeStrainOrForce) {
   t.displace([&](const double* x, double* u) {
     const double y[3] = {x[0] - 0.5, x[1] - 0.2, x[2] - 0.3};
     double nxy[3];
-    el::CROSS(n, y, nxy);
-    const double nd = el::DOT(n, y, 3);
+    ossa::base::CROSS(n, y, nxy);
+    const double nd = ossa::base::DOT(n, y, 3);
     for (int i = 0; i < 3; ++i) u[i] = c * y[i] + s * nxy[i] + (1 - c) * nd * n[i] - y[i] + 2.0;
   });
   el::SOLFNL(m, t.P, t.PD, t.r, t.XYZ, t.U, t.NOD, 1, 0, 1);
@@ -286,8 +286,8 @@ TEST(Solid, GeometricPartEqualsGTransposeSG) {
   const double v = el::TETDN(X, DN) / 6.0;
   el::GMAT9(DN, G);
   el::SMAT9(S, ST);
-  el::MATMUL(ST, G, SG, 9, 9, 12);
-  el::PACKTMUL(G, SG, ref, 9, 12);
+  ossa::base::MATMUL(ST, G, SG, 9, 9, 12);
+  ossa::base::PACKTMUL(G, SG, ref, 9, 12);
   for (int p = 0; p < 78; ++p) {
     EXPECT_EQ(sk0[p], 0.0);
     EXPECT_NEAR(sk[p], v * ref[p], 1e-12);
@@ -314,8 +314,8 @@ TEST(Solid, PlasticElementReadsItsOperator) {
   el::SOLFLIN(m, t.P, t.PD, t.r, t.XYZ, t.U, t.NOD, 3, m.UNIT(7), 0);
   const double de[6] = {1e-3, 0.0, 0.0, 0.0, 1e-3, 0.0};
   double dp[6];
-  el::MATMUL(rec + 6, de, dp, 6, 6, 1);
-  EXPECT_NEAR(t.r.EPEQ, 1.0 + el::DOT(rec, de, 3 * 2), 1e-15);
+  ossa::base::MATMUL(rec + 6, de, dp, 6, 6, 1);
+  EXPECT_NEAR(t.r.EPEQ, 1.0 + ossa::base::DOT(rec, de, 3 * 2), 1e-15);
   for (int k = 0; k < 6; ++k) EXPECT_NEAR(t.r.EPLAST(k + 1), dp[k], 1e-15);
   // An elastic element does no file traffic: its plastic strain stays.
   Tet e;

@@ -8,7 +8,7 @@
 
 #include "base/files.hpp"
 #include "elements/jobdir.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "model/model.hpp"
 
 namespace ossa::testing {
@@ -26,7 +26,7 @@ inline void bone_solid(model::SOLREC& r, int ytype = 1) {
   const double Et = RATIO * E0;
   r.HPRIME = E0 * Et / (E0 - Et);
   r.ECRUSH = 1.0e30;
-  elements::DELAS(r.E, r.NU, r.D.data());
+  base::DELAS(r.E, r.NU, r.D.data());
 }
 
 inline void bone_shell(model::SHLREC& r, int ytype = 1) {
@@ -42,7 +42,7 @@ inline void bone_shell(model::SHLREC& r, int ytype = 1) {
   for (int ly = 1; ly <= 3; ++ly)
     for (int pt = 1; pt <= 4; ++pt) {
       r.YIELD(pt, ly) = Y0;
-      elements::DPLANE(r.E, r.NU, &r.D(1, pt, ly));
+      base::DPLANE(r.E, r.NU, &r.D(1, pt, ly));
     }
 }
 
@@ -84,13 +84,13 @@ inline void strain_to(model::Model& m, model::SOLREC& r, const double* E, int IR
     de[k] = E[k] - r.STRAIN(k + 1);
     r.STRAIN(k + 1) = E[k];
   }
-  elements::SYMMUL(r.D.data(), de, ds, 6, 1);
+  base::SYMMUL(r.D.data(), de, ds, 6, 1);
   for (int k = 0; k < 6; ++k) r.STRESS(k + 1) += ds[k];
   if (r.STATE != 2) return;
   double rec[42], dp[6];
   ASSERT_TRUE(base::dread(m.unit(m.UNIT(7)), IREC, rec, sizeof rec));
-  r.EPEQ += elements::DOT(rec, de, 6);
-  elements::MATMUL(rec + 6, de, dp, 6, 6, 1);
+  r.EPEQ += base::DOT(rec, de, 6);
+  base::MATMUL(rec + 6, de, dp, 6, 6, 1);
   for (int k = 0; k < 6; ++k) r.EPLAST(k + 1) += dp[k];
 }
 

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/files.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
 #include "elements/statmodel.hpp"
@@ -105,7 +105,7 @@ TEST(ShellPoint, PlasticRecordOnlyAtPointFourThenUnloadAndCrush) {
   EXPECT_EQ(r.STATE(4, 2), el::ELASTIC);
   EXPECT_EQ(r.YIELD(4, 2), 50.0);
   double Dp[15];
-  el::DPLANE(r.E, r.NU, Dp);
+  ossa::base::DPLANE(r.E, r.NU, Dp);
   for (int k = 1; k <= 15; ++k) EXPECT_EQ(r.D(k, 4, 2), Dp[k - 1]);
   // Crushing on the in-plane principal strain, shears halved.
   r.ECRUSH = 0.01;
@@ -115,7 +115,7 @@ TEST(ShellPoint, PlasticRecordOnlyAtPointFourThenUnloadAndCrush) {
   el::SHLST2(*m, r, 1, 2, 5);
   EXPECT_EQ(r.STATE(1, 2), el::CRUSHED);
   for (int k = 1; k <= 5; ++k) EXPECT_EQ(r.STRESS(k, 1, 2), 0.0);
-  el::DPLANE(0.5 * 0.001 * ts::E0, r.NU, Dp);
+  ossa::base::DPLANE(0.5 * 0.001 * ts::E0, r.NU, Dp);
   for (int k = 1; k <= 15; ++k) EXPECT_EQ(r.D(k, 1, 2), Dp[k - 1]);
 }
 

@@ -23,7 +23,7 @@ namespace {
 void solve6(const double* P, const double* b, double* x) {
   double A[6][7];
   for (int i = 0; i < 6; ++i) {
-    for (int j = 0; j < 6; ++j) A[i][j] = P[el::PACKIDX(i + 1, j + 1, 6) - 1];
+    for (int j = 0; j < 6; ++j) A[i][j] = P[ossa::base::PACKIDX(i + 1, j + 1, 6) - 1];
     A[i][6] = b[i];
   }
   for (int k = 0; k < 6; ++k) {
@@ -50,7 +50,7 @@ void uniaxial_step(Model& m, SOLREC& r, int DIR, double SIG) {
   for (int it = 0; it < 60; ++it) {
     double res[6], de[6], e[6];
     for (int k = 0; k < 6; ++k) res[k] = (k == DIR ? SIG : 0.0) - r.STRESS(k + 1);
-    if (el::VNORM(res, 6) < 1e-10 * (1.0 + std::fabs(SIG))) break;
+    if (ossa::base::VNORM(res, 6) < 1e-10 * (1.0 + std::fabs(SIG))) break;
     solve6(r.D.data(), res, de);
     for (int k = 0; k < 6; ++k) e[k] = r.STRAIN(k + 1) + de[k];
     ts::strain_to(m, r, e);
@@ -101,9 +101,9 @@ TEST(SolidPoint, TensileStrengthBelowYieldCracksNormalToTheLoad) {
     EXPECT_EQ(r.STRESS0(k), s0(k));  // last elastic stress stays
   }
   // Along the normal only EMIN is left; across it the plane-stress modulus.
-  EXPECT_NEAR(r.D(el::PACKIDX(2, 2, 6)), 0.001 * ts::E0, 1e-9);
-  EXPECT_NEAR(r.D(el::PACKIDX(1, 1, 6)), ts::E0 / (1 - ts::NU0 * ts::NU0), 1e-9);
-  EXPECT_NEAR(r.D(el::PACKIDX(1, 2, 6)), 0.0, 1e-9);
+  EXPECT_NEAR(r.D(ossa::base::PACKIDX(2, 2, 6)), 0.001 * ts::E0, 1e-9);
+  EXPECT_NEAR(r.D(ossa::base::PACKIDX(1, 1, 6)), ts::E0 / (1 - ts::NU0 * ts::NU0), 1e-9);
+  EXPECT_NEAR(r.D(ossa::base::PACKIDX(1, 2, 6)), 0.0, 1e-9);
   // Frozen: the next status pass leaves it alone.
   uniaxial_step(*m, r, 1, 60.0);
   EXPECT_EQ(r.STATE, el::CRACKED);
@@ -134,7 +134,7 @@ TEST(SolidPoint, CompressionPastCrushStrainAfterYielding) {
   EXPECT_LT(r.STRAIN(1), -0.02);
   for (int k = 1; k <= 6; ++k) EXPECT_EQ(r.STRESS(k), 0.0);
   double soft[21];
-  el::DELAS(0.5 * 0.001 * ts::E0, ts::NU0, soft);
+  ossa::base::DELAS(0.5 * 0.001 * ts::E0, ts::NU0, soft);
   for (int k = 1; k <= 21; ++k) EXPECT_DOUBLE_EQ(r.D(k), soft[k - 1]);
 }
 
@@ -157,7 +157,7 @@ TEST(SolidPoint, UnloadingReturnsToElasticWithLoweredYield) {
   EXPECT_NEAR(r.YIELD, 140.0, 1e-6);
   for (int k = 1; k <= 6; ++k) EXPECT_EQ(r.STRESS0(k), r.STRESS(k));
   double De[21];
-  el::DELAS(r.E, r.NU, De);
+  ossa::base::DELAS(r.E, r.NU, De);
   for (int k = 1; k <= 21; ++k) EXPECT_EQ(r.D(k), De[k - 1]);
   // Unloading is elastic; reloading yields again at the lowered stress.
   const double e140 = r.STRAIN(1);
@@ -210,16 +210,16 @@ TEST(SolidPoint, PlasticOperatorRecord) {
   double rec[42], a[6], De[21], da[6];
   ASSERT_TRUE(ossa::base::dread(m->unit(m->UNIT(7)), 3, rec, sizeof rec));
   el::FLOWV(r.STRESS.data(), 1, 0.0, a);
-  el::DELAS(r.E, r.NU, De);
-  el::SYMMUL(De, a, da, 6, 1);
-  const double A = el::DOT(a, da, 6) + r.HPRIME;
+  ossa::base::DELAS(r.E, r.NU, De);
+  ossa::base::SYMMUL(De, a, da, 6, 1);
+  const double A = ossa::base::DOT(a, da, 6) + r.HPRIME;
   for (int i = 0; i < 6; ++i) {
     EXPECT_NEAR(rec[i], da[i] / A, 1e-15);
     for (int j = 0; j < 6; ++j) EXPECT_DOUBLE_EQ(rec[6 + i + 6 * j], a[i] * rec[j]);
   }
   // D a = De a H' / A: the plastic direction is softened by the hardening.
   double Dn[6];
-  el::SYMMUL(r.D.data(), a, Dn, 6, 1);
+  ossa::base::SYMMUL(r.D.data(), a, Dn, 6, 1);
   for (int i = 0; i < 6; ++i) EXPECT_NEAR(Dn[i], da[i] * r.HPRIME / A, 1e-9);
 }
 
@@ -327,7 +327,7 @@ TEST(Material, PrincipalTransformations) {
   el::PRINC3(S, 1e-12, L, Z);
   el::TRANS6(Z, T);
   const double sp[6] = {L[0], L[1], L[2], 0, 0, 0};
-  el::MATMUL(T, sp, back, 6, 6, 1);
+  ossa::base::MATMUL(T, sp, back, 6, 6, 1);
   for (int k = 0; k < 6; ++k) EXPECT_NEAR(back[k], S[k], 1e-10);
   // The identity frame leaves the cracked matrix as it is.
   const double I[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -341,6 +341,6 @@ TEST(Material, PrincipalTransformations) {
   double P[5], c, s, T5[25], b5[5];
   el::PRINC2(s5, P, c, s);
   el::TRANS5(c, s, T5);
-  el::MATMUL(T5, P, b5, 5, 5, 1);
+  ossa::base::MATMUL(T5, P, b5, 5, 5, 1);
   for (int k = 0; k < 5; ++k) EXPECT_NEAR(b5[k], s5[k], 1e-13);
 }

@@ -5,7 +5,7 @@
 
 #include "base/fmt.hpp"
 #include "elements/jobdir.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/family.hpp"
 #include "solution/index.hpp"
 #include "model/mesh.hpp"
@@ -116,7 +116,7 @@ TEST_F(ElemInit, SolidRubberAndShellStartValues) {
 
   // Solid: elastic matrix, clean state.
   double D[21];
-  el::DELAS(1000.0, 0.3, D);
+  ossa::base::DELAS(1000.0, 0.3, D);
   for (int k = 1; k <= 21; ++k) EXPECT_EQ(s.D(k), D[k - 1]);
   EXPECT_EQ(s.STATE, 0);
   EXPECT_EQ(s.EPEQ, 0.0);

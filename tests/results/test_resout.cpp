@@ -6,7 +6,7 @@
 #include <cmath>
 #include <limits>
 
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "job/job.hpp"
 #include "resmodel.hpp"
 #include "results/reader.hpp"
@@ -271,7 +271,7 @@ TEST(ElementValues, StrainEnergyDensityByState) {
   // Plastic: the elastic part by D. D = 2 I packed; strain minus EPLAST = 0.1.
   r.STATE = 2;
   r.D.fill(0.0);
-  for (int k = 1; k <= 6; ++k) { r.D(elements::PACKIDX(k, k, 6)) = 2.0; r.EPLAST(k) = 0.1 * k - 0.1; }
+  for (int k = 1; k <= 6; ++k) { r.D(base::PACKIDX(k, k, 6)) = 2.0; r.EPLAST(k) = 0.1 * k - 0.1; }
   results::SOLVAL(m, r, 1, o);
   EXPECT_NEAR(o.V[15], 0.5 * 6 * 2.0 * 0.01, 1e-6);
   EXPECT_EQ(o.STATE, 2);

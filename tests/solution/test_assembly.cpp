@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "model/model.hpp"
+#include "base/kernels.hpp"
 #include "solution/assembly.hpp"
 #include "solution/reschk.hpp"
 #include "testutil.hpp"
@@ -50,10 +51,10 @@ const solution::EDOF DOFS[6] = {{1, 1}, {1, 2}, {1, 3}, {2, 1}, {2, 2}, {2, 3}};
 }  // namespace
 
 TEST(Assembly, PackedIndexRowByRow) {
-  EXPECT_EQ(solution::PKIDX(1, 1, 12), 1);
-  EXPECT_EQ(solution::PKIDX(1, 12, 12), 12);
-  EXPECT_EQ(solution::PKIDX(2, 2, 12), 13);
-  EXPECT_EQ(solution::PKIDX(12, 12, 12), 78);
+  EXPECT_EQ(ossa::base::PACKIDX(1, 1, 12), 1);
+  EXPECT_EQ(ossa::base::PACKIDX(1, 12, 12), 12);
+  EXPECT_EQ(ossa::base::PACKIDX(2, 2, 12), 13);
+  EXPECT_EQ(ossa::base::PACKIDX(12, 12, 12), 78);
 }
 
 TEST(Assembly, ScatterIntoEitherHalf) {
