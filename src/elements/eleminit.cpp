@@ -4,8 +4,8 @@
 #include <string>
 
 #include "base/fmt.hpp"
-#include "elements/family.hpp"
 #include "base/kernels.hpp"
+#include "elements/family.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {

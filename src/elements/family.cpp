@@ -1,5 +1,7 @@
 #include "elements/family.hpp"
 
+#include "elements/resrec.hpp"
+
 namespace ossa::elements {
 
 namespace {
@@ -10,15 +12,26 @@ double* no_beta(Model&, const ELEMREC&, int&) { return nullptr; }
 bool no_stiff(Model&, const ELEMREC&, double*) { return false; }
 void no_force(Model&, const ELEMREC&, Arr2<double>&, int) {}
 bool no_status(Model&, const ELEMREC&) { return false; }
+void no_res(const Model&, const ELEMREC&, const Arr2<double>&, void*) {}
+int no_snap(Model&, const ELEMREC&, SNAPITEM*) { return 0; }
+
+static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES &&
+              sizeof(RubberOut) <= MAXRESBYTES && sizeof(TrussOut) <= MAXRESBYTES);
 
 // Row 0 stands for a TYPE that names no family.
 constexpr FAMILY ROWS[NFAMILY + 1] = {
-    {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status},
-    {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS},
-    {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS},
-    {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS},
-    {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS},
-    {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS},
+    {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, 0, no_res,
+     no_snap},
+    {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS,
+     sizeof(ShellOut), SHLRES, SHLSNAP},
+    {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS,
+     sizeof(SolidOut), SOLRES, SOLSNAP},
+    {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS,
+     0, GAPRES, GAPSNAP},
+    {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS,
+     sizeof(RubberOut), RUBRES, RUBSNAP},
+    {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS,
+     sizeof(TrussOut), TRSRES, TRSSNAP},
 };
 
 }  // namespace

@@ -3,6 +3,7 @@
 // family adds its row here and its own file (solid, shell, rubber, truss,
 // gap), each with the same set of routines.
 #pragma once
+#include <cstddef>
 #include <vector>
 
 #include "base/array.hpp"
@@ -17,6 +18,24 @@ using model::Model;
 // TYPE of the element directory.
 enum FamilyCode : int { F_SHELL = 1, F_SOLID = 2, F_GAP = 3, F_RUBBER = 4, F_TRUSS = 5 };
 inline constexpr int NFAMILY = 5;
+
+// One item of a snapshot record: a stretch of the element's record, written
+// as it lies in memory and read back into the same place.
+struct SNAPITEM {
+  void* P;
+  std::size_t BYTES;
+};
+inline constexpr int MAXSNAP = 16;  // items of the longest snapshot record
+inline constexpr int MAXRESBYTES = 124;  // bytes of the longest result record
+
+template <class A>
+SNAPITEM SNAPARR(A& a) {
+  return {a.data(), static_cast<std::size_t>(a.size()) * sizeof(*a.data())};
+}
+template <class T>
+SNAPITEM SNAPVAL(T& v) {
+  return {&v, sizeof v};
+}
 
 struct FAMILY {
   const char* NAME;
@@ -43,6 +62,13 @@ struct FAMILY {
   // The status pass over the element's material points; true when one left
   // ELASTIC.
   bool (*STATUS)(Model& m, const ELEMREC& e);
+  // Result record of EXEC.Bstr: its length in bytes (0: the family writes
+  // none) and its values at the displacements U, into REC.
+  int RESBYTES;
+  void (*RESREC)(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
+  // Snapshot record of EXEC.RST: the items of the element's state in their
+  // order; 0 items: the family keeps none.
+  int (*SNAP)(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
 };
 
 // The row of TYPE; a TYPE that names no family gets an empty row.
@@ -77,6 +103,8 @@ double* SOLBETA(Model& m, const ELEMREC& e, int& GROUP);
 bool SOLSTIFF(Model& m, const ELEMREC& e, double* Ke);
 void SOLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool SOLSTATUS(Model& m, const ELEMREC& e);
+void SOLRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
+int SOLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
 
 bool SHLRECOK(const Model& m, const ELEMREC& e);
 void SHLSTART(Model& m, ELEMREC& e, double* CLASS);
@@ -84,6 +112,8 @@ double* SHLBETA(Model& m, const ELEMREC& e, int& GROUP);
 bool SHLSTIFF(Model& m, const ELEMREC& e, double* Ke);
 void SHLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool SHLSTATUS(Model& m, const ELEMREC& e);
+void SHLRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
+int SHLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
 
 bool RUBRECOK(const Model& m, const ELEMREC& e);
 void RUBSTART(Model& m, ELEMREC& e, double* CLASS);
@@ -91,6 +121,8 @@ double* RUBBETA(Model& m, const ELEMREC& e, int& GROUP);
 bool RUBSTIFF(Model& m, const ELEMREC& e, double* Ke);
 void RUBFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool RUBSTATUS(Model& m, const ELEMREC& e);
+void RUBRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
+int RUBSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
 
 bool TRSRECOK(const Model& m, const ELEMREC& e);
 void TRSSTART(Model& m, ELEMREC& e, double* CLASS);
@@ -98,6 +130,8 @@ double* TRSBETA(Model& m, const ELEMREC& e, int& GROUP);
 bool TRSSTIFF(Model& m, const ELEMREC& e, double* Ke);
 void TRSFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool TRSSTATUS(Model& m, const ELEMREC& e);
+void TRSRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
+int TRSSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
 
 bool GAPRECOK(const Model& m, const ELEMREC& e);
 void GAPSTART(Model& m, ELEMREC& e, double* CLASS);
@@ -105,6 +139,8 @@ double* GAPBETA(Model& m, const ELEMREC& e, int& GROUP);
 bool GAPSTIFF(Model& m, const ELEMREC& e, double* Ke);
 void GAPFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool GAPSTATUS(Model& m, const ELEMREC& e);
+void GAPRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
+int GAPSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
 // The links of all gaps: normal and stiffness from the solid faces they join.
 void GAPSETUP(Model& m);
 

@@ -6,8 +6,8 @@
 #include <array>
 #include <vector>
 
-#include "elements/family.hpp"
 #include "base/kernels.hpp"
+#include "elements/family.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
@@ -93,6 +93,13 @@ void GAPSETUP(Model& m) {
     }
   }
   m.TIMES(model::T_CPREP) += m.clock.now() - t0;
+}
+
+void GAPRES(const Model&, const ELEMREC&, const Arr2<double>&, void*) {}
+
+int GAPSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
+  ITEMS[0] = SNAPVAL(m.GAPREC(e.IDX).GSTAT);
+  return 1;
 }
 
 }  // namespace ossa::elements

@@ -3,9 +3,13 @@
 // and status points; stiffness and internal force are not built yet, and
 // input refuses shell elements before a job reaches them.
 #include <cmath>
+#include <cstring>
 
-#include "elements/family.hpp"
 #include "base/kernels.hpp"
+#include "elements/family.hpp"
+#include "elements/material.hpp"
+#include "elements/princ.hpp"
+#include "elements/resrec.hpp"
 #include "elements/status.hpp"
 
 namespace ossa::elements {
@@ -80,6 +84,46 @@ bool SHLSTATUS(Model& m, const ELEMREC& e) {
     for (int pt = 1; pt <= 4; ++pt)
       if (shlpoint(m, r, pt, ly, 3 * e.IDX + ly - 3)) changed = true;
   return changed;
+}
+
+void SHLVAL(const Model& m, const model::SHLREC& r, std::int32_t id, ShellOut& o) {
+  o.ID = id;
+  for (int l = 1; l <= 3; ++l) {
+    ShellLayerOut& L = o.L[l - 1];
+    const double* s = &r.STRESS(1, 4, l);
+    const double* e = &r.STRAIN(1, 4, l);
+    L.STATE = r.STATE(4, l);
+    double p[5], c, sn;
+    PRINC2(s, p, c, sn);
+    L.V[0] = static_cast<float>(p[0]);
+    L.V[1] = static_cast<float>(p[1]);
+    L.V[2] = static_cast<float>(DIRANGLE(c, sn));
+    const double eh[5] = {e[0], e[1], 0.5 * e[2], 0.5 * e[3], 0.5 * e[4]};
+    PRINC2(eh, p, c, sn);
+    L.V[3] = static_cast<float>(p[0]);
+    L.V[4] = static_cast<float>(p[1]);
+    L.V[5] = static_cast<float>(SEDENS(L.STATE, s, e, &r.EPLAST(1, l), &r.D(1, 4, l), 5));
+    L.V[6] = static_cast<float>(DIRANGLE(c, sn));
+    L.V[7] = static_cast<float>(EQVSTR2(s, r.YTYPE, m.RR(5)));
+    L.V[8] = static_cast<float>(r.EPEQ(l));
+  }
+}
+
+void SHLRES(const Model& m, const ELEMREC& e, const Arr2<double>&, void* REC) {
+  ShellOut r;
+  SHLVAL(m, m.SHLREC(e.IDX), e.ID, r);
+  std::memcpy(REC, &r, sizeof r);
+}
+
+int SHLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
+  SHLREC& h = m.SHLREC(e.IDX);
+  const SNAPITEM items[] = {SNAPARR(h.V),      SNAPARR(h.D),       SNAPARR(h.STRAIN),
+                            SNAPARR(h.EPLAST), SNAPARR(h.EPEQ),    SNAPARR(h.STRESS),
+                            SNAPARR(h.STRESS0), SNAPARR(h.PDIR),   SNAPARR(h.STATE),
+                            SNAPARR(h.YIELD)};
+  int n = 0;
+  for (const SNAPITEM& it : items) ITEMS[n++] = it;
+  return n;
 }
 
 }  // namespace ossa::elements

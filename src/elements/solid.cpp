@@ -1,10 +1,13 @@
 #include "elements/solid.hpp"
 
+#include <cstring>
 #include <string>
 
 #include "base/files.hpp"
-#include "elements/family.hpp"
 #include "base/kernels.hpp"
+#include "elements/family.hpp"
+#include "elements/material.hpp"
+#include "elements/resrec.hpp"
 #include "elements/status.hpp"
 #include "model/stop.hpp"
 
@@ -336,6 +339,33 @@ bool SOLSTATUS(Model& m, const ELEMREC& e) {
   }
   if (r.STATE == PLASTIC) SOLST2(m, r, e.IDX);
   return false;
+}
+
+void SOLVAL(const Model& m, const model::SOLREC& r, std::int32_t id, SolidOut& o) {
+  o.ID = id;
+  o.STATE = r.STATE;
+  PRINCVALS(r.STRESS.data(), r.STRAIN.data(), o.V);
+  o.V[15] = static_cast<float>(
+      SEDENS(r.STATE, r.STRESS.data(), r.STRAIN.data(), r.EPLAST.data(), r.D.data(), 6));
+  for (int k = 0; k < 3; ++k) o.V[16 + k] = static_cast<float>(r.PDIR(k + 1));
+  o.V[19] = static_cast<float>(EQVSTR(r.STRESS.data(), r.YTYPE, m.RR(5)));
+  o.V[20] = static_cast<float>(r.EPEQ);
+}
+
+void SOLRES(const Model& m, const ELEMREC& e, const Arr2<double>&, void* REC) {
+  SolidOut r;
+  SOLVAL(m, m.SOLREC(e.IDX), e.ID, r);
+  std::memcpy(REC, &r, sizeof r);
+}
+
+int SOLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
+  SOLREC& s = m.SOLREC(e.IDX);
+  const SNAPITEM items[] = {SNAPARR(s.D),       SNAPARR(s.STRAIN),  SNAPARR(s.EPLAST),
+                            SNAPVAL(s.EPEQ),    SNAPARR(s.STRESS),  SNAPARR(s.STRESS0),
+                            SNAPARR(s.PDIR),    SNAPVAL(s.STATE),   SNAPVAL(s.YIELD)};
+  int n = 0;
+  for (const SNAPITEM& it : items) ITEMS[n++] = it;
+  return n;
 }
 
 }  // namespace ossa::elements

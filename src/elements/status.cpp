@@ -5,8 +5,8 @@
 
 #include "base/files.hpp"
 #include "base/fmt.hpp"
-#include "elements/family.hpp"
 #include "base/kernels.hpp"
+#include "elements/family.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
 #include "model/stop.hpp"

@@ -1,11 +1,11 @@
 #include "base/files.hpp"
+#include "elements/family.hpp"
 #include "job/job.hpp"
 #include "model/stop.hpp"
-#include "elements/family.hpp"
-#include "solution/index.hpp"
 #include "results/resout.hpp"
 #include "results/rst.hpp"
 #include "solution/incr.hpp"
+#include "solution/index.hpp"
 #include "solvers/solver.hpp"
 
 namespace ossa::job {

@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "model/stop.hpp"
 #include "elements/family.hpp"
+#include "model/stop.hpp"
 #include "solution/index.hpp"
 
 namespace ossa::solution {

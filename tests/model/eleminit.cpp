@@ -4,11 +4,11 @@
 #include <string>
 
 #include "base/fmt.hpp"
-#include "elements/jobdir.hpp"
 #include "base/kernels.hpp"
 #include "elements/family.hpp"
-#include "solution/index.hpp"
+#include "elements/jobdir.hpp"
 #include "model/mesh.hpp"
+#include "solution/index.hpp"
 
 using ossa::model::Model;
 using ossa::testing::Elem;

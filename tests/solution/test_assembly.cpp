@@ -2,8 +2,8 @@
 // displacement correction and the residual table.
 #include <gtest/gtest.h>
 
-#include "model/model.hpp"
 #include "base/kernels.hpp"
+#include "model/model.hpp"
 #include "solution/assembly.hpp"
 #include "solution/reschk.hpp"
 #include "testutil.hpp"
