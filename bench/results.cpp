@@ -13,9 +13,9 @@
 
 #include "../examples/mesh/cube_tets.hpp"
 #include "model/model.hpp"
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 #include "results/resout.hpp"
-#include "results/vtu.hpp"
+#include "post/vtu.hpp"
 
 using namespace ossa;
 
@@ -107,13 +107,13 @@ int main() {
   std::printf("RESOUT, one frame (appended):                %.3f s\n", tw2);
 
   t = now();
-  results::ResIndex idx;
-  std::string err = results::RESSCAN(".", idx);
-  results::Frame f;
-  if (err.empty()) err = results::RESREAD(idx, 2, f);
+  post::ResIndex idx;
+  std::string err = post::RESSCAN(".", idx);
+  post::Frame f;
+  if (err.empty()) err = post::RESREAD(idx, 2, f);
   const double tr = now() - t;
   t = now();
-  if (err.empty()) err = results::VTUWRITE(m, f, "EXEC_0002.vtu");
+  if (err.empty()) err = post::VTUWRITE(m, f, "EXEC_0002.vtu");
   const double tv = now() - t;
   if (!err.empty()) {
     std::printf("error: %s\n", err.c_str());

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "deckgen.hpp"
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -37,15 +37,15 @@ std::vector<Point> pull(const Box& b, double TMAX, int NSTEP, double sigt, doubl
   test::write_file("EXEC.INP", deck);
   const auto r = test::run_ossa();
   EXPECT_NE(r.out.find("##$$ExSv end 1 1"), std::string::npos) << r.out;
-  results::ResIndex idx;
-  EXPECT_EQ(results::RESSCAN(".", idx), "");
+  post::ResIndex idx;
+  EXPECT_EQ(post::RESSCAN(".", idx), "");
   std::vector<Point> curve;
   const int tip = b.id(b.NX, 0, 0);
   for (std::size_t k = 1; k <= idx.frames.size(); ++k) {
-    results::Frame f;
-    EXPECT_EQ(results::RESREAD(idx, k, f), "");
+    post::Frame f;
+    EXPECT_EQ(post::RESREAD(idx, k, f), "");
     double react[3];
-    results::SECTSUM(f.REACT, react);
+    post::SECTSUM(f.REACT, react);
     Point p{-react[0], 0.0, f.SOLID.empty() ? -1 : f.SOLID[0].STATE,
             f.SOLID.empty() ? 0.0 : f.SOLID[0].V[16]};
     for (const auto& d : f.DISP)

@@ -9,7 +9,7 @@
 #include "base/kernels.hpp"
 #include "job/job.hpp"
 #include "resmodel.hpp"
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 #include "results/resout.hpp"
 
 using namespace ossa;
@@ -346,8 +346,8 @@ TEST(ResultFiles, FramesAppendedPerOutputOnStepAndTimeSchedules) {
     job::STEPWALK(m, w, false);
     ::testing::internal::GetCapturedStdout();
     close_streams(m);
-    results::ResIndex idx;
-    ASSERT_EQ(results::RESSCAN(".", idx), "");
+    post::ResIndex idx;
+    ASSERT_EQ(post::RESSCAN(".", idx), "");
     const std::vector<int> want = bytime ? std::vector<int>{2, 3, 5} : std::vector<int>{2, 4, 5};
     ASSERT_EQ(idx.frames.size(), want.size());
     EXPECT_EQ(w.NOUT, 3);

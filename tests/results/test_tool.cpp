@@ -10,9 +10,9 @@
 
 #include "deckgen.hpp"
 #include "resmodel.hpp"
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 #include "results/resout.hpp"
-#include "results/vtu.hpp"
+#include "post/vtu.hpp"
 
 using namespace ossa;
 
@@ -140,21 +140,21 @@ TEST(ResultsReader, FollowsARunningJob) {
   // Cut the second frame short, as a reader sees a frame being written.
   const std::string d = test::read_file("EXEC.Bdsp");
   test::write_file("EXEC.Bdsp", d.substr(0, d.size() - 5));
-  results::ResIndex idx;
-  ASSERT_EQ(results::RESSCAN(".", idx), "");
+  post::ResIndex idx;
+  ASSERT_EQ(post::RESSCAN(".", idx), "");
   ASSERT_EQ(idx.frames.size(), 1u);
-  results::Frame f;
-  ASSERT_EQ(results::RESREAD(idx, 1, f), "");
+  post::Frame f;
+  ASSERT_EQ(post::RESREAD(idx, 1, f), "");
   EXPECT_EQ(f.DISP.size(), 6u);
   EXPECT_EQ(f.SOLID.size(), 2u);
   EXPECT_EQ(f.TRUSS[0].V[1], 42.0f);
-  EXPECT_NE(results::RESREAD(idx, 2, f), "");
+  EXPECT_NE(post::RESREAD(idx, 2, f), "");
   // A head with a negative count is refused, not followed.
   std::string bad = d;
   const std::int32_t neg = -5;
   std::memcpy(bad.data() + results::BDSPHEAD + 12, &neg, 4);
   test::write_file("EXEC.Bdsp", bad);
-  EXPECT_NE(results::RESSCAN(".", idx).find("bad counts"), std::string::npos);
+  EXPECT_NE(post::RESSCAN(".", idx).find("bad counts"), std::string::npos);
 }
 
 namespace {
@@ -215,7 +215,7 @@ TEST(ResultsTool, ParaViewFilesReadBackByMeshio) {
   // The model from the deck, its arrays, and made-up solution values.
   model::Model m;
   test::write_file("EXEC.INP", bar_deck(Bar{1}));
-  ASSERT_EQ(results::JOBMODEL(m, ".", "deck.log"), "");
+  ASSERT_EQ(post::JOBMODEL(m, ".", "deck.log"), "");
   model::MODELALLOC(m);
   for (int i = 1; i <= m.NNODE(); ++i)
     for (int k = 1; k <= 3; ++k) m.U(k, i) = 0.001 * i + k;

@@ -1,4 +1,4 @@
-#include "results/vtu.hpp"
+#include "post/vtu.hpp"
 
 #include <cmath>
 #include <cstdint>
@@ -11,7 +11,7 @@
 #include "deck/deck.hpp"
 #include "elements/family.hpp"
 
-namespace ossa::results {
+namespace ossa::post {
 
 namespace {
 
@@ -366,4 +366,4 @@ std::string PVDWRITE(const std::string& path,
   return std::ferror(f.get()) ? "cannot write " + path : "";
 }
 
-}  // namespace ossa::results
+}  // namespace ossa::post
