@@ -33,14 +33,14 @@ inline void cube(model::Model& m, int nx, int ny, int nz) {
   model::MODELRESET(m);
   const int nn = (nx + 1) * (ny + 1) * (nz + 1);
   const int ne = 6 * nx * ny * nz;
-  m.KK(3) = 0;
-  m.KK(11) = nn;
-  m.KK(12) = ne;
-  m.KK(14) = ne;
-  m.KK(25) = 45;
-  m.KK(27) = 8000;
-  m.KK(28) = -1;
-  m.KK(32) = 1;
+  m.KK(kk::DYNAMIC) = 0;
+  m.KK(kk::NNODE) = nn;
+  m.KK(kk::NELEM) = ne;
+  m.KK(kk::NSOLID) = ne;
+  m.KK(kk::BLOCKW) = 45;
+  m.KK(kk::MEMMB) = 8000;
+  m.KK(kk::DEVICE) = -1;
+  m.KK(kk::ONE) = 1;
   if (!m.XYZ.allocate(3, nn) || !m.NODEID.allocate(nn) || !m.ELEM.allocate(ne) ||
       !m.SOLREC.allocate(ne)) {
     std::fprintf(stderr, "bench: out of memory\n");

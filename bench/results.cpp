@@ -32,11 +32,11 @@ struct P3 { double x, y, z; };
 void build(model::Model& m, int NX, int NY, int NZ, int NSOL) {
   model::MODELRESET(m);
   const int nn = NX * NY * NZ;
-  m.KK(3) = 0;
-  m.KK(4) = 1;
-  m.KK(11) = nn;
-  m.KK(12) = NSOL;
-  m.KK(14) = NSOL;
+  m.KK(kk::DYNAMIC) = 0;
+  m.KK(kk::NSTEP) = 1;
+  m.KK(kk::NNODE) = nn;
+  m.KK(kk::NELEM) = NSOL;
+  m.KK(kk::NSOLID) = NSOL;
   m.NODEID.allocate(nn);
   m.XYZ.allocate(3, nn);
   auto id = [&](int i, int j, int k) { return 1 + i + NX * (j + NY * k); };

@@ -14,10 +14,10 @@ int main() {
   const int n = 1000000;
   model::Model m;
   model::MODELRESET(m);
-  m.KK(2) = 1;
-  m.KK(12) = n;
-  m.KK(14) = n;
-  m.RR(6) = 10.0;
+  m.KK(kk::MATNL) = 1;
+  m.KK(kk::NELEM) = n;
+  m.KK(kk::NSOLID) = n;
+  m.RR(rr::EMIN) = 10.0;
   if (!m.ELEM.allocate(n) || !m.SOLREC.allocate(n)) return 1;
   std::mt19937 g(1);
   std::uniform_real_distribution<double> u(-30.0, 30.0);

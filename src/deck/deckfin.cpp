@@ -52,12 +52,15 @@ void translate(Model& m, const Reader& r) {
     model::ELEMREC& e = m.ELEM(j);
     for (int k = 1; k <= e.NEN; ++k) e.NOD(k) = node_pos(m, e.NOD(k), r.ELEMLINE(j));
   }
-  for (int i = 1; i <= m.KK(43); ++i) m.FRCNOD(i) = node_pos(m, m.FRCNOD(i), r.LINE[K_FORCE](i));
-  for (int i = 1; i <= m.KK(42); ++i) m.DSPNOD(i) = node_pos(m, m.DSPNOD(i), r.LINE[K_DISP](i));
-  for (int i = 1; i <= m.KK(41); ++i) m.PLKNOD(i) = node_pos(m, m.PLKNOD(i), r.LINE[K_PLNK](i));
-  for (int i = 1; i <= m.KK(45); ++i)
+  for (int i = 1; i <= m.KK(kk::NFORCE); ++i)
+    m.FRCNOD(i) = node_pos(m, m.FRCNOD(i), r.LINE[K_FORCE](i));
+  for (int i = 1; i <= m.KK(kk::NDISP); ++i)
+    m.DSPNOD(i) = node_pos(m, m.DSPNOD(i), r.LINE[K_DISP](i));
+  for (int i = 1; i <= m.KK(kk::NPLNK); ++i)
+    m.PLKNOD(i) = node_pos(m, m.PLKNOD(i), r.LINE[K_PLNK](i));
+  for (int i = 1; i <= m.KK(kk::NSPLNK); ++i)
     for (int k = 1; k <= 2; ++k) m.SPLPAIR(k, i) = node_pos(m, m.SPLPAIR(k, i), r.LINE[K_SPLNK](i));
-  for (int i = 1; i <= m.KK(82); ++i)
+  for (int i = 1; i <= m.KK(kk::NCSURF); ++i)
     for (int k = 1; k <= 3; ++k) m.CSFNOD(k, i) = node_pos(m, m.CSFNOD(k, i), r.LINE[K_CSURF](i));
 }
 
@@ -107,7 +110,7 @@ void bone_fields(const Model& m, int row, Rec& s) {
   s.BETA = m.PROPFP(8, row);
   s.SIGT = m.PROPFP(4, row);
   s.YTYPE = m.PROPIP(4, row);
-  const double et0 = m.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(6);
+  const double et0 = m.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(rr::EMIN);
   const double et = et0 > et1 ? et0 : et1;
   s.HPRIME = s.E * et / (s.E - et);
   s.ECRUSH = m.PROPFP(9, row) * 1.0e-6;
@@ -194,7 +197,7 @@ void DECKFIN(Model& m, const Reader& r) {
   translate(m, r);
   const int nrow = r.n[K_PROPT];
   yield_type(m, nrow);
-  m.RR(6) = emin(m, nrow);
+  m.RR(rr::EMIN) = emin(m, nrow);
   copy_rows(m, r);
   m.PROPIP.deallocate();
   m.PROPFP.deallocate();

@@ -7,13 +7,13 @@ namespace ossa::deck {
 
 void DECKALLOC(Model& m, const DeckCounts& n) {
   const int NN = n.NNODE + n.NRUBB;
-  const int NPROP = m.KK(12) - n.NGAP;
+  const int NPROP = m.KK(kk::NELEM) - n.NGAP;
   int st[33] = {};
   int k = 0;
   auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
   a(m.NODEID.allocate(NN));
   a(m.XYZ.allocate(3, NN));
-  a(m.ELEM.allocate(m.KK(12)));
+  a(m.ELEM.allocate(m.KK(kk::NELEM)));
   a(m.SOLREC.allocate(n.NSOLID));
   a(m.SHLREC.allocate(n.NSHELL));
   a(m.GAPREC.allocate(n.NGAP));
@@ -57,48 +57,48 @@ void DECKALLOC(Model& m, const DeckCounts& n) {
 namespace {
 
 void store_counts(Model& m, const DeckCounts& n) {
-  m.KK(11) = n.NNODE;
-  m.KK(14) = n.NSOLID;
-  m.KK(13) = n.NSHELL;
-  m.KK(15) = n.NGAP;
-  m.KK(16) = n.NRUBB;
-  m.KK(17) = n.NTRUSS;
-  m.KK(12) = n.NSOLID + n.NSHELL + n.NGAP + n.NRUBB + n.NTRUSS;
-  m.KK(4) = n.NSTEP;
-  m.KK(44) = n.NLOAD;
-  m.KK(43) = n.NFORCE;
-  m.KK(48) = n.NDIRFC;
-  m.KK(47) = n.NPRESS;
-  m.KK(42) = n.NDISP;
-  m.KK(41) = n.NPLNK;
-  m.KK(46) = n.NVEL;
-  m.KK(45) = n.NSPLNK;
-  m.KK(81) = n.NBODY;
-  m.KK(82) = n.NCSURF;
-  m.KK(29) = n.NBODY > 0 ? 1 : 0;
+  m.KK(kk::NNODE) = n.NNODE;
+  m.KK(kk::NSOLID) = n.NSOLID;
+  m.KK(kk::NSHELL) = n.NSHELL;
+  m.KK(kk::NGAP) = n.NGAP;
+  m.KK(kk::NRUBB) = n.NRUBB;
+  m.KK(kk::NTRUSS) = n.NTRUSS;
+  m.KK(kk::NELEM) = n.NSOLID + n.NSHELL + n.NGAP + n.NRUBB + n.NTRUSS;
+  m.KK(kk::NSTEP) = n.NSTEP;
+  m.KK(kk::NLOAD) = n.NLOAD;
+  m.KK(kk::NFORCE) = n.NFORCE;
+  m.KK(kk::NDIRFC) = n.NDIRFC;
+  m.KK(kk::NPRESS) = n.NPRESS;
+  m.KK(kk::NDISP) = n.NDISP;
+  m.KK(kk::NPLNK) = n.NPLNK;
+  m.KK(kk::NVEL) = n.NVEL;
+  m.KK(kk::NSPLNK) = n.NSPLNK;
+  m.KK(kk::NBODY) = n.NBODY;
+  m.KK(kk::NCSURF) = n.NCSURF;
+  m.KK(kk::CONTACT) = n.NBODY > 0 ? 1 : 0;
 }
 
 // The number of cards of a kind that the counts leave room for; -1 where
 // the storing routine checks for itself or the card needs no room.
 long room(const Model& m, Key k) {
   switch (k) {
-    case K_NODE: return m.KK(11);
-    case K_SOLID: return m.KK(14);
-    case K_SHELL: return m.KK(13);
-    case K_GAP: return m.KK(15) / 3;
-    case K_RUBB: return m.KK(16);
-    case K_TRUSS: return m.KK(17);
+    case K_NODE: return m.KK(kk::NNODE);
+    case K_SOLID: return m.KK(kk::NSOLID);
+    case K_SHELL: return m.KK(kk::NSHELL);
+    case K_GAP: return m.KK(kk::NGAP) / 3;
+    case K_RUBB: return m.KK(kk::NRUBB);
+    case K_TRUSS: return m.KK(kk::NTRUSS);
     case K_PROPT: return m.NPROP;
-    case K_NLOAD: return m.KK(44);
-    case K_FORCE: return m.KK(43);
-    case K_DIRFC: return m.KK(48);
-    case K_PRESS: return m.KK(47);
-    case K_DISP: return m.KK(42);
-    case K_PLNK: return m.KK(41);
-    case K_VEL: return m.KK(46);
-    case K_SPLNK: return m.KK(45);
-    case K_BODY: return m.KK(81);
-    case K_CSURF: return m.KK(82);
+    case K_NLOAD: return m.KK(kk::NLOAD);
+    case K_FORCE: return m.KK(kk::NFORCE);
+    case K_DIRFC: return m.KK(kk::NDIRFC);
+    case K_PRESS: return m.KK(kk::NPRESS);
+    case K_DISP: return m.KK(kk::NDISP);
+    case K_PLNK: return m.KK(kk::NPLNK);
+    case K_VEL: return m.KK(kk::NVEL);
+    case K_SPLNK: return m.KK(kk::NSPLNK);
+    case K_BODY: return m.KK(kk::NBODY);
+    case K_CSURF: return m.KK(kk::NCSURF);
     case K_TRSTB: return m.NTRSTB;
     default: return -1;
   }

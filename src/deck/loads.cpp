@@ -128,7 +128,7 @@ void CONTCARD(Reader& r) {
       break;
     case K_CBODY: {
       const std::int32_t b1 = I(r, 6, 10), b2 = I(r, 11, 15);
-      const int nb = m.KK(81);
+      const int nb = m.KK(kk::NBODY);
       if (b1 < 1 || b1 > nb || b2 < 1 || b2 > nb)
         INPUTFAIL(m, r.card.line, "\"CBODY\" NAMES BODY " + std::to_string(b1 < 1 || b1 > nb ? b1 : b2) +
                                       ", OUTSIDE 1.." + std::to_string(nb) + ".");

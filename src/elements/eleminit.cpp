@@ -78,7 +78,7 @@ double AVGLEN(const Model& m, const ELEMREC& e, int NCORNER) {
 
 void CLASSRULE(const Model& m, double* CLASS, int GROUP, double E, double RHO, double LEN) {
   if (!GROUPOK(GROUP)) return;
-  if (GROUP < 11 || E > 10.0 * m.RR(6)) {
+  if (GROUP < 11 || E > 10.0 * m.RR(rr::EMIN)) {
     const double cand = LEN * std::sqrt(RHO / E);
     if (cand < CLASS[GROUP]) CLASS[GROUP] = cand;
   }
@@ -86,7 +86,7 @@ void CLASSRULE(const Model& m, double* CLASS, int GROUP, double E, double RHO, d
 
 void ELEM_INIT(Model& m) {
   DampTables t;
-  m.RR(11) = NOVALUE;
+  m.RR(rr::MINLEN) = NOVALUE;
   // ---- first walk: start values and the class defaults
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     ELEMREC& e = m.ELEM(ie);

@@ -29,7 +29,7 @@ void RUBSTART(Model& m, ELEMREC& e, double* CLASS) {
   }
   m.NODEID(node) = -e.ID;
   const double len = AVGLEN(m, e, 4);
-  if (len < m.RR(11)) m.RR(11) = len;
+  if (len < m.RR(rr::MINLEN)) m.RR(rr::MINLEN) = len;
   const RUBREC& r = m.RUBREC(e.IDX);
   const double cand = len * std::sqrt(r.RHO / (6.0 * (r.C1 + r.C2)));
   if (GROUPOK(r.GROUP) && cand < CLASS[r.GROUP]) CLASS[r.GROUP] = cand;

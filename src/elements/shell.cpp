@@ -104,7 +104,7 @@ void SHLVAL(const Model& m, const model::SHLREC& r, std::int32_t id, ShellOut& o
     L.V[4] = static_cast<float>(p[1]);
     L.V[5] = static_cast<float>(SEDENS(L.STATE, s, e, &r.EPLAST(1, l), &r.D(1, 4, l), 5));
     L.V[6] = static_cast<float>(DIRANGLE(c, sn));
-    L.V[7] = static_cast<float>(EQVSTR2(s, r.YTYPE, m.RR(5)));
+    L.V[7] = static_cast<float>(EQVSTR2(s, r.YTYPE, m.RR(rr::DPALPHA)));
     L.V[8] = static_cast<float>(r.EPEQ(l));
   }
 }

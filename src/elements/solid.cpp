@@ -297,7 +297,7 @@ bool SOLRECOK(const Model& m, const ELEMREC& e) {
 void SOLSTART(Model& m, ELEMREC& e, double* CLASS) {
   SOLREC& r = m.SOLREC(e.IDX);
   r.AVGLEN = AVGLEN(m, e, 4);
-  if (r.AVGLEN < m.RR(11)) m.RR(11) = r.AVGLEN;
+  if (r.AVGLEN < m.RR(rr::MINLEN)) m.RR(rr::MINLEN) = r.AVGLEN;
   DELAS(r.E, r.NU, r.D.data());
   CLASSRULE(m, CLASS, r.GROUP, r.E, r.RHO, r.AVGLEN);
   r.STRAIN.fill(0.0);
@@ -318,7 +318,7 @@ double* SOLBETA(Model& m, const ELEMREC& e, int& GROUP) {
 
 bool SOLSTIFF(Model& m, const ELEMREC& e, double* Ke) {
   SOLREC& r = m.SOLREC(e.IDX);
-  if (m.KK(1) == 0) SOLKLIN(e.NOD.data(), m.XYZ, r.D.data(), Ke);
+  if (m.KK(kk::GEONL) == 0) SOLKLIN(e.NOD.data(), m.XYZ, r.D.data(), Ke);
   else SOLKNL(e.NOD.data(), m.XYZ, m.U, r.D.data(), r.STRESS.data(), Ke);
   return true;
 }
@@ -326,7 +326,7 @@ bool SOLSTIFF(Model& m, const ELEMREC& e, double* Ke) {
 void SOLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP) {
   SOLREC& r = m.SOLREC(e.IDX);
   const int unitsol = m.UNIT(7);
-  if (m.KK(1) == 0) SOLFLIN(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
+  if (m.KK(kk::GEONL) == 0) SOLFLIN(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
   else SOLFNL(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
 }
 
@@ -348,7 +348,7 @@ void SOLVAL(const Model& m, const model::SOLREC& r, std::int32_t id, SolidOut& o
   o.V[15] = static_cast<float>(
       SEDENS(r.STATE, r.STRESS.data(), r.STRAIN.data(), r.EPLAST.data(), r.D.data(), 6));
   for (int k = 0; k < 3; ++k) o.V[16 + k] = static_cast<float>(r.PDIR(k + 1));
-  o.V[19] = static_cast<float>(EQVSTR(r.STRESS.data(), r.YTYPE, m.RR(5)));
+  o.V[19] = static_cast<float>(EQVSTR(r.STRESS.data(), r.YTYPE, m.RR(rr::DPALPHA)));
   o.V[20] = static_cast<float>(r.EPEQ);
 }
 

@@ -26,8 +26,8 @@ constexpr double TOLSTRAIN = 1.0e-17;
 constexpr double UNLOAD = 0.99999;
 constexpr double OVERSHOOT = 1.0e-6;
 
-double EMIN(const Model& m) { return m.RR(6); }
-double DPALPHA(const Model& m) { return m.RR(5); }
+double EMIN(const Model& m) { return m.RR(rr::EMIN); }
+double DPALPHA(const Model& m) { return m.RR(rr::DPALPHA); }
 
 void putrec(Model& m, int no, int IREC, const double* rec, std::size_t bytes) {
   if (!base::dwrite(m.unit(m.UNIT(no)), IREC, rec, bytes))
@@ -267,7 +267,7 @@ int ELSTAT(Model& m, int ITER, int ITERMAX, int ITYPE, int SKIP, int& FIRSTCHG, 
   }
   const StatCounts c = STATCOUNT(m);
   logblock(m, ITER, ITERMAX, ITYPE, CONV, c);
-  if (ITYPE == 0 && FIRSTCHG == 1 && m.KK(5) > 1) return CONV;
+  if (ITYPE == 0 && FIRSTCHG == 1 && m.KK(kk::NSUBSTEP) > 1) return CONV;
   if (limitreached(m, c)) STOPFLAG = 1;
   return CONV;
 }

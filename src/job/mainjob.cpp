@@ -49,8 +49,8 @@ bool JOBOPEN(Model& m) {
 
 void JOBRUN(Model& m) {
   deck::DECKIN(m);
-  if (m.KK(2) == 1) {
-    const bool restart = m.KK(19) == 1;
+  if (m.KK(kk::MATNL) == 1) {
+    const bool restart = m.KK(kk::RESTART) == 1;
     open_work(m, 6, 240, 3L * m.NSHELL() + 1, restart);
     open_work(m, 7, 336, static_cast<long>(m.NSOLID()) + 1, restart);
   }
@@ -58,12 +58,12 @@ void JOBRUN(Model& m) {
     open_work(m, 8, 1080, static_cast<long>(m.NRUBB()) + 1);
     open_work(m, 9, 408, static_cast<long>(m.NRUBB()) + 1);
   }
-  if (m.KK(3) == 0) DRVSTAT(m);
-  else if (m.KK(3) == 1) DRVDYN(m);
+  if (m.KK(kk::DYNAMIC) == 0) DRVSTAT(m);
+  else if (m.KK(kk::DYNAMIC) == 1) DRVDYN(m);
 
-  if (m.KK(2) == 1) {
+  if (m.KK(kk::MATNL) == 1) {
     // A restart needs the plastic operators; otherwise they go.
-    const bool drop = m.KK(20) != 1;
+    const bool drop = m.KK(kk::RSTOUT) != 1;
     base::close_unit(m.unit(m.UNIT(6)), drop);
     base::close_unit(m.unit(m.UNIT(7)), drop);
   }

@@ -21,7 +21,7 @@ void MODELALLOC(Model& m) {
   a(m.DOFTAB.allocate(7, nn));
   a(m.IDOF.allocate(7, nn));
   a(m.LINKPTR.allocate(2, 6, nn));
-  const int kind = m.KK(3);
+  const int kind = m.KK(kk::DYNAMIC);
   if (kind == 0 || kind == 1) {
     a(m.DUE.allocate(6, nn));
     a(m.X.allocate(3, nn));
@@ -88,7 +88,7 @@ long FREEWORDS(const Model& m) {
 }
 
 long SOLVERFREEW(const Model& m) {
-  return static_cast<long>(m.KK(27)) * 250000L - FREEWORDS(m);
+  return static_cast<long>(m.KK(kk::MEMMB)) * 250000L - FREEWORDS(m);
 }
 
 }  // namespace ossa::model

@@ -7,6 +7,7 @@
 #include "base/array.hpp"
 #include "base/clock.hpp"
 #include "base/files.hpp"
+#include "model/control.hpp"
 #include "model/records.hpp"
 #include "model/solvrec.hpp"
 
@@ -122,16 +123,16 @@ struct Model {
   bool SOLRPT = false;
 
   // Sizes used throughout.
-  int NNODE() const { return KK(11); }
-  int NAUX() const { return KK(16); }
-  int NELEM() const { return KK(12); }
-  int NSHELL() const { return KK(13); }
-  int NSOLID() const { return KK(14); }
-  int NGAP() const { return KK(15); }
-  int NRUBB() const { return KK(16); }
-  int NTRUSS() const { return KK(17); }
-  int NSTEP() const { return KK(4); }
-  int NEQ() const { return KK(22); }
+  int NNODE() const { return KK(kk::NNODE); }
+  int NAUX() const { return KK(kk::NRUBB); }
+  int NELEM() const { return KK(kk::NELEM); }
+  int NSHELL() const { return KK(kk::NSHELL); }
+  int NSOLID() const { return KK(kk::NSOLID); }
+  int NGAP() const { return KK(kk::NGAP); }
+  int NRUBB() const { return KK(kk::NRUBB); }
+  int NTRUSS() const { return KK(kk::NTRUSS); }
+  int NSTEP() const { return KK(kk::NSTEP); }
+  int NEQ() const { return KK(kk::NEQ); }
 };
 
 // Zeroes KK and RR, fills UNIT and names each unit's file.

@@ -27,7 +27,7 @@ long position(const Model& m, int row, int col) {
 }  // namespace
 
 void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
-  const bool lower = m.KK(21) == 1;
+  const bool lower = m.KK(kk::SOLVER) == 1;
   for (int a = 1; a <= n; ++a) {
     const int ea = m.IDOF(dofs[a - 1].pos, dofs[a - 1].node);
     if (ea <= 0) continue;
@@ -80,7 +80,7 @@ namespace ossa::solution {
 
 void STFASM(Model& m, int FIRST) {
   m.AV.fill(0.0);
-  const int maxedof = m.KK(23) > 0 ? m.KK(23) : 1;
+  const int maxedof = m.KK(kk::MAXEDOF) > 0 ? m.KK(kk::MAXEDOF) : 1;
   std::vector<double> Ke(static_cast<std::size_t>(maxedof) * (maxedof + 1) / 2);
   std::vector<EDOF> dofs(static_cast<std::size_t>(maxedof > ossa::solution::MAXLIST ? maxedof : ossa::solution::MAXLIST));
   for (int ie = 1; ie <= m.NELEM(); ++ie) {

@@ -32,7 +32,7 @@ int EDOFLIST(int TYPE, int NEN, const std::int32_t* NOD, EDOFPAIR* LIST) {
 void DOFINIT(Model& m) {
   const int nn = m.NNODE();
   m.DOFTAB.fill(0);
-  for (int i = 1; i <= m.KK(41); ++i) {
+  for (int i = 1; i <= m.KK(kk::NPLNK); ++i) {
     const int node = m.PLKNOD(i);
     if (node < 1 || node > nn) continue;
     for (int k = 1; k <= 6; ++k) {
@@ -43,7 +43,7 @@ void DOFINIT(Model& m) {
   }
   // A node frame holds the rotation about its director, unless the deck
   // already constrains a rotation there.
-  if (m.KK(1) == 1 && m.FRAMEFLG.allocated()) {
+  if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) {
     for (int node = 1; node <= nn; ++node) {
       if (m.FRAMEFLG(node) == 0) continue;
       if (m.DOFTAB(4, node) == 0 && m.DOFTAB(5, node) == 0 && m.DOFTAB(6, node) == 0)
@@ -53,9 +53,9 @@ void DOFINIT(Model& m) {
     }
   }
   // The Riks reference load: every "FORCE" entry, whatever its group.
-  if (m.KK(7) != 0 && m.FREF.allocated()) {
+  if (m.KK(kk::RIKS) != 0 && m.FREF.allocated()) {
     m.FREF.fill(0.0);
-    for (int i = 1; i <= m.KK(43); ++i) {
+    for (int i = 1; i <= m.KK(kk::NFORCE); ++i) {
       const int node = m.FRCNOD(i);
       if (node < 1 || node > nn) continue;
       for (int k = 1; k <= 6; ++k) m.FREF(k, node) += m.FRCVAL(k, i);
@@ -150,7 +150,7 @@ int element_eqs(const Model& m, const ELEMREC& e, std::int32_t* s) {
 }
 
 void build_rows(Model& m, Blocks& bk) {
-  const int solver = m.KK(21);
+  const int solver = m.KK(kk::SOLVER);
   if (solver < 1 || solver > 3) return;  // no solver, no off-diagonal entries
   std::int32_t s[MAXLIST];
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
@@ -222,28 +222,28 @@ void flatten(Model& m, const Blocks& bk, int neq, long nz) {
 
 void EQINDEX(Model& m, int NO2) {
   const double t0 = m.clock.now();
-  const long total = static_cast<long>(m.KK(27)) * 250000L;
+  const long total = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
   release(m);
 
   // ---- equation numbers
   for (int node = 1; node <= m.NNODE(); ++node)
     for (int k = 1; k <= 7; ++k) m.IDOF(k, node) = m.DOFTAB(k, node);
   const int maxedof = max_edof(m);
-  m.KK(23) = maxedof;
-  m.KK(24) = maxedof * (maxedof + 1) / 2;
+  m.KK(kk::MAXEDOF) = maxedof;
+  m.KK(kk::MAXPACK) = maxedof * (maxedof + 1) / 2;
   const int neq = number(m);
-  m.KK(22) = neq;
+  m.KK(kk::NEQ) = neq;
 
   int st[6] = {};
   st[0] = m.RHS.allocate(neq, 2) ? 0 : 1;
   st[1] = m.DX.allocate(neq, 2) ? 0 : 1;
-  if (m.KK(7) != 0)
+  if (m.KK(kk::RIKS) != 0)
     for (int k = 0; k < 3; ++k) st[2 + k] = m.ARCV[k].allocate(neq) ? 0 : 1;
   model::ALLOCCHK(m, st, 5, 0, m.UNIT(2));
 
   // ---- budget of the pattern builder, in single precision as it always was
   Blocks bk;
-  bk.W = m.KK(25) > 0 ? m.KK(25) : DEFAULT_W;
+  bk.W = m.KK(kk::BLOCKW) > 0 ? m.KK(kk::BLOCKW) : DEFAULT_W;
   const long need = static_cast<long>(2.5f * static_cast<float>(bk.W + 5) * static_cast<float>(neq));
   model::BUDGETCHK(m, need, total - FREEWORDS(m), NO2);
   bk.nblk = static_cast<long>(0.8f * static_cast<float>(need) / static_cast<float>(bk.W + 5));
@@ -259,7 +259,7 @@ void EQINDEX(Model& m, int NO2) {
   build_rows(m, bk);
   long nz = neq;
   for (long b = 1; b <= bk.nblk; ++b) nz += bk.cnt(b);
-  m.KK(26) = static_cast<std::int32_t>(nz);
+  m.KK(kk::NZ) = static_cast<std::int32_t>(nz);
   int sa[3];
   sa[0] = m.IA.allocate(neq + 1) ? 0 : 1;
   sa[1] = m.JA.allocate(nz) ? 0 : 1;

@@ -22,7 +22,7 @@ void node_forces(const Model& m, int nd, double f[7], double p[7]) {
     f[k - 1] = m.F(k, nd);
     p[k - 1] = m.P(k, nd);
   }
-  if (m.KK(1) != 1 || !m.FRAMEFLG.allocated() || m.FRAMEFLG(nd) == 0) return;
+  if (m.KK(kk::GEONL) != 1 || !m.FRAMEFLG.allocated() || m.FRAMEFLG(nd) == 0) return;
   for (double* v : {f, p}) {
     double r[3] = {};
     for (int i = 1; i <= 3; ++i)
@@ -69,7 +69,7 @@ void norms(const Model& m, const double FNRM[3], ResRow& r) {
       if (std::fabs(react) > std::fabs(r.MAXRFC)) take_max(react, m.NODEID(nd), k, r.MAXRFC, r.RFCNODE, r.RFCDIR);
       else take_max(m.LINKF(k, nd), m.NODEID(nd), k, r.MAXRFC, r.RFCNODE, r.RFCDIR);
     }
-  r.RHVNRM = m.KK(42) != 0 ? std::sqrt(rhv) : FNRM[0];
+  r.RHVNRM = m.KK(kk::NDISP) != 0 ? std::sqrt(rhv) : FNRM[0];
   double sum = 0.0;
   for (int nd = 1; nd <= nn; ++nd)
     for (int k = 1; k <= 3; ++k) {
@@ -120,7 +120,7 @@ int RESCHK(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, const 
   norms(m, FNRM, r);
   log_rows(m, ITC, FIRST, STEP, ISUB, TIME, TSOLVE, r);
   if (row) *row = r;
-  return (ITC > 0 && (m.RR(1) > r.RELN || m.RR(1) > r.RELM)) ? 1 : 0;
+  return (ITC > 0 && (m.RR(rr::TOLLOAD) > r.RELN || m.RR(rr::TOLLOAD) > r.RELM)) ? 1 : 0;
 }
 
 }  // namespace ossa::solution

@@ -25,8 +25,8 @@ constexpr std::string_view TITLE_GPU = "CG-METHOD (GPU) SOLVER MESSAGE";
 constexpr std::string_view REQUIRED = "REQUIRED MEMORY FOR MATRIX SOLVER";
 constexpr int HYCOL_CG = 39;
 
-long neq(const Model& m) { return m.KK(22); }
-long nz(const Model& m) { return m.KK(26); }
+long neq(const Model& m) { return m.KK(kk::NEQ); }
+long nz(const Model& m) { return m.KK(kk::NZ); }
 
 // Words the processor CG needs beyond the matrix: LV and CGW.
 long cgwords(const Model& m) { return 12 * neq(m) + 4 * nz(m); }
@@ -53,8 +53,9 @@ void prep_cg(Model& m, long TOTAL, long FREE, int NO2) {
 }
 
 void solve_cg(Model& m, int) {
-  CGSOLVE(m, m.AV.data(), m.CG.LV.data(), m.RHS.data(), m.DX.data(), m.CG.CGW.data(), m.CG.CGGRP.data(),
-          m.KK(22), m.KK(26), m.IA.data(), m.JA.data(), m.KK(30), m.RR(3), m.UNIT(2), m.KK(31), 0);
+  CGSOLVE(m, m.AV.data(), m.CG.LV.data(), m.RHS.data(), m.DX.data(), m.CG.CGW.data(),
+          m.CG.CGGRP.data(), m.KK(kk::NEQ), m.KK(kk::NZ), m.IA.data(), m.JA.data(),
+          m.KK(kk::CGITMAX), m.RR(rr::TOLCG), m.UNIT(2), m.KK(kk::CGPREC), 0);
 }
 
 void free_cg(Model& m) {
@@ -115,8 +116,8 @@ constexpr SOLVERROW SOLVERS[] = {
 
 // The row of KK(21), the device CG where KK(28) names a device.
 const SOLVERROW& solver(const Model& m) {
-  switch (m.KK(21)) {
-    case 1: return SOLVERS[m.KK(28) < 0 ? S_CG : S_GPU];
+  switch (m.KK(kk::SOLVER)) {
+    case 1: return SOLVERS[m.KK(kk::DEVICE) < 0 ? S_CG : S_GPU];
     case 2: return SOLVERS[S_ORK];
     case 3: return SOLVERS[S_PDS];
     default: return SOLVERS[S_NONE];
@@ -132,7 +133,7 @@ void MEMREPORT(Model& m, std::string_view TITLE, int HYCOL, long TOTAL, long FRE
   model::LOGLINE(m, "");
   model::LOGLINE(m, " *****  " + std::string(TITLE) + "  *****");
   model::LOGLINE(m, "");
-  model::LOGLINE(m, repline("NUMBER OF EQUATIONS", HYCOL, fI(m.KK(22), 8)));
+  model::LOGLINE(m, repline("NUMBER OF EQUATIONS", HYCOL, fI(m.KK(kk::NEQ), 8)));
   model::LOGLINE(m, repline("ALLOCATED MEMORY", HYCOL, mb(TOTAL)));
   model::LOGLINE(m, repline("USED MEMORY FOR DATA TABLE", HYCOL, mb(TOTAL - FREE)));
   model::LOGLINE(m, repline("AVAILABLE MEMORY FOR MATRIX SOLVER", HYCOL, mb(FREE)));
@@ -141,7 +142,7 @@ void MEMREPORT(Model& m, std::string_view TITLE, int HYCOL, long TOTAL, long FRE
 
 void SOLVERPREP(Model& m, int NO2) {
   const double t0 = m.clock.now();
-  const long TOTAL = static_cast<long>(m.KK(27)) * 250000L;
+  const long TOTAL = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
   const long FREE = model::SOLVERFREEW(m);
   solver(m).prepare(m, TOTAL, FREE, NO2);
   m.TIMES(model::T_INDEX) += m.clock.now() - t0;

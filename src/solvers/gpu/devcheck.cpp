@@ -7,7 +7,7 @@ namespace ossa::solvers {
 bool DEVLAYER() { return false; }
 
 void DEVCHECK(Model& m) {
-  m.KK(28) = -1;
+  m.KK(kk::DEVICE) = -1;
   model::LOGLINE(m, base::fX(11) + " * * *   GPU DEVICE CHECK   * * *");
   model::LOGLINE(m, base::fX(21) + "Error: Device No. is changed into '-1(CPU)'");
 }

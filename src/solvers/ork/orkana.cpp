@@ -142,7 +142,7 @@ std::string mb(double words) { return base::fF(words * 4.0e-6, 8, 1) + "(MB)"; }
 
 void report(Model& m, long total, long free) {
   const ORKDATA& o = m.ORK;
-  const long neq = m.KK(22), nz = m.KK(26);
+  const long neq = m.KK(kk::NEQ), nz = m.KK(kk::NZ);
   const double b = static_cast<double>(neq + nz + o.ISIZ + 5 * neq + 2 * nz + 1);
   model::LOGLINE(m, "");
   model::LOGLINE(m, " *****  MULTIFRONTAL SOLVER (ORK) MESSAGE  *****");
@@ -167,10 +167,10 @@ void openwork(Model& m, int i, const char* fallback) {
 
 void ORKANA(Model& m, long FREE, int NRHS, int NO2) {
   ORKDATA& o = m.ORK;
-  const int neq = m.KK(22);
+  const int neq = m.KK(kk::NEQ);
   // IA must end where JA does before any row is read.
-  const bool fits = neq >= 1 && m.IA.size() > neq && m.IA(neq + 1) - 1 == m.KK(26) &&
-                    m.JA.size() >= m.KK(26);
+  const bool fits = neq >= 1 && m.IA.size() > neq && m.IA(neq + 1) - 1 == m.KK(kk::NZ) &&
+                    m.JA.size() >= m.KK(kk::NZ);
   const ORKRESULT r = fits ? ORKANAP(o, FREE, neq, m.IA.data(), m.JA.data(), NRHS)
                            : ORKRESULT{ORK_BADIA, 0.0};
   o.ERRSTATE = r.STATUS;
@@ -189,14 +189,14 @@ void ORKANA(Model& m, long FREE, int NRHS, int NO2) {
 
 void ORKPREP(Model& m, int NO2) {
   ORKDATA& o = m.ORK;
-  const long neq = m.KK(22), nz = m.KK(26);
-  const long total = static_cast<long>(m.KK(27)) * 250000L;
+  const long neq = m.KK(kk::NEQ), nz = m.KK(kk::NZ);
+  const long total = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
   const long free = total - model::FREEWORDS(m);
   const long need = 5 * neq + 2 * nz;
   if (need > free) memstop(m, static_cast<double>(need - free) * 4.0e-6, NO2);
   int st[2] = {o.W.allocate(neq, 2) ? 0 : 1, o.PERM.allocate(neq) ? 0 : 1};
   model::ALLOCCHK(m, st, 2, NO2, m.UNIT(2));
-  ORKANA(m, free, m.KK(7) != 0 ? 2 : 1, NO2);
+  ORKANA(m, free, m.KK(kk::RIKS) != 0 ? 2 : 1, NO2);
   if (o.NPREP == 0) report(m, total, free);
   ++o.NPREP;
   openwork(m, 3, "EXEC.WK1");
