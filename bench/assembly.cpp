@@ -11,7 +11,7 @@ int main(int argc, char** argv) {
   for (int solver : {1, 3}) {
     ossa::model::Model m;
     ossa::bench::cube(m, n, n, n);
-    m.KK(kk::SOLVER) = solver;
+    m.KK(ossa::kk::SOLVER) = solver;
     ossa::model::MODELALLOC(m);
     ossa::solution::DOFINIT(m);
     ossa::solution::EQINDEX(m, 0);
@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     ossa::solution::STFASM(m, 1);
     std::printf("STFASM   %-5s half: %d tetrahedra, NEQ %d, NZ %d: %.3f s wall, %.3f s processor"
                 "  (target 2 s)\n",
-                solver == 1 ? "lower" : "upper", m.NELEM(), m.NEQ(), m.KK(kk::NZ), sw.wall(), sw.cpu());
+                solver == 1 ? "lower" : "upper", m.NELEM(), m.NEQ(), m.KK(ossa::kk::NZ), sw.wall(), sw.cpu());
     sw = ossa::bench::Stopwatch();
     ossa::base::Arr2<double> nodamp;  // a static job keeps no damping force
     ossa::solution::FORCEREC(m, nodamp, 0);

@@ -33,14 +33,14 @@ inline void cube(model::Model& m, int nx, int ny, int nz) {
   model::MODELRESET(m);
   const int nn = (nx + 1) * (ny + 1) * (nz + 1);
   const int ne = 6 * nx * ny * nz;
-  m.KK(kk::DYNAMIC) = 0;
-  m.KK(kk::NNODE) = nn;
-  m.KK(kk::NELEM) = ne;
-  m.KK(kk::NSOLID) = ne;
-  m.KK(kk::BLOCKW) = 45;
-  m.KK(kk::MEMMB) = 8000;
-  m.KK(kk::DEVICE) = -1;
-  m.KK(kk::ONE) = 1;
+  m.KK(ossa::kk::DYNAMIC) = 0;
+  m.KK(ossa::kk::NNODE) = nn;
+  m.KK(ossa::kk::NELEM) = ne;
+  m.KK(ossa::kk::NSOLID) = ne;
+  m.KK(ossa::kk::BLOCKW) = 45;
+  m.KK(ossa::kk::MEMMB) = 8000;
+  m.KK(ossa::kk::DEVICE) = -1;
+  m.KK(ossa::kk::ONE) = 1;
   if (!m.XYZ.allocate(3, nn) || !m.NODEID.allocate(nn) || !m.ELEM.allocate(ne) ||
       !m.SOLREC.allocate(ne)) {
     std::fprintf(stderr, "bench: out of memory\n");

@@ -10,13 +10,13 @@ int main(int argc, char** argv) {
   for (int solver : {1, 3}) {
     ossa::model::Model m;
     ossa::bench::cube(m, n, n, n);
-    m.KK(kk::SOLVER) = solver;
+    m.KK(ossa::kk::SOLVER) = solver;
     ossa::model::MODELALLOC(m);
     ossa::solution::DOFINIT(m);
     const ossa::bench::Stopwatch sw;
     ossa::solution::EQINDEX(m, 0);
     std::printf("EQINDEX %-5s half: %d tetrahedra, NEQ %d, NZ %d: %.3f s wall, %.3f s processor\n",
-                solver == 1 ? "lower" : "upper", m.NELEM(), m.NEQ(), m.KK(kk::NZ), sw.wall(), sw.cpu());
+                solver == 1 ? "lower" : "upper", m.NELEM(), m.NEQ(), m.KK(ossa::kk::NZ), sw.wall(), sw.cpu());
   }
   return 0;
 }
