@@ -28,6 +28,26 @@ inline constexpr int NUNITFILE = 11;
 enum TimeRow { T_INPUT = 1, T_INDEX, T_ASSEMBLY, T_SOLUTION, T_RECOVERY, T_CPREP, T_CONTACT,
                T_OUTPUT, T_MISC, T_TOTAL };
 
+// Dynamic jobs (KK(3) = 1).
+struct DYNDATA {
+  std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
+  Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
+  Arr1<std::int32_t> DEADND;          // NNODE
+};
+
+// Riks arc-length control (KK(7) /= 0).
+struct RIKSDATA {
+  Arr2<double> FREF;                  // 7, N: the reference load
+  std::array<Arr1<double>, 3> ARCV;   // NEQ each
+};
+
+// Contact iterations: work vectors (7*N), and the displacements and
+// coordinates at the start of a contact iteration (7, N).
+struct CONTDATA {
+  Arr1<double> WORK1, WORK2;
+  Arr2<double> UCI, XCI;
+};
+
 struct Model {
   // Control records (entries listed with their writers where they are set).
   Fix<std::int32_t, 100> KK;
@@ -97,25 +117,21 @@ struct Model {
   Arr3<double> FRAME;          // 3, 3, NNODE
   Arr2<double> F;              // 7, N
   Arr2<double> REACT, LINKF;   // 7, NNODE
-  Arr1<double> WORK1, WORK2;   // 7*N, contact iteration
   // Static jobs.
   Arr2<double> U;              // 7, N
   Arr2<double> UPREV;          // 7, NNODE
-  Arr2<double> FREF;           // 7, N
   // The increment's vectors (7, N): internal force P, the additional nodes'
-  // residual W, the displacement increment DU, link forces LINKV, and the
-  // displacements and coordinates at the start of a contact iteration.
-  Arr2<double> P, W, DU, LINKV, UCI, XCI;
-  // Dynamic jobs.
-  std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
-  Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
-  Arr1<std::int32_t> DEADND;          // NNODE
+  // residual W, the displacement increment DU and link forces LINKV.
+  Arr2<double> P, W, DU, LINKV;
+  // Arrays of one kind of analysis each, grouped by owner.
+  DYNDATA DYN;
+  RIKSDATA RIKS;
+  CONTDATA CONT;
 
   // ---- Equation index and solver arrays --------------------------------------
   Arr1<std::int32_t> IA, JA;   // NEQ+1, NZ
   Arr1<double> AV;             // NZ
   Arr2<double> RHS, DX;        // NEQ, 2
-  std::array<Arr1<double>, 3> ARCV;   // NEQ each, when KK(7) /= 0
   // The solvers' own records.
   ORKDATA ORK;                 // ORK's analysis and work arrays, KK(21)=2
   CGDATA CG;                   // the processor CG's arrays, KK(21)=1

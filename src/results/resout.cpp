@@ -48,7 +48,7 @@ void put_f(Out& o, double v) {
 // The current displacement: U in a static job; in a dynamic job the level
 // array of the displacement at n+1 (the first level array).
 const base::Arr2<double>& current_disp(const Model& m) {
-  return m.U.allocated() ? m.U : m.DYNW[0];
+  return m.U.allocated() ? m.U : m.DYN.DYNW[0];
 }
 
 // Writes the records of one node section: all grid points when `all`, else

@@ -53,12 +53,12 @@ void DOFINIT(Model& m) {
     }
   }
   // The Riks reference load: every "FORCE" entry, whatever its group.
-  if (m.KK(kk::RIKS) != 0 && m.FREF.allocated()) {
-    m.FREF.fill(0.0);
+  if (m.KK(kk::RIKS) != 0 && m.RIKS.FREF.allocated()) {
+    m.RIKS.FREF.fill(0.0);
     for (int i = 1; i <= m.KK(kk::NFORCE); ++i) {
       const int node = m.FRCNOD(i);
       if (node < 1 || node > nn) continue;
-      for (int k = 1; k <= 6; ++k) m.FREF(k, node) += m.FRCVAL(k, i);
+      for (int k = 1; k <= 6; ++k) m.RIKS.FREF(k, node) += m.FRCVAL(k, i);
     }
   }
 }
@@ -202,7 +202,7 @@ void release(Model& m) {
   m.AV.deallocate();
   m.RHS.deallocate();
   m.DX.deallocate();
-  for (auto& v : m.ARCV) v.deallocate();
+  for (auto& v : m.RIKS.ARCV) v.deallocate();
 }
 
 void flatten(Model& m, const Blocks& bk, int neq, long nz) {
@@ -238,7 +238,7 @@ void EQINDEX(Model& m, int NO2) {
   st[0] = m.RHS.allocate(neq, 2) ? 0 : 1;
   st[1] = m.DX.allocate(neq, 2) ? 0 : 1;
   if (m.KK(kk::RIKS) != 0)
-    for (int k = 0; k < 3; ++k) st[2 + k] = m.ARCV[k].allocate(neq) ? 0 : 1;
+    for (int k = 0; k < 3; ++k) st[2 + k] = m.RIKS.ARCV[k].allocate(neq) ? 0 : 1;
   model::ALLOCCHK(m, st, 5, 0, m.UNIT(2));
 
   // ---- budget of the pattern builder, in single precision as it always was

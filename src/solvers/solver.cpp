@@ -161,7 +161,7 @@ void SOLVERFREE(Model& m) {
   m.AV.deallocate();
   m.RHS.deallocate();
   m.DX.deallocate();
-  for (auto& a : m.ARCV) a.deallocate();
+  for (auto& a : m.RIKS.ARCV) a.deallocate();
 }
 
 }  // namespace ossa::solvers

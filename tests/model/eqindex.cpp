@@ -237,8 +237,8 @@ TEST(DofInit, FlagsFramesAndReferenceLoad) {
   // Node 2 already holds a rotation: it loses its frame.
   EXPECT_EQ(m.DOFTAB(6, 2), 0);
   EXPECT_EQ(m.FRAMEFLG(2), 0);
-  for (int k = 1; k <= 6; ++k) EXPECT_DOUBLE_EQ(m.FREF(k, 3), 11.0 * k);
-  EXPECT_EQ(m.FREF(1, 1), 0.0);
+  for (int k = 1; k <= 6; ++k) EXPECT_DOUBLE_EQ(m.RIKS.FREF(k, 3), 11.0 * k);
+  EXPECT_EQ(m.RIKS.FREF(1, 1), 0.0);
 }
 
 TEST(EqIndexDeathTest, BudgetAndBlockMessages) {

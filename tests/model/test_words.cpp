@@ -30,9 +30,9 @@ TEST(SolutionArrays, SizesFollowTheAnalysisKind) {
     m.KK(16) = 2;  // two interior nodes: N = 7
     model::MODELALLOC(m);
     EXPECT_EQ(m.DOFTAB.size(), 35);
-    EXPECT_EQ(m.WORK1.size(), 49);
+    EXPECT_EQ(m.CONT.WORK1.size(), 49);
     EXPECT_EQ(m.U.allocated(), kind == 0);
-    EXPECT_EQ(m.DEADND.allocated(), kind == 1);
+    EXPECT_EQ(m.DYN.DEADND.allocated(), kind == 1);
     EXPECT_EQ(m.F.allocated(), kind != 2);  // any other kind: the head of the table only
     if (kind == 0) {
       EXPECT_EQ(m.U.size(), 49);
