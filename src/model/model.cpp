@@ -100,6 +100,15 @@ long FREEWORDS(const Model& m) {
   return w;
 }
 
+void EQFREE(Model& m) {
+  m.IA.deallocate();
+  m.JA.deallocate();
+  m.AV.deallocate();
+  m.RHS.deallocate();
+  m.DX.deallocate();
+  for (auto& v : m.RIKS.ARCV) v.deallocate();
+}
+
 long SOLVERFREEW(const Model& m) {
   return static_cast<long>(m.KK(kk::MEMMB)) * 250000L - FREEWORDS(m);
 }

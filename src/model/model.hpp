@@ -161,6 +161,10 @@ void MODELALLOC(Model& m);
 // integer one (records count by their size in bytes / 4).
 long FREEWORDS(const Model& m);
 
+// Releases the arrays that hang on NEQ and NZ: IA, JA, AV, RHS, DX and the
+// arc-length vectors.
+void EQFREE(Model& m);
+
 // Words free for the solver: KK(27) * 250000 less all words the model holds.
 long SOLVERFREEW(const Model& m);
 

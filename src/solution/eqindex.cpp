@@ -196,15 +196,6 @@ int number(Model& m) {
   return neq;
 }
 
-void release(Model& m) {
-  m.IA.deallocate();
-  m.JA.deallocate();
-  m.AV.deallocate();
-  m.RHS.deallocate();
-  m.DX.deallocate();
-  for (auto& v : m.RIKS.ARCV) v.deallocate();
-}
-
 void flatten(Model& m, const Blocks& bk, int neq, long nz) {
   long pos = 1;
   for (int i = 1; i <= neq; ++i) {
@@ -223,7 +214,7 @@ void flatten(Model& m, const Blocks& bk, int neq, long nz) {
 void EQINDEX(Model& m, int NO2) {
   const double t0 = m.clock.now();
   const long total = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
-  release(m);
+  model::EQFREE(m);
 
   // ---- equation numbers
   for (int node = 1; node <= m.NNODE(); ++node)

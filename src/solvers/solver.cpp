@@ -156,12 +156,7 @@ void SOLVE(Model& m, int ITER) {
 
 void SOLVERFREE(Model& m) {
   solver(m).release(m);
-  m.IA.deallocate();
-  m.JA.deallocate();
-  m.AV.deallocate();
-  m.RHS.deallocate();
-  m.DX.deallocate();
-  for (auto& a : m.RIKS.ARCV) a.deallocate();
+  model::EQFREE(m);
 }
 
 }  // namespace ossa::solvers
