@@ -3,7 +3,8 @@
 // Both are plain little-endian byte streams of four-byte fields without
 // record markers. A header at the first output of the run, then one frame
 // per output, appended. The layouts of the header, the frame heads and the
-// records are fixed here; the reader (results/reader.hpp) follows them.
+// node records are fixed here, those of the element records in
+// elements/resrec.hpp; the reader (post/reader.hpp) follows them.
 //
 //   EXEC.Bdsp head:  "BDS8.0\0\0", five int32 1
 //   EXEC.Bdsp frame: STEP int32, TIME real32, NNODE, NF, NR, NL, NC int32,
