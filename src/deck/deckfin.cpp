@@ -22,24 +22,24 @@ const char* kind_name(int type) {
 void node_map(Model& m, const Reader& r) {
   for (int i = 1; i <= m.NNODE(); ++i) {
     const std::int32_t id = m.NODEID(i);
-    if (id < 1 || id > m.NODMAP.size())
+    if (id < 1 || id > m.RD.NODMAP.size())
       INPUTFAIL(m, r.LINE[K_NODE](i), "NODE NUMBER " + std::to_string(id) + " IS NOT POSITIVE.");
-    m.NODMAP(id) = i;  // a repeated number: the later card wins
+    m.RD.NODMAP(id) = i;  // a repeated number: the later card wins
   }
 }
 
 void elem_map(Model& m, const Reader& r) {
   for (int j = 1; j <= m.NELEM(); ++j) {
     const model::ELEMREC& e = m.ELEM(j);
-    if (e.ID < 1 || e.ID > m.ELMAP.extent(2))
+    if (e.ID < 1 || e.ID > m.RD.ELMAP.extent(2))
       INPUTFAIL(m, r.ELEMLINE(j), "ELEMENT NUMBER " + std::to_string(e.ID) + " IS NOT POSITIVE.");
-    m.ELMAP(e.TYPE, e.ID) = e.IDX;
+    m.RD.ELMAP(e.TYPE, e.ID) = e.IDX;
   }
 }
 
 // Position of node `id`, named on line `line`; 0 where no "NODE" card gave it.
 std::int32_t node_pos(Model& m, std::int32_t id, long line) {
-  const std::int32_t p = (id >= 1 && id <= m.NODMAP.size()) ? m.NODMAP(id) : 0;
+  const std::int32_t p = (id >= 1 && id <= m.RD.NODMAP.size()) ? m.RD.NODMAP(id) : 0;
   if (p == 0)
     INPUTFAIL(m, line, "NODE " + std::to_string(id) + " IS NOT DEFINED BY A \"NODE\" CARD.");
   return p;
@@ -67,16 +67,16 @@ void translate(Model& m, const Reader& r) {
 // ---- Defaults ----------------------------------------------------------------
 
 bool shell_or_solid(const Model& m, int row) {
-  return m.PROPIP(5, row) == 1 || m.PROPIP(5, row) == 2;
+  return m.RD.PROPIP(5, row) == 1 || m.RD.PROPIP(5, row) == 2;
 }
 
 // Light material with a Poisson's ratio of bone takes Drucker-Prager,
 // everything else von Mises.
 void yield_type(Model& m, int nrow) {
   for (int row = 1; row <= nrow; ++row) {
-    if (!shell_or_solid(m, row) || m.PROPIP(4, row) != 0) continue;
-    const double w = m.PROPFP(3, row), nu = m.PROPFP(1, row);
-    m.PROPIP(4, row) = (w < 2.7e-6 && nu >= 0.3 && nu <= 0.4) ? 2 : 1;
+    if (!shell_or_solid(m, row) || m.RD.PROPIP(4, row) != 0) continue;
+    const double w = m.RD.PROPFP(3, row), nu = m.RD.PROPFP(1, row);
+    m.RD.PROPIP(4, row) = (w < 2.7e-6 && nu >= 0.3 && nu <= 0.4) ? 2 : 1;
   }
 }
 
@@ -86,13 +86,14 @@ double emin(const Model& m, int nrow) {
   double most = 0.0, most_all = 0.0;
   for (int row = 1; row <= nrow; ++row) {
     if (!shell_or_solid(m, row)) continue;
-    const double e = m.PROPFP(2, row);
+    const double e = m.RD.PROPFP(2, row);
     if (e > most_all) most_all = e;
-    if (m.PROPIP(3, row) == 1 && e > most) most = e;
+    if (m.RD.PROPIP(3, row) == 1 && e > most) most = e;
   }
   double x = 0.001 * (most == 0.0 ? most_all : most);
   for (int row = 1; row <= nrow; ++row)
-    if (shell_or_solid(m, row) && m.PROPIP(3, row) == 1 && m.PROPFP(2, row) < x) x = m.PROPFP(2, row);
+    if (shell_or_solid(m, row) && m.RD.PROPIP(3, row) == 1 && m.RD.PROPFP(2, row) < x)
+      x = m.RD.PROPFP(2, row);
   return x;
 }
 
@@ -101,55 +102,55 @@ double emin(const Model& m, int nrow) {
 // The fields that shells and solids share.
 template <class Rec>
 void bone_fields(const Model& m, int row, Rec& s) {
-  s.GROUP = m.PROPIP(1, row) + 10 * m.PROPIP(3, row) + 1;
-  s.E = m.PROPFP(2, row);
-  s.NU = m.PROPFP(1, row);
-  s.RHO = m.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.PROPIP(2, row);
-  s.ALPHA = m.PROPFP(7, row);
-  s.BETA = m.PROPFP(8, row);
-  s.SIGT = m.PROPFP(4, row);
-  s.YTYPE = m.PROPIP(4, row);
-  const double et0 = m.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(rr::EMIN);
+  s.GROUP = m.RD.PROPIP(1, row) + 10 * m.RD.PROPIP(3, row) + 1;
+  s.E = m.RD.PROPFP(2, row);
+  s.NU = m.RD.PROPFP(1, row);
+  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.RD.PROPIP(2, row);
+  s.ALPHA = m.RD.PROPFP(7, row);
+  s.BETA = m.RD.PROPFP(8, row);
+  s.SIGT = m.RD.PROPFP(4, row);
+  s.YTYPE = m.RD.PROPIP(4, row);
+  const double et0 = m.RD.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(rr::EMIN);
   const double et = et0 > et1 ? et0 : et1;
   s.HPRIME = s.E * et / (s.E - et);
-  s.ECRUSH = m.PROPFP(9, row) * 1.0e-6;
+  s.ECRUSH = m.RD.PROPFP(9, row) * 1.0e-6;
 }
 
 void rubber_fields(const Model& m, int row, model::RUBREC& s) {
-  s.GROUP = m.PROPIP(1, row) + 1;
-  s.C1 = m.PROPFP(1, row);
-  s.C2 = m.PROPFP(2, row);
-  s.KB = m.PROPFP(4, row);
-  s.RHO = m.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.PROPIP(2, row);
-  s.ALPHA = m.PROPFP(7, row);
-  s.BETA = m.PROPFP(8, row);
+  s.GROUP = m.RD.PROPIP(1, row) + 1;
+  s.C1 = m.RD.PROPFP(1, row);
+  s.C2 = m.RD.PROPFP(2, row);
+  s.KB = m.RD.PROPFP(4, row);
+  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.RD.PROPIP(2, row);
+  s.ALPHA = m.RD.PROPFP(7, row);
+  s.BETA = m.RD.PROPFP(8, row);
 }
 
 void truss_fields(Model& m, int row, long line, model::TRSREC& s) {
-  const std::int32_t tab = m.PROPIP(1, row);
-  if (tab < 1 || tab > m.NTRSTB)
+  const std::int32_t tab = m.RD.PROPIP(1, row);
+  if (tab < 1 || tab > m.RD.NTRSTB)
     INPUTFAIL(m, line, "\"TRSTB\" TABLE " + std::to_string(tab) + " DOES NOT EXIST.");
-  const std::int32_t n = m.TRSN(tab);
+  const std::int32_t n = m.RD.TRSN(tab);
   s.TABLE = tab;
   s.NPT = n;
   const int st = s.CURVE.allocate(n, 2) ? 0 : 1;
   model::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
   for (int j = 1; j <= n; ++j)
-    for (int c = 1; c <= 2; ++c) s.CURVE(j, c) = m.TRSTBL(j, c, tab);
+    for (int c = 1; c <= 2; ++c) s.CURVE(j, c) = m.RD.TRSTBL(j, c, tab);
 }
 
 // Index of the element a row names in its kind's records; every row names
 // an existing element that is no gap, and no element has two rows.
 int row_target(Model& m, int row, long line, base::Arr2<std::int32_t>& owner) {
-  const std::int32_t code = m.PROPIP(5, row), id = m.PROPIP(6, row);
+  const std::int32_t code = m.RD.PROPIP(5, row), id = m.RD.PROPIP(6, row);
   const bool ok = (code == 1 || code == 2 || code == 4 || code == 5) && id >= 1 &&
-                  id <= m.ELMAP.extent(2) && m.ELMAP(code, id) > 0;
+                  id <= m.RD.ELMAP.extent(2) && m.RD.ELMAP(code, id) > 0;
   if (!ok)
     INPUTFAIL(m, line, "\"PROPT\" NAMES " + std::string(kind_name(code)) + " ELEMENT " +
                            std::to_string(id) + ", WHICH DOES NOT EXIST.");
-  const int i = m.ELMAP(code, id);
+  const int i = m.RD.ELMAP(code, id);
   if (owner(code, i) != 0)
     INPUTFAIL(m, line, "SECOND \"PROPT\" ROW FOR " + std::string(kind_name(code)) + " ELEMENT " +
                            std::to_string(id) + " (FIRST ON LINE " + std::to_string(owner(code, i)) +
@@ -168,14 +169,14 @@ void copy_rows(Model& m, const Reader& r) {
   for (int row = 1; row <= nrow; ++row) {
     const long line = r.LINE[K_PROPT](row);
     const int i = row_target(m, row, line, owner);
-    switch (m.PROPIP(5, row)) {
+    switch (m.RD.PROPIP(5, row)) {
       case 1: {
         model::SHLREC& s = m.SHLREC(i);
         bone_fields(m, row, s);
-        s.YIELD.fill(m.PROPFP(5, row));
+        s.YIELD.fill(m.RD.PROPFP(5, row));
         break;
       }
-      case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.PROPFP(5, row); break;
+      case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.RD.PROPFP(5, row); break;
       case 4: rubber_fields(m, row, m.RUBREC(i)); break;
       case 5: truss_fields(m, row, line, m.TRSREC(i)); break;
       default: break;
@@ -199,12 +200,12 @@ void DECKFIN(Model& m, const Reader& r) {
   yield_type(m, nrow);
   m.RR(rr::EMIN) = emin(m, nrow);
   copy_rows(m, r);
-  m.PROPIP.deallocate();
-  m.PROPFP.deallocate();
-  m.TRSN.deallocate();
-  m.TRSTBL.deallocate();
-  m.NODMAP.deallocate();
-  m.ELMAP.deallocate();
+  m.RD.PROPIP.deallocate();
+  m.RD.PROPFP.deallocate();
+  m.RD.TRSN.deallocate();
+  m.RD.TRSTBL.deallocate();
+  m.RD.NODMAP.deallocate();
+  m.RD.ELMAP.deallocate();
 }
 
 }  // namespace ossa::deck

@@ -38,18 +38,18 @@ void DECKALLOC(Model& m, const DeckCounts& n) {
   a(m.CSFNOD.allocate(3, n.NCSURF));
   a(m.CBPAIR.allocate(n.NBODY, n.NBODY));
   a(m.CBVAL.allocate(2, n.NBODY, n.NBODY));
-  a(m.PROPIP.allocate(6, NPROP));
-  a(m.PROPFP.allocate(9, NPROP));
-  a(m.TRSN.allocate(n.NTRSTB));
-  a(m.TRSTBL.allocate(n.MAXPTS, 2, n.NTRSTB));
-  a(m.NODMAP.allocate(n.MAXNOD));
+  a(m.RD.PROPIP.allocate(6, NPROP));
+  a(m.RD.PROPFP.allocate(9, NPROP));
+  a(m.RD.TRSN.allocate(n.NTRSTB));
+  a(m.RD.TRSTBL.allocate(n.MAXPTS, 2, n.NTRSTB));
+  a(m.RD.NODMAP.allocate(n.MAXNOD));
   // Gap numbers come from their own running count and may pass MAXELEM.
-  a(m.ELMAP.allocate(5, n.MAXELEM > n.NGAP ? n.MAXELEM : n.NGAP));
-  m.NPROP = NPROP > 0 ? NPROP : 0;
-  m.MAXNOD = n.MAXNOD;
-  m.MAXELEM = n.MAXELEM;
-  m.NTRSTB = n.NTRSTB;
-  m.MAXPTS = n.MAXPTS;
+  a(m.RD.ELMAP.allocate(5, n.MAXELEM > n.NGAP ? n.MAXELEM : n.NGAP));
+  m.RD.NPROP = NPROP > 0 ? NPROP : 0;
+  m.RD.MAXNOD = n.MAXNOD;
+  m.RD.MAXELEM = n.MAXELEM;
+  m.RD.NTRSTB = n.NTRSTB;
+  m.RD.MAXPTS = n.MAXPTS;
   m.MAXLDT = n.MAXLDT;
   model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
 }
@@ -88,7 +88,7 @@ long room(const Model& m, Key k) {
     case K_GAP: return m.KK(kk::NGAP) / 3;
     case K_RUBB: return m.KK(kk::NRUBB);
     case K_TRUSS: return m.KK(kk::NTRUSS);
-    case K_PROPT: return m.NPROP;
+    case K_PROPT: return m.RD.NPROP;
     case K_NLOAD: return m.KK(kk::NLOAD);
     case K_FORCE: return m.KK(kk::NFORCE);
     case K_DIRFC: return m.KK(kk::NDIRFC);
@@ -99,7 +99,7 @@ long room(const Model& m, Key k) {
     case K_SPLNK: return m.KK(kk::NSPLNK);
     case K_BODY: return m.KK(kk::NBODY);
     case K_CSURF: return m.KK(kk::NCSURF);
-    case K_TRSTB: return m.NTRSTB;
+    case K_TRSTB: return m.RD.NTRSTB;
     default: return -1;
   }
 }

@@ -59,6 +59,11 @@ long words(const A& a) {
   return a.allocated() ? a.size() * static_cast<long>(sizeof(T) / 4 ? sizeof(T) / 4 : 1) : 0;
 }
 
+long groupwords(const READDATA& r) {
+  return words(r.PROPIP) + words(r.PROPFP) + words(r.TRSN) + words(r.TRSTBL) + words(r.NODMAP) +
+         words(r.ELMAP);
+}
+
 long groupwords(const DYNDATA& d) {
   long w = words(d.MVN) + words(d.MVO) + words(d.AMVN) + words(d.AMVO) + words(d.DEADND);
   for (const auto& a : d.DYNW) w += words(a);
@@ -86,8 +91,7 @@ long FREEWORDS(const Model& m) {
        words(m.PLKFLG) + words(m.VELTBL) + words(m.SPLPAIR) + words(m.BODYEND) +
        words(m.CSFNOD) + words(m.CBPAIR) + words(m.CBVAL);
   for (long i = 1; m.TRSREC.allocated() && i <= m.TRSREC.size(); ++i) w += words(m.TRSREC(i).CURVE);
-  w += words(m.PROPIP) + words(m.PROPFP) + words(m.TRSN) + words(m.TRSTBL) + words(m.NODMAP) +
-       words(m.ELMAP);
+  w += groupwords(m.RD);
   w += words(m.DOFTAB) + words(m.IDOF) + words(m.LINKPTR) + words(m.DUE) + words(m.X) +
        words(m.XOLD) + words(m.FRAMEFLG) + words(m.FRAME) + words(m.F) + words(m.REACT) +
        words(m.LINKF) + words(m.U) + words(m.UPREV);

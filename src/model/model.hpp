@@ -28,6 +28,18 @@ inline constexpr int NUNITFILE = 11;
 enum TimeRow { T_INPUT = 1, T_INDEX, T_ASSEMBLY, T_SOLUTION, T_RECOVERY, T_CPREP, T_CONTACT,
                T_OUTPUT, T_MISC, T_TOTAL };
 
+// The deck reader's own arrays and the sizes that outlive its counting pass;
+// the arrays are released after translation.
+struct READDATA {
+  Arr2<std::int32_t> PROPIP;   // 6, NPROP
+  Arr2<double> PROPFP;         // 9, NPROP
+  Arr1<std::int32_t> TRSN;     // NTRSTB
+  Arr3<double> TRSTBL;         // MAXPTS, 2, NTRSTB
+  Arr1<std::int32_t> NODMAP;   // MAXNOD
+  Arr2<std::int32_t> ELMAP;    // 5, MAXELEM
+  std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0;
+};
+
 // Dynamic jobs (KK(3) = 1).
 struct DYNDATA {
   std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
@@ -96,15 +108,8 @@ struct Model {
   Arr2<std::int32_t> CBPAIR;   // NBODY, NBODY
   Arr3<double> CBVAL;          // 2, NBODY, NBODY
 
-  // Reader-local, released after translation.
-  Arr2<std::int32_t> PROPIP;   // 6, NPROP
-  Arr2<double> PROPFP;         // 9, NPROP
-  Arr1<std::int32_t> TRSN;     // NTRSTB
-  Arr3<double> TRSTBL;         // MAXPTS, 2, NTRSTB
-  Arr1<std::int32_t> NODMAP;   // MAXNOD
-  Arr2<std::int32_t> ELMAP;    // 5, MAXELEM
-  // Reader sizes that outlive the counting pass.
-  std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0, MAXLDT = 0;
+  READDATA RD;                 // the reader's own arrays, released after translation
+  std::int32_t MAXLDT = 0;     // rows of a load table
 
   // ---- Solution arrays (MODELALLOC) ------------------------------------------
   Arr2<std::int32_t> DOFTAB;   // 7, NNODE

@@ -248,12 +248,12 @@ TEST(DeckEcho, FullDeckArraysHoldPositions) {
   EXPECT_EQ(m.SPLPAIR(1, 1), 3);
   EXPECT_EQ(m.SPLPAIR(2, 1), 4);
   // The reader-local arrays are gone.
-  EXPECT_FALSE(m.PROPIP.allocated());
-  EXPECT_FALSE(m.PROPFP.allocated());
-  EXPECT_FALSE(m.TRSN.allocated());
-  EXPECT_FALSE(m.TRSTBL.allocated());
-  EXPECT_FALSE(m.NODMAP.allocated());
-  EXPECT_FALSE(m.ELMAP.allocated());
+  EXPECT_FALSE(m.RD.PROPIP.allocated());
+  EXPECT_FALSE(m.RD.PROPFP.allocated());
+  EXPECT_FALSE(m.RD.TRSN.allocated());
+  EXPECT_FALSE(m.RD.TRSTBL.allocated());
+  EXPECT_FALSE(m.RD.NODMAP.allocated());
+  EXPECT_FALSE(m.RD.ELMAP.allocated());
 }
 
 TEST(DeckEcho, FullDeckElementRecords) {
