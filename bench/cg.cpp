@@ -18,7 +18,7 @@
 #include <ctime>
 #include <vector>
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/model.hpp"
 #include "solvers/cg/cg.hpp"
 #include "solvers/cg/cgkern.hpp"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "../examples/mesh/cube_tets.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/solid.hpp"
 #include "model/model.hpp"
 
@@ -33,14 +33,14 @@ inline void cube(model::Model& m, int nx, int ny, int nz) {
   model::MODELRESET(m);
   const int nn = (nx + 1) * (ny + 1) * (nz + 1);
   const int ne = 6 * nx * ny * nz;
-  m.KK(3) = 0;
-  m.KK(11) = nn;
-  m.KK(12) = ne;
-  m.KK(14) = ne;
-  m.KK(25) = 45;
-  m.KK(27) = 8000;
-  m.KK(28) = -1;
-  m.KK(32) = 1;
+  m.KK(ossa::kk::DYNAMIC) = 0;
+  m.KK(ossa::kk::NNODE) = nn;
+  m.KK(ossa::kk::NELEM) = ne;
+  m.KK(ossa::kk::NSOLID) = ne;
+  m.KK(ossa::kk::BLOCKW) = 45;
+  m.KK(ossa::kk::MEMMB) = 8000;
+  m.KK(ossa::kk::DEVICE) = -1;
+  m.KK(ossa::kk::ONE) = 1;
   if (!m.XYZ.allocate(3, nn) || !m.NODEID.allocate(nn) || !m.ELEM.allocate(ne) ||
       !m.SOLREC.allocate(ne)) {
     std::fprintf(stderr, "bench: out of memory\n");
@@ -57,7 +57,7 @@ inline void cube(model::Model& m, int nx, int ny, int nz) {
         m.XYZ(3, n) = k;
       }
   double D[21];
-  elements::DELAS(1000.0, 0.3, D);
+  base::DELAS(1000.0, 0.3, D);
   struct P { double x, y, z; };
   auto coord = [&](int n) { return P{m.XYZ(1, n), m.XYZ(2, n), m.XYZ(3, n)}; };
   std::vector<std::array<int, 4>> tets;

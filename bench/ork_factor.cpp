@@ -23,7 +23,8 @@
 #include "../examples/femur/femur_deck.hpp"
 #include "deck/deck.hpp"
 #include "job/job.hpp"
-#include "model/index.hpp"
+#include "elements/family.hpp"
+#include "solution/index.hpp"
 #include "solution/assembly.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/ork/orkfact.hpp"
@@ -207,11 +208,11 @@ UpperCsr femur_matrix(double H) {
   static ossa::model::Model m;
   if (!ossa::job::JOBOPEN(m)) std::exit(1);
   ossa::deck::DECKIN(m);
-  m.KK(21) = 3;  // the direct solvers' upper half, with no solver prepared by the index
+  m.KK(ossa::kk::SOLVER) = 3;  // the direct solvers' upper half, with no solver prepared by the index
   ossa::model::MODELALLOC(m);
-  ossa::model::ELEM_INIT(m);
-  ossa::model::DOFINIT(m);
-  ossa::model::EQINDEX(m, 0);
+  ossa::elements::ELEM_INIT(m);
+  ossa::solution::DOFINIT(m);
+  ossa::solution::EQINDEX(m, 0);
   ossa::solution::STFASM(m, 1);
   UpperCsr A;
   A.n = m.NEQ();

@@ -13,9 +13,9 @@
 
 #include "../examples/mesh/cube_tets.hpp"
 #include "model/model.hpp"
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 #include "results/resout.hpp"
-#include "results/vtu.hpp"
+#include "post/vtu.hpp"
 
 using namespace ossa;
 
@@ -32,11 +32,11 @@ struct P3 { double x, y, z; };
 void build(model::Model& m, int NX, int NY, int NZ, int NSOL) {
   model::MODELRESET(m);
   const int nn = NX * NY * NZ;
-  m.KK(3) = 0;
-  m.KK(4) = 1;
-  m.KK(11) = nn;
-  m.KK(12) = NSOL;
-  m.KK(14) = NSOL;
+  m.KK(kk::DYNAMIC) = 0;
+  m.KK(kk::NSTEP) = 1;
+  m.KK(kk::NNODE) = nn;
+  m.KK(kk::NELEM) = NSOL;
+  m.KK(kk::NSOLID) = NSOL;
   m.NODEID.allocate(nn);
   m.XYZ.allocate(3, nn);
   auto id = [&](int i, int j, int k) { return 1 + i + NX * (j + NY * k); };
@@ -107,13 +107,13 @@ int main() {
   std::printf("RESOUT, one frame (appended):                %.3f s\n", tw2);
 
   t = now();
-  results::ResIndex idx;
-  std::string err = results::RESSCAN(".", idx);
-  results::Frame f;
-  if (err.empty()) err = results::RESREAD(idx, 2, f);
+  post::ResIndex idx;
+  std::string err = post::RESSCAN(".", idx);
+  post::Frame f;
+  if (err.empty()) err = post::RESREAD(idx, 2, f);
   const double tr = now() - t;
   t = now();
-  if (err.empty()) err = results::VTUWRITE(m, f, "EXEC_0002.vtu");
+  if (err.empty()) err = post::VTUWRITE(m, f, "EXEC_0002.vtu");
   const double tv = now() - t;
   if (!err.empty()) {
     std::printf("error: %s\n", err.c_str());

@@ -5,7 +5,7 @@
 #include <random>
 
 #include "base/files.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/status.hpp"
 #include "model/model.hpp"
 
@@ -14,10 +14,10 @@ int main() {
   const int n = 1000000;
   model::Model m;
   model::MODELRESET(m);
-  m.KK(2) = 1;
-  m.KK(12) = n;
-  m.KK(14) = n;
-  m.RR(6) = 10.0;
+  m.KK(kk::MATNL) = 1;
+  m.KK(kk::NELEM) = n;
+  m.KK(kk::NSOLID) = n;
+  m.RR(rr::EMIN) = 10.0;
   if (!m.ELEM.allocate(n) || !m.SOLREC.allocate(n)) return 1;
   std::mt19937 g(1);
   std::uniform_real_distribution<double> u(-30.0, 30.0);
@@ -31,7 +31,7 @@ int main() {
     r.SIGT = 100.0;
     r.YIELD = 200.0;
     r.ECRUSH = 0.01;
-    elements::DELAS(r.E, r.NU, r.D.data());
+    base::DELAS(r.E, r.NU, r.D.data());
     for (int k = 1; k <= 6; ++k) r.STRESS(k) = u(g);
   }
   // Log and work file in the working directory, as in a job; elastic points

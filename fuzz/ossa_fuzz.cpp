@@ -14,8 +14,8 @@ using ossa::model::Model;
 // substep, and the nested material loops inside each.
 double asked(const Model& m) {
   auto atleast1 = [](double v) { return v > 1.0 ? v : 1.0; };
-  const double mat = atleast1(m.KK(35));
-  return atleast1(m.NSTEP()) * atleast1(m.KK(5)) * atleast1(m.KK(6) + 1.0) * mat * mat;
+  const double mat = atleast1(m.KK(ossa::kk::MITERMAX));
+  return atleast1(m.NSTEP()) * atleast1(m.KK(ossa::kk::NSUBSTEP)) * atleast1(m.KK(ossa::kk::ITERMAX) + 1.0) * mat * mat;
 }
 
 constexpr double BUDGET = 20000.0;

@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "../examples/mesh/cube_tets.hpp"
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 
 namespace ossa::test {
 
@@ -154,15 +154,15 @@ inline std::string hold_plane(const Box& b, double X, const char* flags, int& co
 // The number of frames in the result files of the working directory, and
 // frame k of them; a file that cannot be read fails the test.
 inline std::size_t result_frames() {
-  results::ResIndex idx;
-  EXPECT_EQ(results::RESSCAN(".", idx), "");
+  post::ResIndex idx;
+  EXPECT_EQ(post::RESSCAN(".", idx), "");
   return idx.frames.size();
 }
-inline results::Frame result_frame(std::size_t k) {
-  results::ResIndex idx;
-  results::Frame f;
-  EXPECT_EQ(results::RESSCAN(".", idx), "");
-  EXPECT_EQ(results::RESREAD(idx, k, f), "");
+inline post::Frame result_frame(std::size_t k) {
+  post::ResIndex idx;
+  post::Frame f;
+  EXPECT_EQ(post::RESSCAN(".", idx), "");
+  EXPECT_EQ(post::RESREAD(idx, k, f), "");
   return f;
 }
 

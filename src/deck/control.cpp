@@ -8,7 +8,8 @@
 
 #include "base/fmt.hpp"
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
+#include "solvers/gpu/gpu.hpp"
 
 namespace ossa::deck {
 
@@ -29,66 +30,66 @@ std::int32_t cut(double v) {
 // Solver selector: 0 and above CG, -1 ORK, -2 PARDISO; anything else
 // leaves KK(21) as it was.
 void solver_code(Model& m, std::int32_t sel) {
-  if (sel >= 0) m.KK(21) = 1;
-  else if (sel == -1) m.KK(21) = 2;
-  else if (sel == -2) m.KK(21) = 3;
+  if (sel >= 0) m.KK(kk::SOLVER) = 1;
+  else if (sel == -1) m.KK(kk::SOLVER) = 2;
+  else if (sel == -2) m.KK(kk::SOLVER) = 3;
 }
 
 // The three checks of the analysis kind against the element kinds.
 void cntrl_checks(Model& m, std::int32_t sel) {
-  if (m.KK(1) == 0 && m.NRUBB() > 0) {
-    job::LOGMSG(m, "RUBBERLIKE MATERIAL IS AVAILABLE ONLY IN ");
-    job::LOGLINE(m, " GEOMETRICAL NONLINEAR ANALYSIS.");
-    job::ERRSTOP(m, -2, 0, m.UNIT(2));
+  if (m.KK(kk::GEONL) == 0 && m.NRUBB() > 0) {
+    model::LOGMSG(m, "RUBBERLIKE MATERIAL IS AVAILABLE ONLY IN ");
+    model::LOGLINE(m, " GEOMETRICAL NONLINEAR ANALYSIS.");
+    model::ERRSTOP(m, -2, 0, m.UNIT(2));
   }
-  if (m.KK(1) == 1 && m.NGAP() > 0)
-    job::FAIL(m, "GAP ELEMEMT IS AVAILABLE ONLY IN INFINITESIMAL ANALYSIS.", -2);
+  if (m.KK(kk::GEONL) == 1 && m.NGAP() > 0)
+    model::FAIL(m, "GAP ELEMEMT IS AVAILABLE ONLY IN INFINITESIMAL ANALYSIS.", -2);
   if (sel >= 0 && m.NRUBB() > 0)
-    job::FAIL(m, "CG METHOD IS NOT AVAILABLE FOR RUBBERLIKE MATERIAL.", -2);
+    model::FAIL(m, "CG METHOD IS NOT AVAILABLE FOR RUBBERLIKE MATERIAL.", -2);
 }
 
 }  // namespace
 
 void CNTRLRD(Model& m, const Card& c) {
-  m.KK(19) = I(m, c, 6, 6);
-  m.KK(1) = I(m, c, 7, 7);
-  m.KK(2) = I(m, c, 8, 8);
-  m.KK(3) = I(m, c, 9, 9);
-  m.KK(6) = I(m, c, 11, 13);
-  if (m.KK(6) == 0) m.KK(6) = 10;
-  m.RR(1) = RFIELD(m, c, 16, 25);
-  if (m.RR(1) == 0.0) m.RR(1) = 0.001;
-  m.RR(2) = RFIELD(m, c, 26, 35);
-  if (m.RR(2) == 0.0) m.RR(2) = 0.001;
+  m.KK(kk::RESTART) = I(m, c, 6, 6);
+  m.KK(kk::GEONL) = I(m, c, 7, 7);
+  m.KK(kk::MATNL) = I(m, c, 8, 8);
+  m.KK(kk::DYNAMIC) = I(m, c, 9, 9);
+  m.KK(kk::ITERMAX) = I(m, c, 11, 13);
+  if (m.KK(kk::ITERMAX) == 0) m.KK(kk::ITERMAX) = 10;
+  m.RR(rr::TOLLOAD) = RFIELD(m, c, 16, 25);
+  if (m.RR(rr::TOLLOAD) == 0.0) m.RR(rr::TOLLOAD) = 0.001;
+  m.RR(rr::TOL2) = RFIELD(m, c, 26, 35);
+  if (m.RR(rr::TOL2) == 0.0) m.RR(rr::TOL2) = 0.001;
   const std::int32_t sel = I(m, c, 56, 63);
   solver_code(m, sel);
-  m.RR(3) = RFIELD(m, c, 64, 73);
-  if (m.RR(3) == 0.0) m.RR(3) = 1.0e-6;
-  m.KK(31) = I(m, c, 81, 81) == 2 ? 0 : 1;
-  m.KK(27) = cut(RFIELD(m, c, 82, 90));
-  if (m.KK(27) == 0) m.KK(27) = 400;
-  m.RR(5) = RFIELD(m, c, 101, 110);
-  m.KK(25) = 45;
-  m.KK(32) = 1;
-  m.RR(7) = 1.0471975511965976;
-  m.RR(8) = 1.0 / 3.0;
+  m.RR(rr::TOLCG) = RFIELD(m, c, 64, 73);
+  if (m.RR(rr::TOLCG) == 0.0) m.RR(rr::TOLCG) = 1.0e-6;
+  m.KK(kk::CGPREC) = I(m, c, 81, 81) == 2 ? 0 : 1;
+  m.KK(kk::MEMMB) = cut(RFIELD(m, c, 82, 90));
+  if (m.KK(kk::MEMMB) == 0) m.KK(kk::MEMMB) = 400;
+  m.RR(rr::DPALPHA) = RFIELD(m, c, 101, 110);
+  m.KK(kk::BLOCKW) = 45;
+  m.KK(kk::ONE) = 1;
+  m.RR(rr::PI3) = 1.0471975511965976;
+  m.RR(rr::THIRD) = 1.0 / 3.0;
   cntrl_checks(m, sel);
 }
 
 void CNTR2RD(Model& m, const Card& c) {
-  m.RR(4) = RFIELD(m, c, 6, 15);
-  m.KK(7) = I(m, c, 16, 20);
-  m.KK(35) = I(m, c, 21, 23);
-  m.KK(9) = I(m, c, 24, 26);
-  m.KK(5) = I(m, c, 27, 30);
-  m.KK(34) = I(m, c, 31, 33);
+  m.RR(rr::ARC) = RFIELD(m, c, 6, 15);
+  m.KK(kk::RIKS) = I(m, c, 16, 20);
+  m.KK(kk::MITERMAX) = I(m, c, 21, 23);
+  m.KK(kk::CONTITER) = I(m, c, 24, 26);
+  m.KK(kk::NSUBSTEP) = I(m, c, 27, 30);
+  m.KK(kk::MITERTYPE) = I(m, c, 31, 33);
 }
 
 void CNTR3RD(Model& m, const Card& c) {
   for (int k = 1; k <= 6; ++k) m.STAT_LIMIT(k) = I(m, c, 6 + 5 * k, 10 + 5 * k);
-  m.KK(28) = I(m, c, 41, 45);
+  m.KK(kk::DEVICE) = I(m, c, 41, 45);
   std::int32_t nth = I(m, c, 46, 50);
-  if (m.KK(28) >= 0) DEVCHECK(m);
+  if (m.KK(kk::DEVICE) >= 0) solvers::DEVCHECK(m);
   // The parallel runtime's maximum stands in for the math library's.
   const int most = omp_get_max_threads();
   if (nth > most) nth = most;
@@ -100,21 +101,13 @@ void CNTR3RD(Model& m, const Card& c) {
 
 void PRPLTRD(Model& m, const Card& c) {
   if (c.key == K_PRPL2) {
-    m.KK(20) = I(m, c, 31, 33);
+    m.KK(kk::RSTOUT) = I(m, c, 31, 33);
     return;
   }
-  m.KK(10) = I(m, c, 11, 11);
-  m.KK(33) = I(m, c, 12, 12);
-  m.KK(8) = I(m, c, 16, 20);
-  m.RR(9) = RFIELD(m, c, 21, 35);
-}
-
-// This build has no device layer: every device counts as absent and the
-// job goes to the processor path.
-void DEVCHECK(Model& m) {
-  m.KK(28) = -1;
-  job::LOGLINE(m, base::fX(11) + " * * *   GPU DEVICE CHECK   * * *");
-  job::LOGLINE(m, base::fX(21) + "Error: Device No. is changed into '-1(CPU)'");
+  m.KK(kk::OUTHOLD) = I(m, c, 11, 11);
+  m.KK(kk::OUTBYTIME) = I(m, c, 12, 12);
+  m.KK(kk::OUTSTEP) = I(m, c, 16, 20);
+  m.RR(rr::OUTTIME) = RFIELD(m, c, 21, 35);
 }
 
 }  // namespace ossa::deck

@@ -106,10 +106,6 @@ void GROUPCHK(const Reader& r);            // the load group just closed is whol
 void LINKCARD(Reader& r);                  // "PLNK", "SPLNK", "VEL"
 void CONTCARD(Reader& r);                  // "BODY", "CSURF", "CBODY"
 
-// The graphics device check for KK(28) >= 0: validates the device, may set
-// KK(28) to -1 and writes the check's two log lines.
-void DEVCHECK(Model& m);
-
 // Translation, defaults and the echo, after the last card. DECKFIN stops
 // with -2 on a number that names nothing, naming the card's line.
 void DECKFIN(Model& m, const Reader& r);

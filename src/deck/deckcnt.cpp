@@ -4,7 +4,7 @@
 
 #include "base/fields.hpp"
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 

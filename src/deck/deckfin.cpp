@@ -8,7 +8,8 @@
 #include <vector>
 
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "elements/family.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -97,28 +98,28 @@ void translate(Model& m, const Reader& r, const NumMap& map) {
     model::ELEMREC& e = m.ELEM(j);
     for (int k = 1; k <= e.NEN; ++k) e.NOD(k) = pos(e.NOD(k), r.ELEMLINE(j));
   }
-  for (int i = 1; i <= m.KK(43); ++i) m.FRCNOD(i) = pos(m.FRCNOD(i), r.LINE[K_FORCE](i));
-  for (int i = 1; i <= m.KK(42); ++i) m.DSPNOD(i) = pos(m.DSPNOD(i), r.LINE[K_DISP](i));
-  for (int i = 1; i <= m.KK(41); ++i) m.PLKNOD(i) = pos(m.PLKNOD(i), r.LINE[K_PLNK](i));
-  for (int i = 1; i <= m.KK(45); ++i)
+  for (int i = 1; i <= m.KK(kk::NFORCE); ++i) m.FRCNOD(i) = pos(m.FRCNOD(i), r.LINE[K_FORCE](i));
+  for (int i = 1; i <= m.KK(kk::NDISP); ++i) m.DSPNOD(i) = pos(m.DSPNOD(i), r.LINE[K_DISP](i));
+  for (int i = 1; i <= m.KK(kk::NPLNK); ++i) m.PLKNOD(i) = pos(m.PLKNOD(i), r.LINE[K_PLNK](i));
+  for (int i = 1; i <= m.KK(kk::NSPLNK); ++i)
     for (int k = 1; k <= 2; ++k) m.SPLPAIR(k, i) = pos(m.SPLPAIR(k, i), r.LINE[K_SPLNK](i));
-  for (int i = 1; i <= m.KK(82); ++i)
+  for (int i = 1; i <= m.KK(kk::NCSURF); ++i)
     for (int k = 1; k <= 3; ++k) m.CSFNOD(k, i) = pos(m.CSFNOD(k, i), r.LINE[K_CSURF](i));
 }
 
 // ---- Defaults ----------------------------------------------------------------
 
 bool shell_or_solid(const Model& m, int row) {
-  return m.PROPIP(5, row) == 1 || m.PROPIP(5, row) == 2;
+  return m.RD.PROPIP(5, row) == 1 || m.RD.PROPIP(5, row) == 2;
 }
 
 // Light material with a Poisson's ratio of bone takes Drucker-Prager,
 // everything else von Mises.
 void yield_type(Model& m, int nrow) {
   for (int row = 1; row <= nrow; ++row) {
-    if (!shell_or_solid(m, row) || m.PROPIP(4, row) != 0) continue;
-    const double w = m.PROPFP(3, row), nu = m.PROPFP(1, row);
-    m.PROPIP(4, row) = (w < 2.7e-6 && nu >= 0.3 && nu <= 0.4) ? 2 : 1;
+    if (!shell_or_solid(m, row) || m.RD.PROPIP(4, row) != 0) continue;
+    const double w = m.RD.PROPFP(3, row), nu = m.RD.PROPFP(1, row);
+    m.RD.PROPIP(4, row) = (w < 2.7e-6 && nu >= 0.3 && nu <= 0.4) ? 2 : 1;
   }
 }
 
@@ -128,13 +129,14 @@ double emin(const Model& m, int nrow) {
   double most = 0.0, most_all = 0.0;
   for (int row = 1; row <= nrow; ++row) {
     if (!shell_or_solid(m, row)) continue;
-    const double e = m.PROPFP(2, row);
+    const double e = m.RD.PROPFP(2, row);
     if (e > most_all) most_all = e;
-    if (m.PROPIP(3, row) == 1 && e > most) most = e;
+    if (m.RD.PROPIP(3, row) == 1 && e > most) most = e;
   }
   double x = 0.001 * (most == 0.0 ? most_all : most);
   for (int row = 1; row <= nrow; ++row)
-    if (shell_or_solid(m, row) && m.PROPIP(3, row) == 1 && m.PROPFP(2, row) < x) x = m.PROPFP(2, row);
+    if (shell_or_solid(m, row) && m.RD.PROPIP(3, row) == 1 && m.RD.PROPFP(2, row) < x)
+      x = m.RD.PROPFP(2, row);
   return x;
 }
 
@@ -143,48 +145,48 @@ double emin(const Model& m, int nrow) {
 // The fields that shells and solids share.
 template <class Rec>
 void bone_fields(const Model& m, int row, Rec& s) {
-  s.GROUP = m.PROPIP(1, row) + 10 * m.PROPIP(3, row) + 1;
-  s.E = m.PROPFP(2, row);
-  s.NU = m.PROPFP(1, row);
-  s.RHO = m.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.PROPIP(2, row);
-  s.ALPHA = m.PROPFP(7, row);
-  s.BETA = m.PROPFP(8, row);
-  s.SIGT = m.PROPFP(4, row);
-  s.YTYPE = m.PROPIP(4, row);
-  const double et0 = m.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(6);
+  s.GROUP = m.RD.PROPIP(1, row) + 10 * m.RD.PROPIP(3, row) + 1;
+  s.E = m.RD.PROPFP(2, row);
+  s.NU = m.RD.PROPFP(1, row);
+  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.RD.PROPIP(2, row);
+  s.ALPHA = m.RD.PROPFP(7, row);
+  s.BETA = m.RD.PROPFP(8, row);
+  s.SIGT = m.RD.PROPFP(4, row);
+  s.YTYPE = m.RD.PROPIP(4, row);
+  const double et0 = m.RD.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(rr::EMIN);
   const double et = et0 > et1 ? et0 : et1;
   s.HPRIME = s.E * et / (s.E - et);
-  s.ECRUSH = m.PROPFP(9, row) * 1.0e-6;
+  s.ECRUSH = m.RD.PROPFP(9, row) * 1.0e-6;
 }
 
 void rubber_fields(const Model& m, int row, model::RUBREC& s) {
-  s.GROUP = m.PROPIP(1, row) + 1;
-  s.C1 = m.PROPFP(1, row);
-  s.C2 = m.PROPFP(2, row);
-  s.KB = m.PROPFP(4, row);
-  s.RHO = m.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.PROPIP(2, row);
-  s.ALPHA = m.PROPFP(7, row);
-  s.BETA = m.PROPFP(8, row);
+  s.GROUP = m.RD.PROPIP(1, row) + 1;
+  s.C1 = m.RD.PROPFP(1, row);
+  s.C2 = m.RD.PROPFP(2, row);
+  s.KB = m.RD.PROPFP(4, row);
+  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.RD.PROPIP(2, row);
+  s.ALPHA = m.RD.PROPFP(7, row);
+  s.BETA = m.RD.PROPFP(8, row);
 }
 
 // The table number was checked on its card.
 void truss_fields(Model& m, int row, model::TRSREC& s) {
-  const std::int32_t tab = m.PROPIP(1, row);
-  const std::int32_t n = m.TRSN(tab);
+  const std::int32_t tab = m.RD.PROPIP(1, row);
+  const std::int32_t n = m.RD.TRSN(tab);
   s.TABLE = tab;
   s.NPT = n;
   const int st = s.CURVE.allocate(n, 2) ? 0 : 1;
-  job::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
+  model::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
   for (int j = 1; j <= n; ++j)
-    for (int c = 1; c <= 2; ++c) s.CURVE(j, c) = m.TRSTBL(j, c, tab);
+    for (int c = 1; c <= 2; ++c) s.CURVE(j, c) = m.RD.TRSTBL(j, c, tab);
 }
 
 // Index of the element a row names in its kind's records; every row names
 // an existing element that is no gap, and no element has two rows.
 int row_target(Model& m, const NumMap* elmap, int row, long line, base::Arr2<std::int32_t>& owner) {
-  const std::int32_t code = m.PROPIP(5, row), id = m.PROPIP(6, row);
+  const std::int32_t code = m.RD.PROPIP(5, row), id = m.RD.PROPIP(6, row);
   const bool kind = code == 1 || code == 2 || code == 4 || code == 5;
   const int i = kind ? find(elmap[code], id) : 0;
   if (i == 0)
@@ -204,18 +206,18 @@ void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
   for (int k = 13; k <= 17; ++k) if (m.KK(k) > most) most = m.KK(k);
   base::Arr2<std::int32_t> owner;  // line of the row of each (kind, index), 0 none
   const int st = owner.allocate(5, most) ? 0 : 1;
-  job::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
+  model::ALLOCCHK(m, &st, 1, 0, m.UNIT(2));
   for (int row = 1; row <= nrow; ++row) {
     const long line = r.LINE[K_PROPT](row);
     const int i = row_target(m, elmap, row, line, owner);
-    switch (m.PROPIP(5, row)) {
+    switch (m.RD.PROPIP(5, row)) {
       case 1: {
         model::SHLREC& s = m.SHLREC(i);
         bone_fields(m, row, s);
-        s.YIELD.fill(m.PROPFP(5, row));
+        s.YIELD.fill(m.RD.PROPFP(5, row));
         break;
       }
-      case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.PROPFP(5, row); break;
+      case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.RD.PROPFP(5, row); break;
       case 4: rubber_fields(m, row, m.RUBREC(i)); break;
       case 5: truss_fields(m, row, m.TRSREC(i)); break;
       default: break;
@@ -223,7 +225,7 @@ void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
   }
   for (int j = 1; j <= m.NELEM(); ++j) {
     const model::ELEMREC& e = m.ELEM(j);
-    if (e.TYPE != 3 && owner(e.TYPE, e.IDX) == 0)
+    if (elements::FAMILYOF(e.TYPE).PROPT && owner(e.TYPE, e.IDX) == 0)
       INPUTFAIL(m, r.ELEMLINE(j), std::string(kind_name(e.TYPE)) + " ELEMENT " +
                                       std::to_string(e.ID) + " HAS NO \"PROPT\" ROW.");
   }
@@ -239,12 +241,12 @@ void DECKFIN(Model& m, const Reader& r) {
   translate(m, r, maps.node);
   const int nrow = r.n[K_PROPT];
   yield_type(m, nrow);
-  m.RR(6) = emin(m, nrow);
+  m.RR(rr::EMIN) = emin(m, nrow);
   copy_rows(m, r, maps.elem);
-  m.PROPIP.deallocate();
-  m.PROPFP.deallocate();
-  m.TRSN.deallocate();
-  m.TRSTBL.deallocate();
+  m.RD.PROPIP.deallocate();
+  m.RD.PROPFP.deallocate();
+  m.RD.TRSN.deallocate();
+  m.RD.TRSTBL.deallocate();
   TIMETABLE(m, r);
 }
 

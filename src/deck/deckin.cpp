@@ -1,19 +1,19 @@
 #include <string>
 
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
 void DECKALLOC(Model& m, const DeckCounts& n) {
   const int NN = n.NNODE + n.NRUBB;
-  const int NPROP = m.KK(12) - n.NGAP;
+  const int NPROP = m.KK(kk::NELEM) - n.NGAP;
   int st[31] = {};
   int k = 0;
   auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
   a(m.NODEID.allocate(NN));
   a(m.XYZ.allocate(3, NN));
-  a(m.ELEM.allocate(m.KK(12)));
+  a(m.ELEM.allocate(m.KK(kk::NELEM)));
   a(m.SOLREC.allocate(n.NSOLID));
   a(m.SHLREC.allocate(n.NSHELL));
   a(m.GAPREC.allocate(n.NGAP));
@@ -38,65 +38,65 @@ void DECKALLOC(Model& m, const DeckCounts& n) {
   a(m.CSFNOD.allocate(3, n.NCSURF));
   a(m.CBPAIR.allocate(n.NBODY, n.NBODY));
   a(m.CBVAL.allocate(2, n.NBODY, n.NBODY));
-  a(m.PROPIP.allocate(6, NPROP));
-  a(m.PROPFP.allocate(9, NPROP));
-  a(m.TRSN.allocate(n.NTRSTB));
-  a(m.TRSTBL.allocate(n.MAXPTS, 2, n.NTRSTB));
-  m.NPROP = NPROP > 0 ? NPROP : 0;
-  m.MAXNOD = n.MAXNOD;
-  m.MAXELEM = n.MAXELEM;
-  m.NTRSTB = n.NTRSTB;
-  m.MAXPTS = n.MAXPTS;
+  a(m.RD.PROPIP.allocate(6, NPROP));
+  a(m.RD.PROPFP.allocate(9, NPROP));
+  a(m.RD.TRSN.allocate(n.NTRSTB));
+  a(m.RD.TRSTBL.allocate(n.MAXPTS, 2, n.NTRSTB));
+  m.RD.NPROP = NPROP > 0 ? NPROP : 0;
+  m.RD.MAXNOD = n.MAXNOD;
+  m.RD.MAXELEM = n.MAXELEM;
+  m.RD.NTRSTB = n.NTRSTB;
+  m.RD.MAXPTS = n.MAXPTS;
   m.MAXLDT = n.MAXLDT;
-  job::ALLOCCHK(m, st, k, 0, m.UNIT(2));
+  model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
 }
 
 namespace {
 
 void store_counts(Model& m, const DeckCounts& n) {
-  m.KK(11) = n.NNODE;
-  m.KK(14) = n.NSOLID;
-  m.KK(13) = n.NSHELL;
-  m.KK(15) = n.NGAP;
-  m.KK(16) = n.NRUBB;
-  m.KK(17) = n.NTRUSS;
-  m.KK(12) = n.NSOLID + n.NSHELL + n.NGAP + n.NRUBB + n.NTRUSS;
-  m.KK(4) = n.NSTEP;
-  m.KK(44) = n.NLOAD;
-  m.KK(43) = n.NFORCE;
-  m.KK(48) = n.NDIRFC;
-  m.KK(47) = n.NPRESS;
-  m.KK(42) = n.NDISP;
-  m.KK(41) = n.NPLNK;
-  m.KK(46) = n.NVEL;
-  m.KK(45) = n.NSPLNK;
-  m.KK(81) = n.NBODY;
-  m.KK(82) = n.NCSURF;
-  m.KK(29) = n.NBODY > 0 ? 1 : 0;
+  m.KK(kk::NNODE) = n.NNODE;
+  m.KK(kk::NSOLID) = n.NSOLID;
+  m.KK(kk::NSHELL) = n.NSHELL;
+  m.KK(kk::NGAP) = n.NGAP;
+  m.KK(kk::NRUBB) = n.NRUBB;
+  m.KK(kk::NTRUSS) = n.NTRUSS;
+  m.KK(kk::NELEM) = n.NSOLID + n.NSHELL + n.NGAP + n.NRUBB + n.NTRUSS;
+  m.KK(kk::NSTEP) = n.NSTEP;
+  m.KK(kk::NLOAD) = n.NLOAD;
+  m.KK(kk::NFORCE) = n.NFORCE;
+  m.KK(kk::NDIRFC) = n.NDIRFC;
+  m.KK(kk::NPRESS) = n.NPRESS;
+  m.KK(kk::NDISP) = n.NDISP;
+  m.KK(kk::NPLNK) = n.NPLNK;
+  m.KK(kk::NVEL) = n.NVEL;
+  m.KK(kk::NSPLNK) = n.NSPLNK;
+  m.KK(kk::NBODY) = n.NBODY;
+  m.KK(kk::NCSURF) = n.NCSURF;
+  m.KK(kk::CONTACT) = n.NBODY > 0 ? 1 : 0;
 }
 
 // The number of cards of a kind that the counts leave room for; -1 where
 // the storing routine checks for itself or the card needs no room.
 long room(const Model& m, Key k) {
   switch (k) {
-    case K_NODE: return m.KK(11);
-    case K_SOLID: return m.KK(14);
-    case K_SHELL: return m.KK(13);
-    case K_GAP: return m.KK(15) / 3;
-    case K_RUBB: return m.KK(16);
-    case K_TRUSS: return m.KK(17);
-    case K_PROPT: return m.NPROP;
-    case K_NLOAD: return m.KK(44);
-    case K_FORCE: return m.KK(43);
-    case K_DIRFC: return m.KK(48);
-    case K_PRESS: return m.KK(47);
-    case K_DISP: return m.KK(42);
-    case K_PLNK: return m.KK(41);
-    case K_VEL: return m.KK(46);
-    case K_SPLNK: return m.KK(45);
-    case K_BODY: return m.KK(81);
-    case K_CSURF: return m.KK(82);
-    case K_TRSTB: return m.NTRSTB;
+    case K_NODE: return m.KK(kk::NNODE);
+    case K_SOLID: return m.KK(kk::NSOLID);
+    case K_SHELL: return m.KK(kk::NSHELL);
+    case K_GAP: return m.KK(kk::NGAP) / 3;
+    case K_RUBB: return m.KK(kk::NRUBB);
+    case K_TRUSS: return m.KK(kk::NTRUSS);
+    case K_PROPT: return m.RD.NPROP;
+    case K_NLOAD: return m.KK(kk::NLOAD);
+    case K_FORCE: return m.KK(kk::NFORCE);
+    case K_DIRFC: return m.KK(kk::NDIRFC);
+    case K_PRESS: return m.KK(kk::NPRESS);
+    case K_DISP: return m.KK(kk::NDISP);
+    case K_PLNK: return m.KK(kk::NPLNK);
+    case K_VEL: return m.KK(kk::NVEL);
+    case K_SPLNK: return m.KK(kk::NSPLNK);
+    case K_BODY: return m.KK(kk::NBODY);
+    case K_CSURF: return m.KK(kk::NCSURF);
+    case K_TRSTB: return m.RD.NTRSTB;
     default: return -1;
   }
 }
@@ -122,7 +122,7 @@ void line_arrays(Model& m, Reader& r) {
     st[k] = r.LINE[k].allocate(lim > 0 ? lim : 0) ? 0 : 1;
   }
   st[K_COUNT] = r.ELEMLINE.allocate(m.NELEM()) ? 0 : 1;
-  job::ALLOCCHK(m, st, K_COUNT + 1, 0, m.UNIT(2));
+  model::ALLOCCHK(m, st, K_COUNT + 1, 0, m.UNIT(2));
 }
 
 // Cards whose records every later stage reads must all be there: a record
@@ -135,7 +135,7 @@ void check_shortfall(Model& m, const std::int32_t* have) {
   for (const Key k : MUST) {
     const long lim = room(m, k);
     if (have[k] < lim)
-      job::FAIL(m, "ONLY " + std::to_string(have[k]) + " \"" + KEYNAME(k) + "\" CARDS FOR THE " +
+      model::FAIL(m, "ONLY " + std::to_string(have[k]) + " \"" + KEYNAME(k) + "\" CARDS FOR THE " +
                        std::to_string(lim) + " THAT " + count_card(k) + " STATES.", -2);
   }
 }
@@ -148,7 +148,7 @@ void DECKIN(Model& m) {
   DeckCounts n;
   DECKCNT(m, inp, n);
   store_counts(m, n);
-  if (n.NGAP > 0 && n.NBODY > 0) job::FAIL(m, "GAP ELEMENT IS NOT AVAILABLE IN CONTACT ANALYSIS.", -2);
+  if (n.NGAP > 0 && n.NBODY > 0) model::FAIL(m, "GAP ELEMENT IS NOT AVAILABLE IN CONTACT ANALYSIS.", -2);
   check_shortfall(m, n.CARDS);
   DECKALLOC(m, n);
 

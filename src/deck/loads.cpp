@@ -73,7 +73,7 @@ void three_nodes(Reader& r, base::Arr2<std::int32_t>& nod, base::Arr1<double>& v
   need_group(r);
   const int i = r.n[r.card.key] + 1;
   for (int k = 1; k <= 3; ++k)
-    nod(k, i) = IRANGE(r.m, r.card, 6 + 10 * (k - 1), 15 + 10 * (k - 1), 1, r.m.KK(11), "NODE POSITION");
+    nod(k, i) = IRANGE(r.m, r.card, 6 + 10 * (k - 1), 15 + 10 * (k - 1), 1, r.m.KK(kk::NNODE), "NODE POSITION");
   val(i) = R(r, 36, 50);
   join_group(r, kind, i);
 }
@@ -150,8 +150,8 @@ void CONTCARD(Reader& r) {
       for (int k = 1; k <= 3; ++k) m.CSFNOD(k, i) = I(r, 6 + 10 * (k - 1), 15 + 10 * (k - 1));
       break;
     case K_CBODY: {
-      const std::int32_t b1 = IRANGE(m, r.card, 6, 10, 1, m.KK(81), "BODY");
-      const std::int32_t b2 = IRANGE(m, r.card, 11, 15, 1, m.KK(81), "BODY");
+      const std::int32_t b1 = IRANGE(m, r.card, 6, 10, 1, m.KK(kk::NBODY), "BODY");
+      const std::int32_t b2 = IRANGE(m, r.card, 11, 15, 1, m.KK(kk::NBODY), "BODY");
       m.CBPAIR(b1, b2) = 1;
       m.CBVAL(1, b1, b2) = R(r, 16, 25);
       m.CBVAL(2, b1, b2) = R(r, 26, 35);

@@ -29,19 +29,19 @@ void PROPTRD(Reader& r) {
   const int row = r.n[K_PROPT] + 1;
   const std::int32_t code = I(r, 10, 10);
   if (code == 5) {
-    m.PROPIP(1, row) = IRANGE(m, r.card, 6, 9, 1, m.NTRSTB, "\"TRSTB\" TABLE");
-    m.PROPIP(5, row) = 5;
-    m.PROPIP(6, row) = I(r, 11, 20);
+    m.RD.PROPIP(1, row) = IRANGE(m, r.card, 6, 9, 1, m.RD.NTRSTB, "\"TRSTB\" TABLE");
+    m.RD.PROPIP(5, row) = 5;
+    m.RD.PROPIP(6, row) = I(r, 11, 20);
     return;
   }
-  m.PROPIP(1, row) = I(r, 6, 6);
+  m.RD.PROPIP(1, row) = I(r, 6, 6);
   // The "VEL" row is an index as it stands; the flag and the criterion are codes.
-  m.PROPIP(2, row) = IRANGE(m, r.card, 7, 7, 0, m.KK(46), "\"VEL\" ROW");
-  m.PROPIP(3, row) = IRANGE(m, r.card, 8, 8, 0, 1, "BONE FLAG");
-  m.PROPIP(4, row) = IRANGE(m, r.card, 9, 9, 0, 2, "YIELD CRITERION");
-  m.PROPIP(5, row) = code;
-  m.PROPIP(6, row) = I(r, 11, 20);
-  for (int k = 1; k <= 9; ++k) m.PROPFP(k, row) = RFIELD(m, r.card, 11 + 10 * k, 20 + 10 * k);
+  m.RD.PROPIP(2, row) = IRANGE(m, r.card, 7, 7, 0, m.KK(kk::NVEL), "\"VEL\" ROW");
+  m.RD.PROPIP(3, row) = IRANGE(m, r.card, 8, 8, 0, 1, "BONE FLAG");
+  m.RD.PROPIP(4, row) = IRANGE(m, r.card, 9, 9, 0, 2, "YIELD CRITERION");
+  m.RD.PROPIP(5, row) = code;
+  m.RD.PROPIP(6, row) = I(r, 11, 20);
+  for (int k = 1; k <= 9; ++k) m.RD.PROPFP(k, row) = RFIELD(m, r.card, 11 + 10 * k, 20 + 10 * k);
 }
 
 // The card and its M rows, read at once; the rows carry no keyword.
@@ -49,14 +49,14 @@ void TRSTBRD(Reader& r) {
   Model& m = r.m;
   const int k = r.n[K_TRSTB] + 1;
   const std::int32_t npt = I(r, 11, 15);
-  m.TRSN(k) = npt > 0 ? npt : 0;
+  m.RD.TRSN(k) = npt > 0 ? npt : 0;
   Card row;
   for (int j = 1; j <= npt; ++j) {
     if (!READCARD(m, row, 120))
       DECKFAULT(m, r.card, "END OF FILE IN THE ROWS OF THIS \"TRSTB\" CARD");
     row.key = K_NONE;
-    m.TRSTBL(j, 1, k) = RFIELD(m, row, 1, 15);
-    m.TRSTBL(j, 2, k) = RFIELD(m, row, 16, 30);
+    m.RD.TRSTBL(j, 1, k) = RFIELD(m, row, 1, 15);
+    m.RD.TRSTBL(j, 2, k) = RFIELD(m, row, 16, 30);
   }
 }
 

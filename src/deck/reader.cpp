@@ -2,7 +2,7 @@
 
 #include "base/fields.hpp"
 #include "deck/deck.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::deck {
 
@@ -32,11 +32,11 @@ std::string placed(const Card& c, const std::string& what, int c1, int c2) {
 }  // namespace
 
 void DECKFAULT(const Model& m, const Card& c, const std::string& what, int c1, int c2) {
-  job::FILESTOP(const_cast<Model&>(m), placed(c, what, c1, c2));
+  model::FILESTOP(const_cast<Model&>(m), placed(c, what, c1, c2));
 }
 
 void FIELDFAIL(Model& m, const Card& c, int c1, int c2, const std::string& what) {
-  job::FAIL(m, placed(c, what, c1, c2), -2);
+  model::FAIL(m, placed(c, what, c1, c2), -2);
 }
 
 std::int32_t IRANGE(Model& m, const Card& c, int c1, int c2, long lo, long hi, const std::string& what) {
@@ -48,7 +48,7 @@ std::int32_t IRANGE(Model& m, const Card& c, int c1, int c2, long lo, long hi, c
 }
 
 void INPUTFAIL(Model& m, long line, const std::string& what) {
-  job::FAIL(m, std::string(model::UNIT_FILE[0]) + ", LINE " + std::to_string(line) + ": " + what,
+  model::FAIL(m, std::string(model::UNIT_FILE[0]) + ", LINE " + std::to_string(line) + ": " + what,
             -2);
 }
 

@@ -3,10 +3,20 @@
 #include <cmath>
 
 #include "base/fmt.hpp"
-#include "elements/kernels.hpp"
-#include "job/stop.hpp"
+#include "base/kernels.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::elements {
+
+using base::PACKIDX;
+using base::SYMMUL;
+using base::MULSYM;
+using base::PACKMULT;
+using base::DOT;
+using base::CYCDOT;
+using base::VSUM;
+using base::VSUB;
+using base::ZEROD;
 
 namespace {
 
@@ -54,7 +64,7 @@ double crossing(const double* S0, const double* S, double Y, int YTYPE, double A
 }
 
 double checked(model::Model& m, double r, const char* text) {
-  if (r < -1.0e-6 || r > 1.000001) job::FAIL(m, text + base::fPE(r, 15, 7), -1, 0);
+  if (r < -1.0e-6 || r > 1.000001) model::FAIL(m, text + base::fPE(r, 15, 7), -1, 0);
   return r;
 }
 

@@ -2,9 +2,12 @@
 
 #include <cmath>
 
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 
 namespace ossa::elements {
+
+using base::DOT;
+using base::SORTDESC;
 
 namespace {
 

@@ -1,19 +1,32 @@
 #include "elements/solid.hpp"
 
+#include <cstring>
 #include <string>
 
 #include "base/files.hpp"
-#include "elements/kernels.hpp"
-#include "job/stop.hpp"
+#include "base/kernels.hpp"
+#include "elements/family.hpp"
+#include "elements/material.hpp"
+#include "elements/resrec.hpp"
+#include "elements/status.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::elements {
+
+using base::PACKIDX;
+using base::MATMUL;
+using base::MATTMUL;
+using base::SYMMUL;
+using base::DOT;
+using base::VSUB;
+using base::CROSS;
+using base::ZEROD;
+using base::DELAS;
 
 namespace {
 
 constexpr int NE = 12;  // element degrees of freedom
 
-// 0-based packed position of (p, q), p <= q, in the 12 x 12 upper triangle.
-constexpr int kpos(int p, int q) { return p * (2 * NE - p + 1) / 2 + (q - p); }
 
 void gather_x(const std::int32_t* NOD, const Arr2<double>& XYZ, double* X) {
   for (int a = 0; a < 4; ++a) {
@@ -49,8 +62,8 @@ void btdb(const double* B, const double* Dp, double v, double* SK) {
     const double* b = B + 6 * p;
     for (int q = p; q < NE; ++q) {
       const double* d = DB + 6 * q;
-      SK[kpos(p, q)] = b[0] * d[0] + b[1] * d[1] + b[2] * d[2] + b[3] * d[3] + b[4] * d[4] +
-                       b[5] * d[5];
+      SK[PACKIDX(p + 1, q + 1, NE) - 1] =
+          b[0] * d[0] + b[1] * d[1] + b[2] * d[2] + b[3] * d[3] + b[4] * d[4] + b[5] * d[5];
     }
   }
 }
@@ -78,7 +91,7 @@ void btdb_small(const double* DN, const double* Dp, double v, double* SK) {
     const double* b = val[p];
     for (int q = p; q < NE; ++q) {
       const double* d = DB + 6 * q;
-      SK[kpos(p, q)] = b[0] * d[r[0]] + b[1] * d[r[1]] + b[2] * d[r[2]];
+      SK[PACKIDX(p + 1, q + 1, NE) - 1] = b[0] * d[r[0]] + b[1] * d[r[1]] + b[2] * d[r[2]];
     }
   }
 }
@@ -132,11 +145,11 @@ void scatter(Arr2<double>& P, Arr2<double>& PD, const SOLREC& r, const double* B
 void PLREAD(Model& m, int UNITNO, int IREC, double* rec, int n) {
   base::Unit& u = m.unit(UNITNO);
   if (!base::dread(u, IREC, rec, sizeof(double) * static_cast<std::size_t>(n)))
-    job::FILESTOP(m, "CANNOT READ " + u.name);
+    model::FILESTOP(m, "CANNOT READ " + u.name);
   // WPL is never zero in a written record: the flow direction is not.
   for (int k = 0; k < n; ++k)
     if (rec[k] != 0.0) return;
-  job::FILESTOP(m, "RECORD " + std::to_string(IREC) + " OF " + u.name + " WAS NEVER WRITTEN.");
+  model::FILESTOP(m, "RECORD " + std::to_string(IREC) + " OF " + u.name + " WAS NEVER WRITTEN.");
 }
 
 double TETDN(const double* X, double* DN) {
@@ -246,7 +259,7 @@ void SOLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>
     for (int b = a; b < 4; ++b) {
       const double* q = DN + 3 * b;
       const double g = v * (sp[0] * q[0] + sp[1] * q[1] + sp[2] * q[2]);
-      for (int i = 0; i < 3; ++i) SK[kpos(3 * a + i, 3 * b + i)] += g;
+      for (int i = 0; i < 3; ++i) SK[PACKIDX(3 * a + i + 1, 3 * b + i + 1, NE) - 1] += g;
     }
   }
 }
@@ -273,6 +286,86 @@ void SOLFNL(Model& m, Arr2<double>& P, Arr2<double>& PD, SOLREC& r, const Arr2<d
   update(m, r, E, IREC, UNITNO);
   BNLMAT(DN, H, BL);
   scatter(P, PD, r, BL, v6 / 6.0, NOD, IDAMP);
+}
+
+// ---- The solid's row of the family table.
+
+bool SOLRECOK(const Model& m, const ELEMREC& e) {
+  return e.IDX >= 1 && e.IDX <= m.NSOLID() && NODESOK(m, e, 4);
+}
+
+void SOLSTART(Model& m, ELEMREC& e, double* CLASS) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  r.AVGLEN = AVGLEN(m, e, 4);
+  if (r.AVGLEN < m.RR(rr::MINLEN)) m.RR(rr::MINLEN) = r.AVGLEN;
+  DELAS(r.E, r.NU, r.D.data());
+  CLASSRULE(m, CLASS, r.GROUP, r.E, r.RHO, r.AVGLEN);
+  r.STRAIN.fill(0.0);
+  r.EPLAST.fill(0.0);
+  r.EPEQ = 0.0;
+  r.STRESS.fill(0.0);
+  r.STRESS0.fill(0.0);
+  r.PDIR.fill(0.0);
+  r.STATE = 0;
+  r.STATE0 = 0;
+}
+
+double* SOLBETA(Model& m, const ELEMREC& e, int& GROUP) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  GROUP = r.GROUP;
+  return &r.BETA;
+}
+
+bool SOLSTIFF(Model& m, const ELEMREC& e, double* Ke) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  if (m.KK(kk::GEONL) == 0) SOLKLIN(e.NOD.data(), m.XYZ, r.D.data(), Ke);
+  else SOLKNL(e.NOD.data(), m.XYZ, m.U, r.D.data(), r.STRESS.data(), Ke);
+  return true;
+}
+
+void SOLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  const int unitsol = m.UNIT(7);
+  if (m.KK(kk::GEONL) == 0) SOLFLIN(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
+  else SOLFNL(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
+}
+
+// The single point by its state; true when an ELASTIC point changed state.
+bool SOLSTATUS(Model& m, const ELEMREC& e) {
+  SOLREC& r = m.SOLREC(e.IDX);
+  if (r.STATE == ELASTIC) {
+    SOLST0(m, r, e.IDX);
+    return r.STATE != ELASTIC;
+  }
+  if (r.STATE == PLASTIC) SOLST2(m, r, e.IDX);
+  return false;
+}
+
+void SOLVAL(const Model& m, const model::SOLREC& r, std::int32_t id, SolidOut& o) {
+  o.ID = id;
+  o.STATE = r.STATE;
+  PRINCVALS(r.STRESS.data(), r.STRAIN.data(), o.V);
+  o.V[15] = static_cast<float>(
+      SEDENS(r.STATE, r.STRESS.data(), r.STRAIN.data(), r.EPLAST.data(), r.D.data(), 6));
+  for (int k = 0; k < 3; ++k) o.V[16 + k] = static_cast<float>(r.PDIR(k + 1));
+  o.V[19] = static_cast<float>(EQVSTR(r.STRESS.data(), r.YTYPE, m.RR(rr::DPALPHA)));
+  o.V[20] = static_cast<float>(r.EPEQ);
+}
+
+void SOLRES(const Model& m, const ELEMREC& e, const Arr2<double>&, void* REC) {
+  SolidOut r;
+  SOLVAL(m, m.SOLREC(e.IDX), e.ID, r);
+  std::memcpy(REC, &r, sizeof r);
+}
+
+int SOLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
+  SOLREC& s = m.SOLREC(e.IDX);
+  const SNAPITEM items[] = {SNAPARR(s.D),       SNAPARR(s.STRAIN),  SNAPARR(s.EPLAST),
+                            SNAPVAL(s.EPEQ),    SNAPARR(s.STRESS),  SNAPARR(s.STRESS0),
+                            SNAPARR(s.PDIR),    SNAPVAL(s.STATE),   SNAPVAL(s.YIELD)};
+  int n = 0;
+  for (const SNAPITEM& it : items) ITEMS[n++] = it;
+  return n;
 }
 
 }  // namespace ossa::elements

@@ -5,12 +5,19 @@
 
 #include "base/files.hpp"
 #include "base/fmt.hpp"
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
+#include "elements/family.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::elements {
+
+using base::MATMUL;
+using base::DOT;
+using base::ZEROD;
+using base::DELAS;
+using base::DPLANE;
 
 namespace {
 
@@ -19,12 +26,12 @@ constexpr double TOLSTRAIN = 1.0e-17;
 constexpr double UNLOAD = 0.99999;
 constexpr double OVERSHOOT = 1.0e-6;
 
-double EMIN(const Model& m) { return m.RR(6); }
-double DPALPHA(const Model& m) { return m.RR(5); }
+double EMIN(const Model& m) { return m.RR(rr::EMIN); }
+double DPALPHA(const Model& m) { return m.RR(rr::DPALPHA); }
 
 void putrec(Model& m, int no, int IREC, const double* rec, std::size_t bytes) {
   if (!base::dwrite(m.unit(m.UNIT(no)), IREC, rec, bytes))
-    job::FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[no - 1]);
+    model::FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[no - 1]);
 }
 
 // The plastic tangent of a solid into D, its record to EXEC.SOL.
@@ -186,27 +193,6 @@ StatCounts STATCOUNT(const Model& m) {
 
 namespace {
 
-// One point of each kind by its state; returns true when an ELASTIC point
-// changed state.
-bool solpoint(Model& m, SOLREC& r, int IREC) {
-  if (r.STATE == ELASTIC) {
-    SOLST0(m, r, IREC);
-    return r.STATE != ELASTIC;
-  }
-  if (r.STATE == PLASTIC) SOLST2(m, r, IREC);
-  return false;
-}
-
-bool shlpoint(Model& m, SHLREC& r, int PT, int LY, int IREC) {
-  const int st = r.STATE(PT, LY);
-  if (st == ELASTIC) {
-    SHLST0(m, r, PT, LY, IREC);
-    return r.STATE(PT, LY) != ELASTIC;
-  }
-  if (st == PLASTIC) SHLST2(m, r, PT, LY, IREC);
-  return false;
-}
-
 void savestates(Model& m) {
   for (int i = 1; i <= m.NSOLID(); ++i) m.SOLREC(i).STATE0 = m.SOLREC(i).STATE;
   for (int i = 1; i <= m.NSHELL(); ++i) m.SHLREC(i).STATE0 = m.SHLREC(i).STATE;
@@ -230,27 +216,20 @@ int walk(Model& m) {
   const int ne = m.NELEM();
   for (int i = 1; i <= ne; ++i) {
     const model::ELEMREC& el = m.ELEM(i);
-    if (el.TYPE == 2) {
-      if (solpoint(m, m.SOLREC(el.IDX), el.IDX)) changed = 1;
-    } else if (el.TYPE == 1) {
-      SHLREC& r = m.SHLREC(el.IDX);
-      for (int ly = 1; ly <= 3; ++ly)
-        for (int pt = 1; pt <= 4; ++pt)
-          if (shlpoint(m, r, pt, ly, 3 * el.IDX + ly - 3)) changed = 1;
-    }
+    if (FAMILYOF(el.TYPE).STATUS(m, el)) changed = 1;
   }
   return changed;
 }
 
 void logblock(Model& m, int ITER, int ITERMAX, int ITYPE, int CONV, const StatCounts& c) {
   using base::fI;
-  job::LOGLINE(m, "");
+  model::LOGLINE(m, "");
   if (ITYPE == 2 || ITYPE == 3) {
     const char* text = CONV == 1 ? "CONVERGED!    "
                                  : (ITER >= ITERMAX ? "NOT CONVERGED!" : "              ");
-    job::LOGLINE(m, "   * ELEMENT STATUS   ITER. = " + fI(ITER, 3) + base::fX(3) + text);
+    model::LOGLINE(m, "   * ELEMENT STATUS   ITER. = " + fI(ITER, 3) + base::fX(3) + text);
   } else {
-    job::LOGLINE(m, "   * ELEMENT STATUS");
+    model::LOGLINE(m, "   * ELEMENT STATUS");
   }
   static constexpr const char* SOLLAB[4] = {
       "     SOLID ELEMENT ELASTIC : ", "                   CRACKED : ",
@@ -258,8 +237,8 @@ void logblock(Model& m, int ITER, int ITERMAX, int ITYPE, int CONV, const StatCo
   static constexpr const char* SHLLAB[4] = {
       "     SHELL LAYER   ELASTIC : ", "                   CRACKED : ",
       "                   PLASTIC : ", "                   CRUSHED : "};
-  for (int k = 0; k < 4; ++k) job::LOGLINE(m, SOLLAB[k] + fI(c.SOL[k], 8));
-  for (int k = 0; k < 4; ++k) job::LOGLINE(m, SHLLAB[k] + fI(c.SHL[k], 8));
+  for (int k = 0; k < 4; ++k) model::LOGLINE(m, SOLLAB[k] + fI(c.SOL[k], 8));
+  for (int k = 0; k < 4; ++k) model::LOGLINE(m, SHLLAB[k] + fI(c.SHL[k], 8));
 }
 
 // Limits in the order shells then solids: CRACKED, PLASTIC + CRUSHED, CRUSHED.
@@ -288,7 +267,7 @@ int ELSTAT(Model& m, int ITER, int ITERMAX, int ITYPE, int SKIP, int& FIRSTCHG, 
   }
   const StatCounts c = STATCOUNT(m);
   logblock(m, ITER, ITERMAX, ITYPE, CONV, c);
-  if (ITYPE == 0 && FIRSTCHG == 1 && m.KK(5) > 1) return CONV;
+  if (ITYPE == 0 && FIRSTCHG == 1 && m.KK(kk::NSUBSTEP) > 1) return CONV;
   if (limitreached(m, c)) STOPFLAG = 1;
   return CONV;
 }

@@ -1,12 +1,13 @@
 #include <cmath>
 
 #include "base/files.hpp"
+#include "elements/family.hpp"
 #include "job/job.hpp"
-#include "job/stop.hpp"
-#include "model/index.hpp"
+#include "model/stop.hpp"
 #include "results/resout.hpp"
 #include "results/rst.hpp"
 #include "solution/incr.hpp"
+#include "solution/index.hpp"
 #include "solvers/solver.hpp"
 
 namespace ossa::job {
@@ -15,9 +16,9 @@ OutSched OUTINIT(const Model& m) {
   OutSched s;
   const int nstep = m.NSTEP();
   const double tend = nstep >= 0 && m.T.allocated() ? m.T(nstep) : 0.0;
-  s.STEPINT = m.KK(8) != 0 ? m.KK(8) : nstep;
+  s.STEPINT = m.KK(kk::OUTSTEP) != 0 ? m.KK(kk::OUTSTEP) : nstep;
   s.NEXTSTEP = s.STEPINT;
-  s.TIMEINT = m.RR(9) != 0.0 ? m.RR(9) : tend;
+  s.TIMEINT = m.RR(rr::OUTTIME) != 0.0 ? m.RR(rr::OUTTIME) : tend;
   s.NEXTTIME = s.TIMEINT;
   return s;
 }
@@ -46,8 +47,8 @@ int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG) {
   const int nstep = m.NSTEP();
   const double tend = m.T(nstep);
   // Output may be held back until the first status change, but never at the end.
-  const bool held = m.KK(10) != 0 && FIRSTCHG < 1;
-  if (m.KK(33) == 0) {
+  const bool held = m.KK(kk::OUTHOLD) != 0 && FIRSTCHG < 1;
+  if (m.KK(kk::OUTBYTIME) == 0) {
     const int ns = s.NEXTSTEP < 0 ? 0 : (s.NEXTSTEP > nstep ? nstep : s.NEXTSTEP);
     if (!(t > m.T(ns) - 1.0e-8)) return 0;
     const int doout = (held && s.NEXTSTEP != nstep) ? 0 : 1;
@@ -55,7 +56,7 @@ int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG) {
     if (s.NEXTSTEP > nstep) s.NEXTSTEP = nstep;
     return doout;
   }
-  if (m.KK(33) == 1) {
+  if (m.KK(kk::OUTBYTIME) == 1) {
     if (!(t > s.NEXTTIME - 1.0e-8)) return 0;
     const int doout = (held && s.NEXTTIME != tend) ? 0 : 1;
     if (s.TIMEINT > 0.0) {
@@ -74,12 +75,15 @@ namespace {
 // The drivers' shared first part: the model and its equation index.
 void DRVPREP(Model& m, Walk& w, bool dynamic) {
   const int nstep = m.NSTEP();
-  w.RIKSLIM = (!dynamic && m.KK(7) != 0) ? m.KK(7) : nstep + 1;
+  w.RIKSLIM = (!dynamic && m.KK(kk::RIKS) != 0) ? m.KK(kk::RIKS) : nstep + 1;
   model::MODELALLOC(m);
-  model::ELEM_INIT(m);
+  ossa::elements::ELEM_INIT(m);
   // Shell node frames of a nonlinear job belong here: DOFINIT reads them.
-  model::DOFINIT(m);
-  if (m.KK(29) == 0) model::EQINDEX(m, 0);
+  ossa::solution::DOFINIT(m);
+  if (m.KK(kk::CONTACT) == 0) {
+    ossa::solution::EQINDEX(m, 0);
+    solvers::SOLVERPREP(m, 0);
+  }
   const int nn = m.NNODE();
   if (m.U.allocated()) m.U.fill(0.0);
   for (int i = 1; i <= nn && m.X.allocated(); ++i)
@@ -109,11 +113,12 @@ void increment(Model& m, Walk& w, int isub, double tprev) {
 // and dynamic jobs alike (a dynamic job has no Riks steps, so RIKSLIM lies
 // past its last step).
 bool saving(const Model& m, const Walk& w) {
-  return m.KK(34) == 0 && m.KK(2) == 1 && m.KK(5) >= 2 && w.FIRSTCHG == 0;
+  return m.KK(kk::MITERTYPE) == 0 && m.KK(kk::MATNL) == 1 && m.KK(kk::NSUBSTEP) >= 2 &&
+         w.FIRSTCHG == 0;
 }
 
 bool repeating(const Model& m, const Walk& w) {
-  return m.KK(34) == 0 && m.KK(5) >= 2 && w.FIRSTCHG == 1;
+  return m.KK(kk::MITERTYPE) == 0 && m.KK(kk::NSUBSTEP) >= 2 && w.FIRSTCHG == 1;
 }
 
 void snapshot(Model& m, const Walk& w) {
@@ -130,7 +135,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
   const int nstep = m.NSTEP();
   const double tend = m.T(nstep);
   OutSched s = OUTINIT(m);
-  PROGRESS(0.0, tend);
+  model::PROGRESS(0.0, tend);
   if (nstep < 1) return;
   if (saving(m, w)) snapshot(m, w);
   for (;;) {
@@ -143,7 +148,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       w.TIME = isub * dt + t0;
       if (!dynamic && m.U.allocated()) increment(m, w, isub, tprev);
       if (w.STOPFLAG == 1) break;
-      if (isub < w.NSUB) PROGRESS(w.TIME, tend);
+      if (isub < w.NSUB) model::PROGRESS(w.TIME, tend);
     }
     if (w.STEP < w.RIKSLIM && repeating(m, w)) {
       // The first status change: the step again, from its start, in KK(5) substeps.
@@ -151,12 +156,12 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       results::RSTLOAD(m, h);
       w.STEP = h.STEP;
       w.TIME = m.T(w.STEP);
-      w.NSUB = m.KK(5);
+      w.NSUB = m.KK(kk::NSUBSTEP);
       w.FIRSTCHG = 2;
       w.STOPFLAG = 0;
       continue;
     }
-    PROGRESS(w.TIME, tend);
+    model::PROGRESS(w.TIME, tend);
     if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) {
       ++w.NOUT;
       results::RESOUT(m, w.STEP, w.TIME);
@@ -170,17 +175,17 @@ void DRVSTAT(Model& m) {
   Walk w;
   DRVPREP(m, w, false);
   STEPWALK(m, w, false);
-  if (m.KK(29) == 0) solvers::SOLVERFREE(m);
+  if (m.KK(kk::CONTACT) == 0) solvers::SOLVERFREE(m);
   // The repeat snapshot goes at the end, also when it was never written.
-  if (m.KK(2) == 1 && m.KK(5) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
+  if (m.KK(kk::MATNL) == 1 && m.KK(kk::NSUBSTEP) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
 }
 
 void DRVDYN(Model& m) {
   Walk w;
   DRVPREP(m, w, true);
   STEPWALK(m, w, true);
-  if (m.KK(29) == 0) solvers::SOLVERFREE(m);
-  if (m.KK(2) == 1 && m.KK(5) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
+  if (m.KK(kk::CONTACT) == 0) solvers::SOLVERFREE(m);
+  if (m.KK(kk::MATNL) == 1 && m.KK(kk::NSUBSTEP) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);
 }
 
 }  // namespace ossa::job

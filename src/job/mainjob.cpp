@@ -7,7 +7,7 @@
 #include "base/files.hpp"
 #include "deck/deck.hpp"
 #include "job/job.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::job {
 
@@ -26,9 +26,9 @@ namespace {
 void open_work(Model& m, int i, long recl, long last, bool keep = false) {
   base::Unit& u = m.unit(m.UNIT(i));
   if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl, keep))
-    FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
+    model::FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
   if (!base::dwrite(u, last, nullptr, 0))
-    FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[i - 1]);
+    model::FILESTOP(m, std::string("CANNOT WRITE ") + model::UNIT_FILE[i - 1]);
 }
 
 }  // namespace
@@ -49,8 +49,8 @@ bool JOBOPEN(Model& m) {
 
 void JOBRUN(Model& m) {
   deck::DECKIN(m);
-  if (m.KK(2) == 1) {
-    const bool restart = m.KK(19) == 1;
+  if (m.KK(kk::MATNL) == 1) {
+    const bool restart = m.KK(kk::RESTART) == 1;
     open_work(m, 6, 240, 3L * m.NSHELL() + 1, restart);
     open_work(m, 7, 336, static_cast<long>(m.NSOLID()) + 1, restart);
   }
@@ -58,12 +58,12 @@ void JOBRUN(Model& m) {
     open_work(m, 8, 1080, static_cast<long>(m.NRUBB()) + 1);
     open_work(m, 9, 408, static_cast<long>(m.NRUBB()) + 1);
   }
-  if (m.KK(3) == 0) DRVSTAT(m);
-  else if (m.KK(3) == 1) DRVDYN(m);
+  if (m.KK(kk::DYNAMIC) == 0) DRVSTAT(m);
+  else if (m.KK(kk::DYNAMIC) == 1) DRVDYN(m);
 
-  if (m.KK(2) == 1) {
+  if (m.KK(kk::MATNL) == 1) {
     // A restart needs the plastic operators; otherwise they go.
-    const bool drop = m.KK(20) != 1;
+    const bool drop = m.KK(kk::RSTOUT) != 1;
     base::close_unit(m.unit(m.UNIT(6)), drop);
     base::close_unit(m.unit(m.UNIT(7)), drop);
   }
@@ -71,9 +71,9 @@ void JOBRUN(Model& m) {
     base::close_unit(m.unit(m.UNIT(8)), true);
     base::close_unit(m.unit(m.UNIT(9)), true);
   }
-  ELAPSED(m, m.UNIT(2));
+  model::ELAPSED(m, m.UNIT(2));
   base::flush_unit(m.unit(m.UNIT(2)));
-  ENDLINE(1, 1);
+  model::ENDLINE(1, 1);
   base::close_unit(m.unit(m.UNIT(2)));
   base::close_unit(m.unit(m.UNIT(1)));
 }

@@ -1,6 +1,6 @@
 #include "model/model.hpp"
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::model {
 
@@ -21,7 +21,7 @@ void MODELALLOC(Model& m) {
   a(m.DOFTAB.allocate(7, nn));
   a(m.IDOF.allocate(7, nn));
   a(m.LINKPTR.allocate(2, 6, nn));
-  const int kind = m.KK(3);
+  const int kind = m.KK(kk::DYNAMIC);
   if (kind == 0 || kind == 1) {
     a(m.DUE.allocate(6, nn));
     a(m.X.allocate(3, nn));
@@ -33,22 +33,22 @@ void MODELALLOC(Model& m) {
     a(m.REACT.allocate(7, nn));
     a(m.LINKF.allocate(7, nn));
   }
-  a(m.WORK1.allocate(7L * n));
-  a(m.WORK2.allocate(7L * n));
+  a(m.CONT.WORK1.allocate(7L * n));
+  a(m.CONT.WORK2.allocate(7L * n));
   if (kind == 0) {
     a(m.U.allocate(7, n));
     a(m.UPREV.allocate(7, nn));
-    a(m.FREF.allocate(7, n));
-    for (auto* v : {&m.P, &m.W, &m.DU, &m.LINKV, &m.UCI, &m.XCI}) a(v->allocate(7, n));
+    a(m.RIKS.FREF.allocate(7, n));
+    for (auto* v : {&m.P, &m.W, &m.DU, &m.LINKV, &m.CONT.UCI, &m.CONT.XCI}) a(v->allocate(7, n));
   } else if (kind == 1) {
-    for (auto& w : m.DYNW) a(w.allocate(7, n));
-    a(m.MVN.allocate(3, n));
-    a(m.MVO.allocate(3, n));
-    a(m.AMVN.allocate(3, n));
-    a(m.AMVO.allocate(3, n));
-    a(m.DEADND.allocate(nn));
+    for (auto& w : m.DYN.DYNW) a(w.allocate(7, n));
+    a(m.DYN.MVN.allocate(3, n));
+    a(m.DYN.MVO.allocate(3, n));
+    a(m.DYN.AMVN.allocate(3, n));
+    a(m.DYN.AMVO.allocate(3, n));
+    a(m.DYN.DEADND.allocate(nn));
   }
-  job::ALLOCCHK(m, st, k, 0, m.UNIT(2));
+  model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
 }
 
 namespace {
@@ -57,6 +57,26 @@ template <class A>
 long words(const A& a) {
   using T = std::remove_reference_t<decltype(*a.data())>;
   return a.allocated() ? a.size() * static_cast<long>(sizeof(T) / 4 ? sizeof(T) / 4 : 1) : 0;
+}
+
+long groupwords(const READDATA& r) {
+  return words(r.PROPIP) + words(r.PROPFP) + words(r.TRSN) + words(r.TRSTBL);
+}
+
+long groupwords(const DYNDATA& d) {
+  long w = words(d.MVN) + words(d.MVO) + words(d.AMVN) + words(d.AMVO) + words(d.DEADND);
+  for (const auto& a : d.DYNW) w += words(a);
+  return w;
+}
+
+long groupwords(const RIKSDATA& r) {
+  long w = words(r.FREF);
+  for (const auto& a : r.ARCV) w += words(a);
+  return w;
+}
+
+long groupwords(const CONTDATA& c) {
+  return words(c.WORK1) + words(c.WORK2) + words(c.UCI) + words(c.XCI);
 }
 
 }  // namespace
@@ -70,20 +90,30 @@ long FREEWORDS(const Model& m) {
        words(m.PLKFLG) + words(m.VELTBL) + words(m.SPLPAIR) + words(m.BODYEND) +
        words(m.CSFNOD) + words(m.CBPAIR) + words(m.CBVAL);
   for (long i = 1; m.TRSREC.allocated() && i <= m.TRSREC.size(); ++i) w += words(m.TRSREC(i).CURVE);
-  w += words(m.PROPIP) + words(m.PROPFP) + words(m.TRSN) + words(m.TRSTBL);
+  w += groupwords(m.RD);
   w += words(m.DOFTAB) + words(m.IDOF) + words(m.LINKPTR) + words(m.DUE) + words(m.X) +
        words(m.XOLD) + words(m.FRAMEFLG) + words(m.FRAME) + words(m.F) + words(m.REACT) +
-       words(m.LINKF) + words(m.WORK1) + words(m.WORK2) + words(m.U) + words(m.UPREV) +
-       words(m.FREF) + words(m.MVN) + words(m.MVO) + words(m.AMVN) + words(m.AMVO) +
-       words(m.DEADND);
+       words(m.LINKF) + words(m.U) + words(m.UPREV);
   for (const auto& a : m.NODW) w += words(a);
-  for (const auto* a : {&m.P, &m.W, &m.DU, &m.LINKV, &m.UCI, &m.XCI}) w += words(*a);
-  for (const auto& a : m.DYNW) w += words(a);
+  for (const auto* a : {&m.P, &m.W, &m.DU, &m.LINKV}) w += words(*a);
+  w += groupwords(m.DYN) + groupwords(m.RIKS) + groupwords(m.CONT);
   w += words(m.IA) + words(m.JA) + words(m.AV) + words(m.RHS) + words(m.DX);
-  w += solvers::ORKWORDS(m.ORK);
-  for (const auto& a : m.ARCV) w += words(a);
-  w += words(m.LV) + words(m.CGW) + words(m.CGGRP);
+  w += ORKWORDS(m.ORK);
+  w += CGWORDS(m.CG);
   return w;
+}
+
+void EQFREE(Model& m) {
+  m.IA.deallocate();
+  m.JA.deallocate();
+  m.AV.deallocate();
+  m.RHS.deallocate();
+  m.DX.deallocate();
+  for (auto& v : m.RIKS.ARCV) v.deallocate();
+}
+
+long SOLVERFREEW(const Model& m) {
+  return static_cast<long>(m.KK(kk::MEMMB)) * 250000L - FREEWORDS(m);
 }
 
 }  // namespace ossa::model

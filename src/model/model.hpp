@@ -7,8 +7,9 @@
 #include "base/array.hpp"
 #include "base/clock.hpp"
 #include "base/files.hpp"
+#include "model/control.hpp"
 #include "model/records.hpp"
-#include "solvers/ork/orkdata.hpp"
+#include "model/solvrec.hpp"
 
 namespace ossa::model {
 
@@ -26,6 +27,36 @@ inline constexpr int NUNITFILE = 11;
 // Indices into TIMES.
 enum TimeRow { T_INPUT = 1, T_INDEX, T_ASSEMBLY, T_SOLUTION, T_RECOVERY, T_CPREP, T_CONTACT,
                T_OUTPUT, T_MISC, T_TOTAL };
+
+// The deck reader's own arrays and the sizes that outlive its counting pass;
+// the arrays are released after translation.
+struct READDATA {
+  Arr2<std::int32_t> PROPIP;   // 6, NPROP
+  Arr2<double> PROPFP;         // 9, NPROP
+  Arr1<std::int32_t> TRSN;     // NTRSTB
+  Arr3<double> TRSTBL;         // MAXPTS, 2, NTRSTB
+  std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0;
+};
+
+// Dynamic jobs (KK(3) = 1).
+struct DYNDATA {
+  std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
+  Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
+  Arr1<std::int32_t> DEADND;          // NNODE
+};
+
+// Riks arc-length control (KK(7) /= 0).
+struct RIKSDATA {
+  Arr2<double> FREF;                  // 7, N: the reference load
+  std::array<Arr1<double>, 3> ARCV;   // NEQ each
+};
+
+// Contact iterations: work vectors (7*N), and the displacements and
+// coordinates at the start of a contact iteration (7, N).
+struct CONTDATA {
+  Arr1<double> WORK1, WORK2;
+  Arr2<double> UCI, XCI;
+};
 
 struct Model {
   // Control records (entries listed with their writers where they are set).
@@ -75,13 +106,8 @@ struct Model {
   Arr2<std::int32_t> CBPAIR;   // NBODY, NBODY
   Arr3<double> CBVAL;          // 2, NBODY, NBODY
 
-  // Reader-local, released after translation.
-  Arr2<std::int32_t> PROPIP;   // 6, NPROP
-  Arr2<double> PROPFP;         // 9, NPROP
-  Arr1<std::int32_t> TRSN;     // NTRSTB
-  Arr3<double> TRSTBL;         // MAXPTS, 2, NTRSTB
-  // Reader sizes that outlive the counting pass.
-  std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0, MAXLDT = 0;
+  READDATA RD;                 // the reader's own arrays, released after translation
+  std::int32_t MAXLDT = 0;     // rows of a load table
 
   // ---- Solution arrays (MODELALLOC) ------------------------------------------
   Arr2<std::int32_t> DOFTAB;   // 7, NNODE
@@ -94,47 +120,38 @@ struct Model {
   Arr3<double> FRAME;          // 3, 3, NNODE
   Arr2<double> F;              // 7, N
   Arr2<double> REACT, LINKF;   // 7, NNODE
-  Arr1<double> WORK1, WORK2;   // 7*N, contact iteration
   // Static jobs.
   Arr2<double> U;              // 7, N
   Arr2<double> UPREV;          // 7, NNODE
-  Arr2<double> FREF;           // 7, N
   // The increment's vectors (7, N): internal force P, the additional nodes'
-  // residual W, the displacement increment DU, link forces LINKV, and the
-  // displacements and coordinates at the start of a contact iteration.
-  Arr2<double> P, W, DU, LINKV, UCI, XCI;
-  // Dynamic jobs.
-  std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
-  Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
-  Arr1<std::int32_t> DEADND;          // NNODE
+  // residual W, the displacement increment DU and link forces LINKV.
+  Arr2<double> P, W, DU, LINKV;
+  // Arrays of one kind of analysis each, grouped by owner.
+  DYNDATA DYN;
+  RIKSDATA RIKS;
+  CONTDATA CONT;
 
   // ---- Equation index and solver arrays --------------------------------------
   Arr1<std::int32_t> IA, JA;   // NEQ+1, NZ
   Arr1<double> AV;             // NZ
   Arr2<double> RHS, DX;        // NEQ, 2
-  std::array<Arr1<double>, 3> ARCV;   // NEQ each, when KK(7) /= 0
-  solvers::ORKDATA ORK;        // ORK's analysis and work arrays, KK(21)=2
-  // Processor CG: the preconditioner's off-diagonal values and the six work
-  // vectors (see CGSOLVE).
-  Arr1<double> LV;             // NZ
-  Arr2<double> CGW;            // NEQ, 6
-  Arr1<std::int32_t> CGGRP;    // NEQ: row groups of the iteration kernels
-  // Shift of the diagonal preconditioner; once raised it stays for the job.
-  double CGSHIFT = 1.5;
+  // The solvers' own records.
+  ORKDATA ORK;                 // ORK's analysis and work arrays, KK(21)=2
+  CGDATA CG;                   // the processor CG's arrays, KK(21)=1
   // The solver's memory report is printed once a job, not on each rebuild.
   bool SOLRPT = false;
 
   // Sizes used throughout.
-  int NNODE() const { return KK(11); }
-  int NAUX() const { return KK(16); }
-  int NELEM() const { return KK(12); }
-  int NSHELL() const { return KK(13); }
-  int NSOLID() const { return KK(14); }
-  int NGAP() const { return KK(15); }
-  int NRUBB() const { return KK(16); }
-  int NTRUSS() const { return KK(17); }
-  int NSTEP() const { return KK(4); }
-  int NEQ() const { return KK(22); }
+  int NNODE() const { return KK(kk::NNODE); }
+  int NAUX() const { return KK(kk::NRUBB); }
+  int NELEM() const { return KK(kk::NELEM); }
+  int NSHELL() const { return KK(kk::NSHELL); }
+  int NSOLID() const { return KK(kk::NSOLID); }
+  int NGAP() const { return KK(kk::NGAP); }
+  int NRUBB() const { return KK(kk::NRUBB); }
+  int NTRUSS() const { return KK(kk::NTRUSS); }
+  int NSTEP() const { return KK(kk::NSTEP); }
+  int NEQ() const { return KK(kk::NEQ); }
 };
 
 // Zeroes KK and RR, fills UNIT and names each unit's file.
@@ -146,5 +163,12 @@ void MODELALLOC(Model& m);
 // Four-byte words held by all allocated model arrays: a real counts two, an
 // integer one (records count by their size in bytes / 4).
 long FREEWORDS(const Model& m);
+
+// Releases the arrays that hang on NEQ and NZ: IA, JA, AV, RHS, DX and the
+// arc-length vectors.
+void EQFREE(Model& m);
+
+// Words free for the solver: KK(27) * 250000 less all words the model holds.
+long SOLVERFREEW(const Model& m);
 
 }  // namespace ossa::model

@@ -3,7 +3,8 @@
 // Both are plain little-endian byte streams of four-byte fields without
 // record markers. A header at the first output of the run, then one frame
 // per output, appended. The layouts of the header, the frame heads and the
-// records are fixed here; the reader (results/reader.hpp) follows them.
+// node records are fixed here, those of the element records in
+// elements/resrec.hpp; the reader (post/reader.hpp) follows them.
 //
 //   EXEC.Bdsp head:  "BDS8.0\0\0", five int32 1
 //   EXEC.Bdsp frame: STEP int32, TIME real32, NNODE, NF, NR, NL, NC int32,
@@ -14,6 +15,7 @@
 #pragma once
 #include <cstdint>
 
+#include "elements/resrec.hpp"
 #include "model/model.hpp"
 
 namespace ossa::results {
@@ -31,41 +33,19 @@ struct NodeOut {
   float V[3];
 };
 
-// Shell: values per layer at point 4 of the layer.
-//   1,2 in-plane principal stresses; 3 angle of the first stress direction;
-//   4,5 in-plane principal strains; 6 strain energy density; 7 angle of the
-//   first strain direction; 8 equivalent stress; 9 EPEQ of the layer.
-struct ShellLayerOut {
-  std::int32_t STATE;
-  float V[9];
-};
-struct ShellOut {
-  std::int32_t ID;
-  ShellLayerOut L[3];
-};
+// The element records (ShellOut, SolidOut, RubberOut, TrussOut) and their
+// values belong to the element families: elements/resrec.hpp.
+using elements::RubberOut;
+using elements::ShellLayerOut;
+using elements::ShellOut;
+using elements::SolidOut;
+using elements::TrussOut;
+using elements::SEDENS;
+using elements::SOLVAL;
+using elements::SHLVAL;
+using elements::RUBVAL;
 
-// Solid: 1-3 principal stresses, 4-12 their unit directions (three vectors),
-// 13-15 principal strains, 16 strain energy density, 17-19 PDIR,
-// 20 equivalent stress, 21 EPEQ.
-struct SolidOut {
-  std::int32_t ID, STATE;
-  float V[21];
-};
-
-// Rubber: 1-15 as the solid's, 16 strain energy density.
-struct RubberOut {
-  std::int32_t ID;
-  float V[16];
-};
-
-// Truss: current strain and axial force.
-struct TrussOut {
-  std::int32_t ID;
-  float V[2];
-};
-
-static_assert(sizeof(NodeOut) == 16 && sizeof(ShellOut) == 124 && sizeof(SolidOut) == 92 &&
-              sizeof(RubberOut) == 68 && sizeof(TrussOut) == 12);
+static_assert(sizeof(NodeOut) == 16);
 
 // Byte lengths of the two frames, from the counts of their heads.
 inline long DSPFLEN(long nnode, long nf, long nr, long nl, long nc) {
@@ -74,20 +54,6 @@ inline long DSPFLEN(long nnode, long nf, long nr, long nl, long nc) {
 inline long STRFLEN(long nshell, long nsolid, long nrubb, long ntruss) {
   return STRFHEAD + 124 * nshell + 92 * nsolid + 68 * nrubb + 12 * ntruss;
 }
-
-// Strain energy density of a point: ELASTIC (STATE 0) half the product of
-// stress and strain; other states the elastic part (STRAIN - EPLAST) by the
-// packed tangent D: 1/2 e.D e. n is 6 (solid) or 5 (shell).
-double SEDENS(int STATE, const double* stress, const double* strain, const double* eplast,
-              const double* Dpacked, int n);
-
-// The values of one element record, as they are written.
-void SOLVAL(const Model& m, const model::SOLREC& r, std::int32_t id, SolidOut& o);
-void SHLVAL(const Model& m, const model::SHLREC& r, std::int32_t id, ShellOut& o);
-// The rubber element `e` needs the corner pressures (slot 7 of the current
-// displacement array `u`).
-void RUBVAL(const model::RUBREC& r, const model::ELEMREC& e, const base::Arr2<double>& u,
-            RubberOut& o);
 
 // A node counts as non-zero when one of its three components is below or
 // above zero, or is not a number.

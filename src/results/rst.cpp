@@ -5,7 +5,8 @@
 #include <vector>
 
 #include "base/files.hpp"
-#include "job/stop.hpp"
+#include "elements/family.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::results {
 
@@ -49,7 +50,7 @@ struct In {
 const char* NAME = "EXEC.RST";
 
 void write(Model& m, base::Unit& u, const Out& o) {
-  if (!base::swrite(u, o.b.data(), o.b.size())) job::FILESTOP(m, std::string("CANNOT WRITE ") + NAME);
+  if (!base::swrite(u, o.b.data(), o.b.size())) model::FILESTOP(m, std::string("CANNOT WRITE ") + NAME);
 }
 
 // Reads the next record, which must hold exactly `expect` bytes.
@@ -58,22 +59,8 @@ void read(Model& m, base::Unit& u, In& in, std::size_t expect) {
   in.pos = 0;
   const long n = base::sread(u, in.b.data(), in.b.size());
   if (n < 0 || static_cast<std::size_t>(n) != expect)
-    job::FILESTOP(m, std::string("END OF FILE OR WRONG RECORD LENGTH ON ") + NAME);
+    model::FILESTOP(m, std::string("END OF FILE OR WRONG RECORD LENGTH ON ") + NAME);
   in.b.resize(expect);
-}
-
-// The element items by type, written or read through the same list.
-template <class IO, class S, class H, class G>
-void elemitems(IO& io, S& s, H& h, G& g, int type) {
-  if (type == 1) {
-    io.arr(h.V); io.arr(h.D); io.arr(h.STRAIN); io.arr(h.EPLAST); io.arr(h.EPEQ);
-    io.arr(h.STRESS); io.arr(h.STRESS0); io.arr(h.PDIR); io.arr(h.STATE); io.arr(h.YIELD);
-  } else if (type == 2) {
-    io.arr(s.D); io.arr(s.STRAIN); io.arr(s.EPLAST); io.val(s.EPEQ); io.arr(s.STRESS);
-    io.arr(s.STRESS0); io.arr(s.PDIR); io.val(s.STATE); io.val(s.YIELD);
-  } else if (type == 3) {
-    io.val(g.GSTAT);
-  }
 }
 
 // Nodal state of a static job. The contact arrays (slave states, positions,
@@ -90,43 +77,37 @@ std::size_t size_of(const Out& o) { return o.b.size(); }
 }  // namespace
 
 void RSTELEMOUT(Model& m, base::Unit& u) {
-  model::SOLREC s0;
-  model::SHLREC h0;
-  model::GAPREC g0;
+  elements::SNAPITEM items[elements::MAXSNAP];
   for (int i = 1; i <= m.NELEM(); ++i) {
     const model::ELEMREC& e = m.ELEM(i);
-    if (e.TYPE < 1 || e.TYPE > 3) continue;
+    const int n = elements::FAMILYOF(e.TYPE).SNAP(m, e, items);
+    if (n == 0) continue;
     Out o;
-    const model::SOLREC& s = e.TYPE == 2 ? m.SOLREC(e.IDX) : s0;
-    const model::SHLREC& h = e.TYPE == 1 ? m.SHLREC(e.IDX) : h0;
-    const model::GAPREC& g = e.TYPE == 3 ? m.GAPREC(e.IDX) : g0;
-    elemitems(o, s, h, g, e.TYPE);
+    for (int k = 0; k < n; ++k)
+      o.put(static_cast<const unsigned char*>(items[k].P), static_cast<long>(items[k].BYTES));
     write(m, u, o);
   }
 }
 
 void RSTELEMIN(Model& m, base::Unit& u) {
-  model::SOLREC s0;
-  model::SHLREC h0;
-  model::GAPREC g0;
+  elements::SNAPITEM items[elements::MAXSNAP];
   for (int i = 1; i <= m.NELEM(); ++i) {
     const model::ELEMREC& e = m.ELEM(i);
-    if (e.TYPE < 1 || e.TYPE > 3) continue;
-    model::SOLREC& s = e.TYPE == 2 ? m.SOLREC(e.IDX) : s0;
-    model::SHLREC& h = e.TYPE == 1 ? m.SHLREC(e.IDX) : h0;
-    model::GAPREC& g = e.TYPE == 3 ? m.GAPREC(e.IDX) : g0;
-    Out sz;
-    elemitems(sz, s, h, g, e.TYPE);  // the expected length
+    const int n = elements::FAMILYOF(e.TYPE).SNAP(m, e, items);
+    if (n == 0) continue;
+    std::size_t expect = 0;  // the record's length
+    for (int k = 0; k < n; ++k) expect += items[k].BYTES;
     In in;
-    read(m, u, in, size_of(sz));
-    elemitems(in, s, h, g, e.TYPE);
+    read(m, u, in, expect);
+    for (int k = 0; k < n; ++k)
+      in.get(static_cast<unsigned char*>(items[k].P), static_cast<long>(items[k].BYTES));
   }
 }
 
 void RSTSAVE(Model& m, const RstHead& h) {
   base::Unit& u = m.unit(m.UNIT(5));
   base::close_unit(u);
-  if (!base::open_seq_out(u, NAME)) job::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
+  if (!base::open_seq_out(u, NAME)) model::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
   Out o;
   o.val(static_cast<std::int32_t>(h.STEP));
   o.val(static_cast<std::int32_t>(h.NSTEPC));
@@ -146,7 +127,7 @@ void RSTSAVE(Model& m, const RstHead& h) {
 void RSTLOAD(Model& m, RstHead& h) {
   base::Unit& u = m.unit(m.UNIT(5));
   base::close_unit(u);
-  if (!base::open_seq_in(u, NAME)) job::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
+  if (!base::open_seq_in(u, NAME)) model::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
   In in;
   read(m, u, in, HEADBYTES);
   std::int32_t i32 = 0;

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <vector>
 
-#include "elements/solid.hpp"
-#include "job/stop.hpp"
+#include "base/kernels.hpp"
+#include "elements/family.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::solution {
 
@@ -26,7 +27,7 @@ long position(const Model& m, int row, int col) {
 }  // namespace
 
 void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
-  const bool lower = m.KK(21) == 1;
+  const bool lower = m.KK(kk::SOLVER) == 1;
   for (int a = 1; a <= n; ++a) {
     const int ea = m.IDOF(dofs[a - 1].pos, dofs[a - 1].node);
     if (ea <= 0) continue;
@@ -36,8 +37,8 @@ void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
       const int row = lower ? std::max(ea, eb) : std::min(ea, eb);
       const int col = lower ? std::min(ea, eb) : std::max(ea, eb);
       const long p = position(m, row, col);
-      if (p == 0) job::FAIL(m, "NO ADRESS FOR [K], PROGRAM STOPPED.", -1);
-      m.AV(p) += Ke[PKIDX(a, b, n) - 1];
+      if (p == 0) model::FAIL(m, "NO ADRESS FOR [K], PROGRAM STOPPED.", -1);
+      m.AV(p) += Ke[base::PACKIDX(a, b, n) - 1];
     }
   }
 }
@@ -51,7 +52,7 @@ void ENFRHS(Model& m, const double* Ke, const EDOF* dofs, int n) {
     for (int b = 1; b <= n; ++b) {
       const int eb = m.IDOF(dofs[b - 1].pos, dofs[b - 1].node);
       if (eb <= 0) continue;
-      const long k = a <= b ? PKIDX(a, b, n) : PKIDX(b, a, n);
+      const long k = base::PACKIDX(a, b, n);
       m.RHS(eb, 1) -= due * Ke[k - 1];
     }
   }
@@ -77,31 +78,15 @@ int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n) {
 
 namespace ossa::solution {
 
-namespace {
-
-// The element matrix by analysis kind and family; false where the
-// combination has none.
-bool element_matrix(Model& m, const model::ELEMREC& e, double* Ke) {
-  if (e.TYPE == 2) {
-    model::SOLREC& r = m.SOLREC(e.IDX);
-    if (m.KK(1) == 0) elements::SOLKLIN(e.NOD.data(), m.XYZ, r.D.data(), Ke);
-    else elements::SOLKNL(e.NOD.data(), m.XYZ, m.U, r.D.data(), r.STRESS.data(), Ke);
-    return true;
-  }
-  return false;
-}
-
-}  // namespace
-
 void STFASM(Model& m, int FIRST) {
   m.AV.fill(0.0);
-  const int maxedof = m.KK(23) > 0 ? m.KK(23) : 1;
+  const int maxedof = m.KK(kk::MAXEDOF) > 0 ? m.KK(kk::MAXEDOF) : 1;
   std::vector<double> Ke(static_cast<std::size_t>(maxedof) * (maxedof + 1) / 2);
-  std::vector<EDOF> dofs(static_cast<std::size_t>(maxedof > model::MAXLIST ? maxedof : model::MAXLIST));
+  std::vector<EDOF> dofs(static_cast<std::size_t>(maxedof > ossa::solution::MAXLIST ? maxedof : ossa::solution::MAXLIST));
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const model::ELEMREC& e = m.ELEM(ie);
-    if (!element_matrix(m, e, Ke.data())) continue;
-    int n = model::EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), dofs.data());
+    if (!elements::FAMILYOF(e.TYPE).STIFF(m, e, Ke.data())) continue;
+    int n = ossa::solution::EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), dofs.data());
     n = LINKEXP(m, Ke.data(), dofs.data(), n);
     if (FIRST == 1) ENFRHS(m, Ke.data(), dofs.data(), n);
     ADDK(m, Ke.data(), dofs.data(), n);
@@ -113,16 +98,9 @@ void FORCEREC(Model& m, Arr2<double>& PD, int IDAMP) {
   m.P.fill(0.0);
   m.LINKV.fill(0.0);
   if (IDAMP == 1) PD.fill(0.0);
-  const int unitsol = m.UNIT(7);
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const model::ELEMREC& e = m.ELEM(ie);
-    if (e.TYPE == 2) {
-      model::SOLREC& r = m.SOLREC(e.IDX);
-      if (m.KK(1) == 0)
-        elements::SOLFLIN(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
-      else
-        elements::SOLFNL(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
-    }
+    elements::FAMILYOF(e.TYPE).FORCE(m, e, PD, IDAMP);
   }
 }
 

@@ -1,7 +1,7 @@
 // Assembly of the global tangent and right-hand side, and the internal-force
 // walk over the element table.
 #pragma once
-#include "model/index.hpp"
+#include "solution/index.hpp"
 #include "model/model.hpp"
 
 namespace ossa::solution {
@@ -9,14 +9,8 @@ namespace ossa::solution {
 using model::Model;
 using base::Arr2;
 
-// Packed position of (a, b), a <= b, in an upper triangle of order n stored
-// row by row.
-inline long PKIDX(int a, int b, int n) {
-  return static_cast<long>(a - 1) * (2L * n - a + 2) / 2 + (b - a) + 1;
-}
-
 // Degree of freedom of an element's list: node position and direction.
-using EDOF = model::EDOFPAIR;
+using EDOF = ossa::solution::EDOFPAIR;
 
 // Scatter-add of a packed element matrix into AV. Stops with
 // "NO ADRESS FOR [K], PROGRAM STOPPED." when the pattern lacks a position.

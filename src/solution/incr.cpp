@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "elements/status.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "solution/assembly.hpp"
 #include "solution/loads.hpp"
 #include "solution/reschk.hpp"
@@ -20,7 +20,7 @@ void DISPUPD(Model& m, int FIRST) {
       if (e > 0) m.DU(k, nd) = m.DX(e, 1);
       else if (e == -1 && FIRST == 1 && k <= 6) m.DU(k, nd) = m.DUE(k, nd);
     }
-  if (m.KK(1) == 1 && m.FRAMEFLG.allocated()) {
+  if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) {
     // Rotations solved in a node's own frame go back to global axes.
     for (int nd = 1; nd <= nn; ++nd) {
       if (m.FRAMEFLG(nd) == 0) continue;
@@ -57,18 +57,18 @@ void load_norms(const Model& m, double FNRM[3]) {
 int equilibrium(Model& m, IncrState& s, int& FIRST) {
   double tsolve = 0.0;
   Arr2<double> nodamp;
-  for (int ITER = 1; ITER <= m.KK(6) + 1; ++ITER) {
+  for (int ITER = 1; ITER <= m.KK(kk::ITERMAX) + 1; ++ITER) {
     double t = m.clock.now();
     FORCEREC(m, nodamp, 0);  // a static job keeps no damping force
     m.TIMES(model::T_RECOVERY) += m.clock.now() - t;
     s.NITER = ITER;
     if (RESCHK(m, ITER - 1, FIRST, s.STEP, s.ISUB, s.TIME, s.FNRM, tsolve) == 1) return 1;
-    if (ITER > m.KK(6)) {
-      if (m.KK(29) == 1) {
-        job::LOGMSG(m, "RESIDUAL FORCE DID NOT CONVERGE!");
+    if (ITER > m.KK(kk::ITERMAX)) {
+      if (m.KK(kk::CONTACT) == 1) {
+        model::LOGMSG(m, "RESIDUAL FORCE DID NOT CONVERGE!");
         return 0;
       }
-      job::FAIL(m, "RESIDUAL FORCE DID NOT CONVERGE!", -9);
+      model::FAIL(m, "RESIDUAL FORCE DID NOT CONVERGE!", -9);
     }
     t = m.clock.now();
     STFASM(m, FIRST);
@@ -79,8 +79,8 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
     tsolve = m.clock.now() - t;
     DISPUPD(m, FIRST);
     // Iteration type 1: the status follows every equilibrium pass.
-    if (m.KK(34) == 1 && m.KK(2) == 1)
-      elements::ELSTAT(m, ITER, m.KK(6) + 1, 1, 0, s.FIRSTCHG, s.STOPFLAG);
+    if (m.KK(kk::MITERTYPE) == 1 && m.KK(kk::MATNL) == 1)
+      elements::ELSTAT(m, ITER, m.KK(kk::ITERMAX) + 1, 1, 0, s.FIRSTCHG, s.STOPFLAG);
     FIRST = 0;
   }
   return 0;
@@ -89,23 +89,23 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
 // The status pass at the ITER2 (types 1 and 2) or ITER4 (types 0 and 3)
 // level. Returns 1 when the loop of that level is to be left.
 int status_level(Model& m, IncrState& s, int level, int iter) {
-  const int type = m.KK(34);
+  const int type = m.KK(kk::MITERTYPE);
   const bool here = level == 2 ? (type == 1 || type == 2) : (type == 0 || type == 3);
-  if (!here || m.KK(2) != 1) return 1;
+  if (!here || m.KK(kk::MATNL) != 1) return 1;
   const int skip = type == 1 ? 1 : 0;
-  const int ok = elements::ELSTAT(m, iter, m.KK(35), type, skip, s.FIRSTCHG, s.STOPFLAG);
-  return ok == 1 || iter == m.KK(35) ? 1 : 0;
+  const int ok = elements::ELSTAT(m, iter, m.KK(kk::MITERMAX), type, skip, s.FIRSTCHG, s.STOPFLAG);
+  return ok == 1 || iter == m.KK(kk::MITERMAX) ? 1 : 0;
 }
 
 }  // namespace
 
 void INCR_STATIC(Model& m, IncrState& s) {
   LOADINC(m, s.TPREV, s.TIME);
-  if (m.KK(35) < 1) return;
+  if (m.KK(kk::MITERMAX) < 1) return;
   int FIRST = 1;
-  for (int ITER4 = 1; ITER4 <= m.KK(35); ++ITER4) {
-    for (int ITER3 = 1; ITER3 <= m.KK(9); ++ITER3) {
-      for (int ITER2 = 1; ITER2 <= m.KK(35); ++ITER2) {
+  for (int ITER4 = 1; ITER4 <= m.KK(kk::MITERMAX); ++ITER4) {
+    for (int ITER3 = 1; ITER3 <= m.KK(kk::CONTITER); ++ITER3) {
+      for (int ITER2 = 1; ITER2 <= m.KK(kk::MITERMAX); ++ITER2) {
         equilibrium(m, s, FIRST);
         if (status_level(m, s, 2, ITER2) == 1) break;
       }

@@ -50,7 +50,7 @@ void add_directed(Model& m, int first, int last, double s) {
 
 // One third of the area vector, times the pressure, to each corner.
 void add_pressure(Model& m, int first, int last, double s) {
-  const bool current = m.KK(1) == 1;
+  const bool current = m.KK(kk::GEONL) == 1;
   auto x = [&](int j, int nd) { return current ? m.X(j, nd) : m.XYZ(j, nd); };
   for (int i = first; i <= last; ++i) {
     const int n1 = m.PRSNOD(1, i), n2 = m.PRSNOD(2, i), n3 = m.PRSNOD(3, i);
@@ -81,11 +81,11 @@ void add_enforced(Model& m, int g, int first, int last, double TPREV, double TIM
 void LOADINC(Model& m, double TPREV, double TIME) {
   m.F.fill(0.0);
   m.DUE.fill(0.0);
-  for (int g = 1; g <= m.KK(44); ++g) {
+  for (int g = 1; g <= m.KK(kk::NLOAD); ++g) {
     const int kind = m.LOADSET(2, g), first = m.LOADSET(3, g);
     if (kind < 1 || kind > 4 || first < 1) continue;
     // The deck reader makes sure a group's cards exist; stay inside the arrays regardless.
-    const int have[5] = {0, m.KK(43), m.KK(48), m.KK(47), m.KK(42)};
+    const int have[5] = {0, m.KK(kk::NFORCE), m.KK(kk::NDIRFC), m.KK(kk::NPRESS), m.KK(kk::NDISP)};
     const int last = m.LOADSET(4, g) < have[kind] ? m.LOADSET(4, g) : have[kind];
     if (last < first) continue;
     const double s = GROUPFAC(m, g, TIME);

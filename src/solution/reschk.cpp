@@ -4,7 +4,7 @@
 #include <string>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 namespace ossa::solution {
 
@@ -22,7 +22,7 @@ void node_forces(const Model& m, int nd, double f[7], double p[7]) {
     f[k - 1] = m.F(k, nd);
     p[k - 1] = m.P(k, nd);
   }
-  if (m.KK(1) != 1 || !m.FRAMEFLG.allocated() || m.FRAMEFLG(nd) == 0) return;
+  if (m.KK(kk::GEONL) != 1 || !m.FRAMEFLG.allocated() || m.FRAMEFLG(nd) == 0) return;
   for (double* v : {f, p}) {
     double r[3] = {};
     for (int i = 1; i <= 3; ++i)
@@ -69,7 +69,7 @@ void norms(const Model& m, const double FNRM[3], ResRow& r) {
       if (std::fabs(react) > std::fabs(r.MAXRFC)) take_max(react, m.NODEID(nd), k, r.MAXRFC, r.RFCNODE, r.RFCDIR);
       else take_max(m.LINKF(k, nd), m.NODEID(nd), k, r.MAXRFC, r.RFCNODE, r.RFCDIR);
     }
-  r.RHVNRM = m.KK(42) != 0 ? std::sqrt(rhv) : FNRM[0];
+  r.RHVNRM = m.KK(kk::NDISP) != 0 ? std::sqrt(rhv) : FNRM[0];
   double sum = 0.0;
   for (int nd = 1; nd <= nn; ++nd)
     for (int k = 1; k <= 3; ++k) {
@@ -92,20 +92,20 @@ void norms(const Model& m, const double FNRM[3], ResRow& r) {
 void log_rows(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, double TSOLVE,
               const ResRow& r) {
   if (FIRST == 1) {
-    job::LOGLINE(m, "");
-    job::LOGLINE(m, " ***** STEP NO. = " + fI0(STEP) + "   SUBSTEP NO. = " + fI0(ISUB) +
+    model::LOGLINE(m, "");
+    model::LOGLINE(m, " ***** STEP NO. = " + fI0(STEP) + "   SUBSTEP NO. = " + fI0(ISUB) +
                         "   TIME = " + fPE(TIME, 10, 4) + " *****");
   }
   if (ITC == 1) {
-    job::LOGLINE(m, "");
-    job::LOGLINE(m, "   * RESIDUAL FORCE");
-    job::LOGLINE(m, "");
-    job::LOGLINE(m,
+    model::LOGLINE(m, "");
+    model::LOGLINE(m, "   * RESIDUAL FORCE");
+    model::LOGLINE(m, "");
+    model::LOGLINE(m,
                  "     ITER    MAX RES    NODE DIR    MAX RFC    NODE DIR  REL RES(M)"
                  "   RES NORM    RHV NORM   REL RES(N)     TIME");
   }
   if (ITC < 1) return;
-  job::LOGLINE(m, fX(6) + fI(ITC, 3) + fPE(r.MAXRES, 12, 4) + fI(r.RESNODE, 7) + fX(3) +
+  model::LOGLINE(m, fX(6) + fI(ITC, 3) + fPE(r.MAXRES, 12, 4) + fI(r.RESNODE, 7) + fX(3) +
                       fI(r.RESDIR, 1) + fPE(r.MAXRFC, 12, 4) + fI(r.RFCNODE, 7) + fX(3) +
                       fI(r.RFCDIR, 1) + fPE(r.RELM, 12, 4) + fPE(r.RESNRM, 12, 4) +
                       fPE(r.RHVNRM, 12, 4) + fPE(r.RELN, 12, 4) + fPE(TSOLVE, 12, 4));
@@ -120,7 +120,7 @@ int RESCHK(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, const 
   norms(m, FNRM, r);
   log_rows(m, ITC, FIRST, STEP, ISUB, TIME, TSOLVE, r);
   if (row) *row = r;
-  return (ITC > 0 && (m.RR(1) > r.RELN || m.RR(1) > r.RELM)) ? 1 : 0;
+  return (ITC > 0 && (m.RR(rr::TOLLOAD) > r.RELN || m.RR(rr::TOLLOAD) > r.RELM)) ? 1 : 0;
 }
 
 }  // namespace ossa::solution

@@ -30,16 +30,6 @@ void SOLVERFREE(Model& m);
 // Any other KK(21) passes without a solve. Failures stop the job.
 void SOLVE(Model& m, int ITER);
 
-// Words free for the solver: KK(27) * 250000 less all words the model holds.
-long SOLVERFREEW(const Model& m);
-
-// The budget test: when NEED words exceed FREE, writes the shortfall
-// "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER." with
-// (NEED - FREE) * 4.0e-6 MB and stops with -5, NO2.
-void BUDGETCHK(Model& m, long NEED, long FREE, int NO2);
-// The same stop for a shortfall already in MB (reals count 8.0e-6 MB each).
-[[noreturn]] void MEMSHORT(Model& m, double MB, int NO2);
-
 // One "REQUIRED MEMORY ..." row of the memory report: its label and words.
 struct MEMROW {
   std::string_view label;

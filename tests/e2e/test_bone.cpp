@@ -55,7 +55,7 @@ std::vector<Point> pull(const Pull& p) {
   EXPECT_NE(r.out.find("##$$ExSv end 1 1"), std::string::npos) << r.out << test::read_file("EXEC.LOG");
   std::vector<Point> curve;
   for (std::size_t k = 1; k <= test::result_frames(); ++k) {
-    const results::Frame fr = test::result_frame(k);
+    const post::Frame fr = test::result_frame(k);
     Point pt{0.0, 0.0, fr.SOLID.at(0)};
     for (const auto& d : fr.REACT) pt.load -= d.V[0];
     for (const auto& d : fr.DISP) pt.u += d.ID == BAR.id(BAR.NX, 0, 0) ? d.V[0] : 0.0;

@@ -91,9 +91,9 @@ TEST(LinearJob, BarUnderEndLoadMatchesUniaxialStress) {
     ASSERT_EQ(test::result_frames(), 2u);
     for (int k = 1; k <= 2; ++k) {
       const double s = 0.5 * k * T, eps = s / E;  // the load follows its table: half, then all
-      const results::Frame f = test::result_frame(k);
+      const post::Frame f = test::result_frame(k);
       double react[3];
-      results::SECTSUM(f.REACT, react);
+      post::SECTSUM(f.REACT, react);
       double held_x = 0.0;  // reactions of the held face; an enforced end has its own
       for (const auto& r : f.REACT) held_x += b.xyz[r.ID - 1].x == 0.0 ? r.V[0] : 0.0;
       EXPECT_NEAR(held_x, -s, 1e-5 * T);
@@ -150,7 +150,7 @@ TEST(LinearJob, EnforcedLinearFieldIsReproducedWithItsEnergy) {
   test::expect_golden_log("static_enforced");
   for (int k = 1; k <= 2; ++k) {
     const double s = 0.5 * k;
-    const results::Frame f = test::result_frame(k);
+    const post::Frame f = test::result_frame(k);
     for (const auto& d : f.DISP)
       for (int i = 0; i < 3; ++i) EXPECT_NEAR(d.V[i], s * field(b.xyz[d.ID - 1], i), 1e-8) << d.ID;
     for (const auto& e : f.SOLID) {

@@ -6,11 +6,12 @@
 #include <algorithm>
 #include <cmath>
 
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 #include "elements/solid.hpp"
 
 using namespace ossa;
 using namespace ossa::elements;
+using namespace ossa::base;
 
 namespace {
 

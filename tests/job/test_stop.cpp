@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cstdio>
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/model.hpp"
 #include "testutil.hpp"
 
@@ -31,7 +31,7 @@ TEST(ElapsedReport, LayoutAndShares) {
   open_log(m, 10.0);
   m.TIMES(1) = 2.5;
   m.TIMES(4) = 5.0;
-  job::ELAPSED(m, m.UNIT(2));
+  model::ELAPSED(m, m.UNIT(2));
   base::close_unit(m.unit(m.UNIT(2)));
   const auto l = test::read_lines("EXEC.LOG");
   ASSERT_EQ(l.size(), 14u);
@@ -54,7 +54,7 @@ TEST(ElapsedReport, NegativeRestShowsZero) {
   open_log(m, 1.0);
   m.TIMES(3) = 0.6;
   m.TIMES(5) = 0.6;  // rounding can make the sum exceed the total
-  job::ELAPSED(m, m.UNIT(2));
+  model::ELAPSED(m, m.UNIT(2));
   EXPECT_EQ(m.TIMES(9), 0.0);
   base::close_unit(m.unit(m.UNIT(2)));
   EXPECT_EQ(test::read_lines("EXEC.LOG")[11], "   MISCELLANEOUS       :      0.0    0.0");
@@ -65,10 +65,10 @@ TEST(ErrorStop, AllocationCheckStopsAtFirstFailure) {
   model::Model m;
   open_log(m, 0.0);
   const int ok[3] = {0, 0, 0};
-  job::ALLOCCHK(m, ok, 3, 0, m.UNIT(2));   // all good: returns
-  job::ALLOCCHK(m, nullptr, 0, 0, m.UNIT(2));  // nothing to check
+  model::ALLOCCHK(m, ok, 3, 0, m.UNIT(2));   // all good: returns
+  model::ALLOCCHK(m, nullptr, 0, 0, m.UNIT(2));  // nothing to check
   const int bad[3] = {0, 1, 1};
-  OSSA_EXPECT_STOP(job::ALLOCCHK(m, bad, 3, 7, m.UNIT(2)));
+  OSSA_EXPECT_STOP(model::ALLOCCHK(m, bad, 3, 7, m.UNIT(2)));
   const auto l = test::read_lines("EXEC.LOG");
   ASSERT_GE(l.size(), 3u);
   EXPECT_EQ(l[1], " MEMORY ALLOCATION ERROR");
@@ -78,12 +78,12 @@ TEST(ErrorStop, AllocationCheckStopsAtFirstFailure) {
 
 TEST(ProgressLine, IntegerPartAndEnd) {
   testing::internal::CaptureStdout();
-  EXPECT_EQ(job::PROGRESS(0.0, 2.0), 0);
-  EXPECT_EQ(job::PROGRESS(0.999, 2.0), 49);
-  EXPECT_EQ(job::PROGRESS(1.9999, 2.0), 99);
-  EXPECT_EQ(job::PROGRESS(2.0, 2.0), 100);
-  EXPECT_EQ(job::PROGRESS(2.0 - 1e-12, 2.0), 100);  // reached within the loop's slack
-  job::ENDLINE(1, 1);
+  EXPECT_EQ(model::PROGRESS(0.0, 2.0), 0);
+  EXPECT_EQ(model::PROGRESS(0.999, 2.0), 49);
+  EXPECT_EQ(model::PROGRESS(1.9999, 2.0), 99);
+  EXPECT_EQ(model::PROGRESS(2.0, 2.0), 100);
+  EXPECT_EQ(model::PROGRESS(2.0 - 1e-12, 2.0), 100);  // reached within the loop's slack
+  model::ENDLINE(1, 1);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "##$$ExSv proc 0\n##$$ExSv proc 49\n##$$ExSv proc 99\n##$$ExSv proc 100\n"
             "##$$ExSv proc 100\n##$$ExSv end 1 1\n");

@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "base/fmt.hpp"
-#include "model/index.hpp"
+#include "solution/index.hpp"
 #include "model/mesh.hpp"
 #include "testutil.hpp"
 
@@ -90,8 +90,8 @@ std::vector<std::array<double, 3>> points(int n) {
 
 void run(Model& m) {
   mdl::MODELALLOC(m);
-  mdl::DOFINIT(m);
-  mdl::EQINDEX(m, 0);
+  ossa::solution::DOFINIT(m);
+  ossa::solution::EQINDEX(m, 0);
 }
 
 }  // namespace
@@ -144,11 +144,11 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     m.KK(27) = 0;  // no memory at all
     mdl::MODELALLOC(m);
-    mdl::DOFINIT(m);
+    ossa::solution::DOFINIT(m);
     // Words held at the test: the model, then RHS and DX of 15 equations.
     const long held = mdl::FREEWORDS(m) + 2 * 15 * 2 * 2;
     const long need = static_cast<long>(2.5 * 50 * 15);
-    EXPECT_EXIT(mdl::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(ossa::solution::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
     const std::string log = ossa::test::read_file("EXEC.LOG");
     const std::string line = std::string(" ") + ossa::base::fF((need + held) * 4.0e-6, 8, 2) +
                              "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.";
@@ -167,8 +167,8 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     ossa::testing::build(m, points(8), el, 2);
     m.KK(25) = 2;
     mdl::MODELALLOC(m);
-    mdl::DOFINIT(m);
-    EXPECT_EXIT(mdl::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
+    ossa::solution::DOFINIT(m);
+    EXPECT_EXIT(ossa::solution::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");
     const std::string log = ossa::test::read_file("EXEC.LOG");
     EXPECT_EQ(log.find("\n MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.\n"
                        " *** ERROR NO. ***\n  -5  0\n"),

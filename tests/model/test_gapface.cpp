@@ -4,8 +4,9 @@
 
 #include <cmath>
 
-#include "model/index.hpp"
+#include "solution/index.hpp"
 #include "model/mesh.hpp"
+#include "elements/family.hpp"
 
 using namespace ossa;
 
@@ -22,7 +23,7 @@ TEST(GapSetup, TriplesMatchSolidFacesInAllSixOrders) {
     m.SOLREC(1).E = 1000.0;
     m.SOLREC(2).E = 3000.0;
     model::MODELALLOC(m);
-    model::ELEM_INIT(m);
+    ossa::elements::ELEM_INIT(m);
     // KGAP = area (EMAX / LMEAN) / 3, LMEAN the mean of the two solids' mean edges.
     const double l1 = (3.0 + 3.0 * std::sqrt(2.0)) / 6.0, l2 = 2.0 * l1;
     const double area = std::sqrt(3.0) / 2.0;

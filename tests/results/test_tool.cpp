@@ -81,8 +81,8 @@ TEST(ResultsTool, RefusalsFramesHistoryAndSolids) {
   const std::int32_t neg = -5;
   std::memcpy(bad.data() + results::BDSPHEAD + 12, &neg, 4);
   test::write_file("EXEC.Bdsp", bad);
-  results::ResIndex idx;
-  EXPECT_NE(results::RESSCAN(".", idx).find("bad counts"), std::string::npos);
+  post::ResIndex idx;
+  EXPECT_NE(post::RESSCAN(".", idx).find("bad counts"), std::string::npos);
 }
 
 TEST(ResultsTool, ParaViewFilesReadBackByMeshio) {
@@ -113,7 +113,7 @@ TEST(ResultsTool, ParaViewFilesReadBackByMeshio) {
   EXPECT_EQ(type, "tetra");
   ASSERT_EQ(np, BAR.nnode());
   ASSERT_EQ(nc, BAR.ntet());
-  const results::Frame f = test::result_frame(2);
+  const post::Frame f = test::result_frame(2);
   for (int i = 0; i < np; ++i) {
     double v[6];
     for (double& x : v) in >> x;

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/model.hpp"
 #include "solvers/solver.hpp"
 #include "testutil.hpp"
@@ -56,7 +56,7 @@ TEST(SolverPrep, ExactFitPasses) {
   test::ScratchDir dir;
   model::Model m;
   index_model(m, 1000, 2000, 1);
-  const long free = solvers::SOLVERFREEW(m);
-  solvers::BUDGETCHK(m, free, free, 0);
+  const long free = model::SOLVERFREEW(m);
+  model::BUDGETCHK(m, free, free, 0);
   EXPECT_EQ(free, 250000 - (1001 + 2000 + 4000 + 4000 + 4000));
 }

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "solvers/cg/cgkern.hpp"
 
 namespace ossa::solvers {
@@ -48,7 +48,7 @@ void CGSTOP(Model& m, int LOGUNIT, std::string_view text, int NO1) {
   base::Unit& u = m.unit(LOGUNIT);
   base::put(u, "");
   base::put(u, " " + std::string(text));
-  job::ERRSTOP(m, NO1, 0, LOGUNIT);
+  model::ERRSTOP(m, NO1, 0, LOGUNIT);
 }
 
 int CGMAXIT(int KK30, int NEQ) {

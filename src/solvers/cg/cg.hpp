@@ -44,8 +44,8 @@ void CGSCALE(int NEQ, double* SCL, double* AV, double* F, const int* IA, const i
 void CGUNSCALE(double* XOUT, const double* SCL, const double* X, int NEQ);
 
 // Diagonal incomplete factorisation: off-diagonals of K, pivots
-// a(i,i) m.CGSHIFT - sum a(i,j)^2 DINV(j). A pivot below 1.0e-37 raises
-// m.CGSHIFT by 0.1 and starts again from row 2; past 5.0 the job stops with
+// a(i,i) m.CG.CGSHIFT - sum a(i,j)^2 DINV(j). A pivot below 1.0e-37 raises
+// m.CG.CGSHIFT by 0.1 and starts again from row 2; past 5.0 the job stops with
 // "CG METHOD FAILED." and -8 on LOGUNIT.
 void CGDIAGPRE(Model& m, double* DINV, const double* AV, int NEQ, const int* IA, const int* JA,
                int LOGUNIT);

@@ -44,9 +44,9 @@ void CGDIAGPRE(Model& m, double* DINV, const double* AV, int NEQ, const int* IA,
   if (NEQ < 1) return;
   // The first pivot takes no shift.
   DINV[0] = 1.0 / AV[IA[0] - 1];
-  while (diagpivots(DINV, AV, NEQ, IA, JA, m.CGSHIFT) != 0) {
-    m.CGSHIFT += 0.1;
-    if (m.CGSHIFT > 5.0) CGSTOP(m, LOGUNIT, "CG METHOD FAILED.", -8);
+  while (diagpivots(DINV, AV, NEQ, IA, JA, m.CG.CGSHIFT) != 0) {
+    m.CG.CGSHIFT += 0.1;
+    if (m.CG.CGSHIFT > 5.0) CGSTOP(m, LOGUNIT, "CG METHOD FAILED.", -8);
   }
 }
 

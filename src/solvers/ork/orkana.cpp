@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "model/model.hpp"
 #include "solvers/ork/ork.hpp"
 
@@ -142,7 +142,7 @@ void ORKSET(ORKDATA& o, long ISIZ, long AVAIL) {
 namespace {
 
 [[noreturn]] void memstop(Model& m, double mb, int NO2) {
-  job::FAIL(m, base::fF(mb, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.",
+  model::FAIL(m, base::fF(mb, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.",
             -5, NO2);
 }
 
@@ -155,43 +155,43 @@ std::string mb(double words) { return base::fF(words * 4.0e-6, 8, 1) + "(MB)"; }
 
 void report(Model& m, long total, long free) {
   const ORKDATA& o = m.ORK;
-  const long neq = m.KK(22), nz = m.KK(26);
+  const long neq = m.KK(kk::NEQ), nz = m.KK(kk::NZ);
   const double b = static_cast<double>(neq + nz + o.ISIZ + 5 * neq + 2 * nz + 1);
-  job::LOGLINE(m, "");
-  job::LOGLINE(m, " *****  MULTIFRONTAL SOLVER (ORK) MESSAGE  *****");
-  job::LOGLINE(m, "");
-  job::LOGLINE(m, repline("NUMBER OF EQUATIONS", 31, base::fI(neq, 8)));
-  job::LOGLINE(m, repline("ALLOCATED MEMORY", 34, mb(static_cast<double>(total))));
-  job::LOGLINE(m, repline("USED MEMORY FOR DATA TABLE", 24, mb(static_cast<double>(total - free))));
-  job::LOGLINE(m, repline("AVAILABLE MEMORY FOR MATRIX SOLVER", 16, mb(static_cast<double>(free))));
-  job::LOGLINE(m, repline("REQUIRED MEMORY FOR MATRIX SOLVER (INCORE ONLY)", 3,
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, " *****  MULTIFRONTAL SOLVER (ORK) MESSAGE  *****");
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, repline("NUMBER OF EQUATIONS", 31, base::fI(neq, 8)));
+  model::LOGLINE(m, repline("ALLOCATED MEMORY", 34, mb(static_cast<double>(total))));
+  model::LOGLINE(m, repline("USED MEMORY FOR DATA TABLE", 24, mb(static_cast<double>(total - free))));
+  model::LOGLINE(m, repline("AVAILABLE MEMORY FOR MATRIX SOLVER", 16, mb(static_cast<double>(free))));
+  model::LOGLINE(m, repline("REQUIRED MEMORY FOR MATRIX SOLVER (INCORE ONLY)", 3,
                           mb(b + 2.0 * static_cast<double>(o.RSIZIN))));
-  job::LOGLINE(m, repline("REQUIRED MEMORY FOR MATRIX SOLVER (OUTCORE USE)", 3,
+  model::LOGLINE(m, repline("REQUIRED MEMORY FOR MATRIX SOLVER (OUTCORE USE)", 3,
                           mb(b + 2.0 * static_cast<double>(o.RSIZOUT))));
 }
 
 void openwork(Model& m, int i, const char* fallback) {
   base::Unit& u = m.unit(m.UNIT(i));
   const std::string name = u.name.empty() ? std::string(fallback) : u.name;
-  if (!base::open_direct(u, name, ORKRECL)) job::FILESTOP(m, "CANNOT OPEN " + name);
+  if (!base::open_direct(u, name, ORKRECL)) model::FILESTOP(m, "CANNOT OPEN " + name);
 }
 
 }  // namespace
 
 void ORKANA(Model& m, long FREE, int NRHS, int NO2) {
   ORKDATA& o = m.ORK;
-  const int neq = m.KK(22);
+  const int neq = m.KK(kk::NEQ);
   // IA must end where JA does before any row is read.
-  const bool fits = neq >= 1 && m.IA.size() > neq && m.IA(neq + 1) - 1 == m.KK(26) &&
-                    m.JA.size() >= m.KK(26);
+  const bool fits = neq >= 1 && m.IA.size() > neq && m.IA(neq + 1) - 1 == m.KK(kk::NZ) &&
+                    m.JA.size() >= m.KK(kk::NZ);
   const ORKRESULT r = fits ? ORKANAP(o, FREE, neq, m.IA.data(), m.JA.data(), NRHS)
                            : ORKRESULT{ORK_BADIA, 0.0};
   o.ERRSTATE = r.STATUS;
-  for (const std::string& l : o.LOG) job::LOGLINE(m, l);
+  for (const std::string& l : o.LOG) model::LOGLINE(m, l);
   if (r.SHORTMB > 0.0) memstop(m, r.SHORTMB, NO2);
   if (r.STATUS == ORK_ALLOC) {
     const int st = 1;
-    job::ALLOCCHK(m, &st, 1, NO2, m.UNIT(2));
+    model::ALLOCCHK(m, &st, 1, NO2, m.UNIT(2));
   }
   if (r.STATUS != ORK_OK) {
     // No analysis stands: an empty tree, which the factorisation refuses,
@@ -203,14 +203,14 @@ void ORKANA(Model& m, long FREE, int NRHS, int NO2) {
 
 void ORKPREP(Model& m, int NO2) {
   ORKDATA& o = m.ORK;
-  const long neq = m.KK(22), nz = m.KK(26);
-  const long total = static_cast<long>(m.KK(27)) * 250000L;
+  const long neq = m.KK(kk::NEQ), nz = m.KK(kk::NZ);
+  const long total = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
   const long free = total - model::FREEWORDS(m);
   const long need = 5 * neq + 2 * nz;
   if (need > free) memstop(m, static_cast<double>(need - free) * 4.0e-6, NO2);
   int st[2] = {o.W.allocate(neq, 2) ? 0 : 1, o.PERM.allocate(neq) ? 0 : 1};
-  job::ALLOCCHK(m, st, 2, NO2, m.UNIT(2));
-  ORKANA(m, free, m.KK(7) != 0 ? 2 : 1, NO2);
+  model::ALLOCCHK(m, st, 2, NO2, m.UNIT(2));
+  ORKANA(m, free, m.KK(kk::RIKS) != 0 ? 2 : 1, NO2);
   if (o.NPREP == 0) report(m, total, free);
   ++o.NPREP;
   openwork(m, 3, "EXEC.WK1");

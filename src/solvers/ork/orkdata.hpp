@@ -1,14 +1,12 @@
-// ORK's arrays and scalars: the packed analysis in ORKI, the real work array
-// ORKR, the solve's work vectors and the figures of the analysis. One member
-// of the Model; the analysis fills it, the factorisation and solve use it.
+// The layout of ORK's packed analysis ORKI and its node table.
 #pragma once
 #include <cstdint>
-#include <string>
-#include <vector>
 
-#include "base/array.hpp"
+#include "model/solvrec.hpp"
 
 namespace ossa::solvers {
+
+using model::ORKDATA;
 
 // Header of ORKI: entries 1..ORKHDR hold the order, counts and the positions
 // (in ORKI, or in ORKR for the buffers) of every section.
@@ -56,42 +54,12 @@ enum OrkNode : int {
   NUPIV = 15   // columns forced to a unit pivot
 };
 
-struct ORKDATA {
-  base::Arr1<std::int32_t> ORKI;   // packed analysis: header, node table, lists, maps
-  base::Arr1<double> ORKR;         // factors, fronts, stack, file buffers: all memory left
-  base::Arr2<double> W;            // NEQ x 2: residual of each right-hand side
-  base::Arr1<std::int32_t> PERM;   // NEQ: marks of variables to go last (cleared, unused)
-  long ISIZ = 0;                   // length of ORKI, margin included
-  long RSIZIN = 0;                 // reals needed with everything in core, margin included
-  long RSIZOUT = 0;                // reals needed with factors and stack on file, margin included
-  long AVAIL = 0;                  // length of ORKR
-  int NRHS = 1;                    // right-hand sides the sizes were planned for
-  int ERRSTATE = 0;                // status word of the last ORK phase
-  int NPREP = 0;                   // preparations so far in this job (the report comes once)
-  // Figures of the analysis, for reports and checks.
-  int NCOMP = 0;                   // variables after compression
-  int NSUP = 0;                    // nodes after amalgamation
-  int MAXFO = 0;                   // largest front order
-  long FACT = 0;                   // planned factor entries, explicit zeros included
-  long EXTRA = 0;                  // explicit zeros added by amalgamation
-  long MAXBLK = 0;                 // largest factor block
-  long PEAK = 0;                   // in-core peak of factors + stack + front
-  long PEAK2 = 0;                  // largest front + contributions being assembled into it
-  double OPS = 0.0;                // planned flops of the factorisation (no delays)
-  std::vector<std::string> LOG;    // lines of the last analysis for the log, each message after its empty line
-};
-
 // Entry f of node k of the node table.
 inline std::int32_t& ORKNODE(ORKDATA& o, int k, int f) {
   return o.ORKI(o.ORKI(HTREE) + ORKNW * (k - 1) + f);
 }
 inline std::int32_t ORKNODE(const ORKDATA& o, int k, int f) {
   return o.ORKI(o.ORKI(HTREE) + ORKNW * (k - 1) + f);
-}
-
-// Four-byte words held by ORK's arrays, for the budget sum.
-inline long ORKWORDS(const ORKDATA& o) {
-  return o.ORKI.size() + 2 * o.ORKR.size() + 2 * o.W.size() + o.PERM.size();
 }
 
 }  // namespace ossa::solvers

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 #include "solvers/ork/orkdense.hpp"
 #include "solvers/ork/orkfact.hpp"
 
@@ -121,8 +121,8 @@ void SOLVE_ORK(Model& m, int NRHS, int ITER) {
   }
   const double r = ORKRESID(neq, m.IA.data(), m.JA.data(), m.AV.data(), NRHS, m.DX.data(), m.RHS.data(), w);
   if (r > 0.1) {
-    if (ITER <= 1) job::FAIL(m, "CONSTRAINT CONDITION MIGHT BE WRONG.", -4);
-    job::FAIL(m, "NONLINEAR CALCULATION DISPERSE.", -9);
+    if (ITER <= 1) model::FAIL(m, "CONSTRAINT CONDITION MIGHT BE WRONG.", -4);
+    model::FAIL(m, "NONLINEAR CALCULATION DISPERSE.", -9);
   }
 }
 

@@ -82,9 +82,9 @@ TEST(CgSolve, FullPatternFactorisationIsExactAndShiftRescuesBreakdown) {
   // (1 - rho) I + rho 1 1^T, rho = 0.9: the diagonal factorisation breaks
   // down with the first shift and goes on with a larger one.
   const test::Sym s = dense(10, 0.9, 1.0);
-  EXPECT_EQ(m.CGSHIFT, 1.5);
+  EXPECT_EQ(m.CG.CGSHIFT, 1.5);
   solve(m, s, f, x, 0, 1e-12);
-  EXPECT_GT(m.CGSHIFT, 1.55);
+  EXPECT_GT(m.CG.CGSHIFT, 1.55);
   EXPECT_LT(test::backward_error(s, x.data(), f.data()), 1e-10);
 }
 
@@ -93,7 +93,7 @@ TEST(CgSolve, StopsOnANonPositivePivotAndPastTheLargestShift) {
   struct Case { double diag, off; const char* text; };
   for (const Case& c : {Case{-1.0, 0.0, "PIVOT .LE. 0. , PROGRAM STOPPED !\n *** ERROR NO. ***\n  -1"},
                         Case{1.0, 3.0, "CG METHOD FAILED.\n *** ERROR NO. ***\n  -8"}}) {
-    OSSA_EXPECT_STOP(model::Model m; test::open_log(m); m.CGSHIFT = 4.95; std::vector<double> x;
+    OSSA_EXPECT_STOP(model::Model m; test::open_log(m); m.CG.CGSHIFT = 4.95; std::vector<double> x;
                      solve(m, dense(2, c.off, c.diag), {1.0, 1.0}, x, 0));
     EXPECT_NE(test::read_file("EXEC.LOG").find(c.text), std::string::npos) << c.text;
   }

@@ -1,11 +1,11 @@
-#include "job/stop.hpp"
+#include "model/stop.hpp"
 
 #include <cstdio>
 #include <cstdlib>
 
 #include "base/fmt.hpp"
 
-namespace ossa::job {
+namespace ossa::model {
 
 using base::fF;
 using base::fI;
@@ -77,6 +77,15 @@ void ALLOCCHK(Model& m, const int* STATUS, int N, int NO2, int LOGUNIT) {
   }
 }
 
+void BUDGETCHK(Model& m, long NEED, long FREE, int NO2) {
+  if (NEED > FREE) MEMSHORT(m, static_cast<double>(NEED - FREE) * 4.0e-6, NO2);
+}
+
+void MEMSHORT(Model& m, double MB, int NO2) {
+  FAIL(m, fF(MB, 8, 2) + "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.", -5,
+       NO2);
+}
+
 int PROGRESS(double time, double tend) {
   // The end time counts as reached within the step loop's own slack.
   int pct = 100;
@@ -103,4 +112,4 @@ void FILESTOP(Model& m, const std::string& message) {
   std::exit(2);
 }
 
-}  // namespace ossa::job
+}  // namespace ossa::model

@@ -1,4 +1,4 @@
-#include "results/vtu.hpp"
+#include "post/vtu.hpp"
 
 #include <cmath>
 #include <cstdint>
@@ -9,8 +9,9 @@
 
 #include "base/files.hpp"
 #include "deck/deck.hpp"
+#include "elements/family.hpp"
 
-namespace ossa::results {
+namespace ossa::post {
 
 namespace {
 
@@ -71,9 +72,11 @@ DataArr point_vec(const char* name, const std::vector<NodeOut>& sect, const IdMa
 // The elements that are written, as (ELEM row) in stream order.
 std::vector<int> stream_order(const Model& m) {
   std::vector<int> rows;
-  for (int type : {1, 2, 4, 5})
-    for (int k = 1; k <= m.NELEM(); ++k)
-      if (m.ELEM(k).TYPE == type) rows.push_back(k);
+  for (int type = 1; type <= elements::NFAMILY; ++type) {
+    if (elements::FAMILYOF(type).VTUCELL == 0) continue;
+    const std::vector<int> fam = elements::FAMILYELEMS(m, type);
+    rows.insert(rows.end(), fam.begin(), fam.end());
+  }
   return rows;
 }
 
@@ -84,14 +87,15 @@ void cells(const Model& m, const std::vector<int>& rows, std::vector<DataArr>& o
   std::int32_t off = 0;
   for (int k : rows) {
     const model::ELEMREC& e = m.ELEM(k);
-    const int nen = e.TYPE == 1 ? 3 : (e.TYPE == 5 ? 2 : 4);
+    const elements::FAMILY& f = elements::FAMILYOF(e.TYPE);
+    const int nen = f.VTUNEN;
     for (int a = 1; a <= nen; ++a) {
       const int nd = e.NOD(a) >= 1 && e.NOD(a) <= m.NNODE() ? e.NOD(a) : 1;
       append(conn, static_cast<std::int32_t>(nd - 1));
     }
     off += nen;
     append(offs, off);
-    append(types, static_cast<std::uint8_t>(e.TYPE == 1 ? 5 : (e.TYPE == 5 ? 3 : 10)));
+    append(types, static_cast<std::uint8_t>(f.VTUCELL));
   }
   out.push_back(std::move(conn));
   out.push_back(std::move(offs));
@@ -150,41 +154,43 @@ CellVal from_shell(const Model& m, const model::ELEMREC& e, const ShellOut& r) {
   return c;
 }
 
+// The frame's element records come family after family in the order of
+// stream_order's rows; each stream is walked with its own reading.
 std::string cell_values(const Model& m, const Frame& f, const std::vector<int>& rows,
                         std::vector<CellVal>& cv) {
   cv.clear();
   cv.reserve(rows.size());
-  std::size_t is = 0, io = 0, ir = 0, it = 0;
-  for (int k : rows) {
-    const model::ELEMREC& e = m.ELEM(k);
-    std::int32_t id = 0;
-    if (e.TYPE == 1) {
-      id = f.SHELL[is].ID;
-      cv.push_back(from_shell(m, e, f.SHELL[is++]));
-    } else if (e.TYPE == 2) {
-      const SolidOut& r = f.SOLID[io++];
-      id = r.ID;
-      CellVal c = from_solid(r.V, r.STATE);
-      c.sed = r.V[15]; c.eqv = r.V[19]; c.epeq = r.V[20];
-      cv.push_back(c);
-    } else if (e.TYPE == 4) {
-      const RubberOut& r = f.RUBBER[ir++];
-      id = r.ID;
-      CellVal c = from_solid(r.V, -1);
-      c.sed = r.V[15];
-      cv.push_back(c);
-    } else {
-      const TrussOut& r = f.TRUSS[it++];
-      id = r.ID;
-      CellVal c;
-      c.astrain = r.V[0]; c.aforce = r.V[1];
-      cv.push_back(c);
+  std::size_t next = 0;
+  std::string err;
+  auto walk = [&](const auto& recs, auto value) {
+    for (const auto& r : recs) {
+      if (!err.empty() || next >= rows.size()) return;
+      const model::ELEMREC& e = m.ELEM(rows[next++]);
+      if (r.ID != e.ID) {
+        err = "element " + std::to_string(r.ID) + " of the results is element " +
+              std::to_string(e.ID) + " of the deck: the deck does not match the results";
+        return;
+      }
+      cv.push_back(value(e, r));
     }
-    if (id != e.ID)
-      return "element " + std::to_string(id) + " of the results is element " +
-             std::to_string(e.ID) + " of the deck: the deck does not match the results";
-  }
-  return "";
+  };
+  walk(f.SHELL, [&](const model::ELEMREC& e, const ShellOut& r) { return from_shell(m, e, r); });
+  walk(f.SOLID, [](const model::ELEMREC&, const SolidOut& r) {
+    CellVal c = from_solid(r.V, r.STATE);
+    c.sed = r.V[15]; c.eqv = r.V[19]; c.epeq = r.V[20];
+    return c;
+  });
+  walk(f.RUBBER, [](const model::ELEMREC&, const RubberOut& r) {
+    CellVal c = from_solid(r.V, -1);
+    c.sed = r.V[15];
+    return c;
+  });
+  walk(f.TRUSS, [](const model::ELEMREC&, const TrussOut& r) {
+    CellVal c;
+    c.astrain = r.V[0]; c.aforce = r.V[1];
+    return c;
+  });
+  return err;
 }
 
 void cell_arrays(const std::vector<CellVal>& cv, std::vector<DataArr>& out) {
@@ -360,4 +366,4 @@ std::string PVDWRITE(const std::string& path,
   return std::ferror(f.get()) ? "cannot write " + path : "";
 }
 
-}  // namespace ossa::results
+}  // namespace ossa::post

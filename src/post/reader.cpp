@@ -1,10 +1,10 @@
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
-namespace ossa::results {
+namespace ossa::post {
 
 namespace {
 
@@ -144,4 +144,4 @@ void SECTSUM(const std::vector<NodeOut>& s, double sum[3]) {
     for (int k = 0; k < 3; ++k) sum[k] += r.V[k];
 }
 
-}  // namespace ossa::results
+}  // namespace ossa::post

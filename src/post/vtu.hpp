@@ -21,9 +21,11 @@
 #include <vector>
 
 #include "model/model.hpp"
-#include "results/reader.hpp"
+#include "post/reader.hpp"
 
-namespace ossa::results {
+namespace ossa::post {
+
+using model::Model;
 
 // Reads the deck EXEC.INP of the job directory `dir` into `m` with the
 // system's own reader; its log goes to `logname`, not to the job's log.
@@ -40,4 +42,4 @@ std::string VTUWRITE(const Model& m, const Frame& f, const std::string& path);
 std::string PVDWRITE(const std::string& path,
                      const std::vector<std::pair<double, std::string>>& steps);
 
-}  // namespace ossa::results
+}  // namespace ossa::post

@@ -1,19 +1,20 @@
-// Small dense kernels shared by the element and material routines.
+// Small dense kernels shared by the model, element, material and result
+// routines.
 //
 // Matrices are plain double arrays stored column by column; dimensions are
 // explicit arguments. A symmetric matrix of order n in packed form is its
-// upper triangle row by row, n (n + 1) / 2 entries. Nothing here allocates,
-// and nothing fails except MATINV, which stops the job on a bad matrix.
+// upper triangle row by row, n (n + 1) / 2 entries. Nothing here allocates
+// or stops: MATINV reports a bad matrix by its status, and its caller stops.
 #pragma once
 #include <cmath>
 
-namespace ossa::model { struct Model; }
+#include "base/files.hpp"
 
-namespace ossa::elements {
+namespace ossa::base {
 
 // Packed position (1-based) of entry (i, j) of a symmetric matrix of order n,
-// for either order of i and j.
-inline int PACKIDX(int i, int j, int n) {
+// for either order of i and j: the one packed index of the code.
+constexpr int PACKIDX(int i, int j, int n) {
   if (i > j) { const int t = i; i = j; j = t; }
   return (i - 1) * (2 * n - i + 2) / 2 + j - i + 1;
 }
@@ -204,9 +205,9 @@ void SORTDESC(double* V, int n, double* C, int rs, int nc, int cs);
 // Gauss-Jordan inverse of A(n,n) (leading dimension nd) in place with full
 // pivoting; with m > 0 also solves for the m columns of B(nd,m). DET gets the
 // sign and mantissa of the determinant (its scale is not kept). Order above
-// 2000, a pivot below 1e-15 or a singular matrix writes its listing to the
-// log unit and stops the job.
-void MATINV(model::Model& mdl, double* A, int n, int nd, double* B, int m, double& DET,
-            int LOGUNIT);
+// 2000, a pivot below 1e-15 or a singular matrix writes its listing to LOG
+// and returns MATINV_FAILED (the caller stops the job with -1, 0); else 0.
+inline constexpr int MATINV_FAILED = 1;
+int MATINV(Unit& LOG, double* A, int n, int nd, double* B, int m, double& DET);
 
-}  // namespace ossa::elements
+}  // namespace ossa::base

@@ -1,15 +1,11 @@
-#include "elements/kernels.hpp"
+#include "base/kernels.hpp"
 
 #include <string>
 #include <vector>
 
 #include "base/fmt.hpp"
-#include "job/stop.hpp"
 
-namespace ossa::elements {
-
-using base::fI;
-using base::fPE;
+namespace ossa::base {
 
 void SORTDESC(double* V, int n, double* C, int rs, int nc, int cs) {
   for (int i = 0; i < n - 1; ++i) {
@@ -39,39 +35,38 @@ constexpr double PIVMIN = 1.0000000036274937e-15;  // single-precision 1e-15
 constexpr double BIG = 1.0e10;
 constexpr double SMALL = 1.000000013351432e-10;    // single-precision 1e-10
 
-void put(model::Model& mdl, int unit, const std::string& s) { base::put(mdl.unit(unit), s); }
 
 // The matrix, row by row, six values a line.
-void listing(model::Model& mdl, int unit, const double* A, int n, int nd) {
+void listing(Unit& u, const double* A, int n, int nd) {
   for (int i = 0; i < n; ++i) {
-    std::string line;
+    std::string text;
     for (int j = 0; j < n; ++j) {
-      line += fPE(A[i + static_cast<long>(j) * nd], 13, 5);
+      text += fPE(A[i + static_cast<long>(j) * nd], 13, 5);
       if ((j + 1) % 6 == 0 || j == n - 1) {
-        put(mdl, unit, line);
-        line.clear();
+        put(u, text);
+        text.clear();
       }
     }
   }
 }
 
-[[noreturn]] void dump(model::Model& mdl, int unit, bool singular, const double* A, int n, int nd,
-                       int m, const std::vector<int>& ipiv) {
-  if (singular) put(mdl, unit, "*MATRIX IS SINGULAR.*");
-  put(mdl, unit, "** MATINV DUMP LIST **");
-  std::string line = "N,ND,M,AND IPIVOT=" + fI(n, 6) + fI(nd, 6) + fI(m, 6);
-  put(mdl, unit, line);
-  line.clear();
+int dump(Unit& u, bool singular, const double* A, int n, int nd, int m,
+         const std::vector<int>& ipiv) {
+  if (singular) put(u, "*MATRIX IS SINGULAR.*");
+  put(u, "** MATINV DUMP LIST **");
+  std::string text = "N,ND,M,AND IPIVOT=" + fI(n, 6) + fI(nd, 6) + fI(m, 6);
+  put(u, text);
+  text.clear();
   for (int j = 0; j < n; ++j) {
-    line += fI(ipiv[j], 6);
+    text += fI(ipiv[j], 6);
     if ((j + 1) % 12 == 0 || j == n - 1) {
-      put(mdl, unit, line);
-      line.clear();
+      put(u, text);
+      text.clear();
     }
   }
-  listing(mdl, unit, A, n, nd);
-  put(mdl, unit, "*** ERROR STOP IN MATINV ***");
-  job::ERRSTOP(mdl, -1, 0, unit);
+  listing(u, A, n, nd);
+  put(u, "*** ERROR STOP IN MATINV ***");
+  return MATINV_FAILED;
 }
 
 // Swaps rows r1 and r2 of X(nd, ncol).
@@ -87,15 +82,14 @@ void swaprows(double* X, int nd, int ncol, int r1, int r2) {
 
 }  // namespace
 
-void MATINV(model::Model& mdl, double* A, int n, int nd, double* B, int m, double& DET,
-            int LOGUNIT) {
+int MATINV(Unit& LOG, double* A, int n, int nd, double* B, int m, double& DET) {
   // ---- check inputs
   if (n > MAXORDER) {
-    put(mdl, LOGUNIT, "0  REQUIRED DIMENSION=" + fI(n, 6) + " IS OVER 2000 IN MATINV");
-    job::ERRSTOP(mdl, -1, 0, LOGUNIT);
+    put(LOG, "0  REQUIRED DIMENSION=" + fI(n, 6) + " IS OVER 2000 IN MATINV");
+    return MATINV_FAILED;
   }
   DET = 1.0;
-  if (n < 1) return;
+  if (n < 1) return 0;
   if (B == nullptr) m = 0;
   // ---- workspace: pivot marks and the exchanges to undo
   std::vector<int> ipiv(n, 0), indxr(n, 0), indxc(n, 0);
@@ -108,19 +102,19 @@ void MATINV(model::Model& mdl, double* A, int n, int nd, double* B, int m, doubl
     for (int k = 0; k < n; ++k) {
       if (ipiv[k] == 1) continue;
       for (int j = 0; j < n; ++j) {
-        if (ipiv[j] > 1) dump(mdl, LOGUNIT, false, A, n, nd, m, ipiv);
+        if (ipiv[j] > 1) return dump(LOG, false, A, n, nd, m, ipiv);
         if (ipiv[j] != 0) continue;
         const double v = std::fabs(a(k, j));
         if (v > big) { big = v; irow = k; icol = j; }
       }
     }
-    if (irow < 0) dump(mdl, LOGUNIT, true, A, n, nd, m, ipiv);
+    if (irow < 0) return dump(LOG, true, A, n, nd, m, ipiv);
     if (big < PIVMIN) {
-      put(mdl, LOGUNIT, "0 PIVOT ELEMENT IN MATINV BECOMES LESS THAN " + fPE(PIVMIN, 12, 4));
-      put(mdl, LOGUNIT, "ERROR OCCURRED COLUMN =" + fI(icol + 1, 6));
-      put(mdl, LOGUNIT, "* MATRIX IMAGE LIST *   MATRIX SIZE=" + fI(n, 6));
-      listing(mdl, LOGUNIT, A, n, nd);
-      job::ERRSTOP(mdl, -1, 0, LOGUNIT);
+      put(LOG, "0 PIVOT ELEMENT IN MATINV BECOMES LESS THAN " + fPE(PIVMIN, 12, 4));
+      put(LOG, "ERROR OCCURRED COLUMN =" + fI(icol + 1, 6));
+      put(LOG, "* MATRIX IMAGE LIST *   MATRIX SIZE=" + fI(n, 6));
+      listing(LOG, A, n, nd);
+      return MATINV_FAILED;
     }
     ++ipiv[icol];
     if (irow != icol) {
@@ -158,6 +152,7 @@ void MATINV(model::Model& mdl, double* A, int n, int nd, double* B, int m, doubl
       a(k, indxc[l]) = t;
     }
   }
+  return 0;
 }
 
-}  // namespace ossa::elements
+}  // namespace ossa::base

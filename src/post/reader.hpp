@@ -2,10 +2,10 @@
 //
 // Usage:
 //
-//   results::ResIndex idx;
-//   std::string err = results::RESSCAN("/path/to/job", idx);   // "" when good
-//   results::Frame f;
-//   err = results::RESREAD(idx, idx.frames.size(), f);          // the last frame
+//   post::ResIndex idx;
+//   std::string err = post::RESSCAN("/path/to/job", idx);   // "" when good
+//   post::Frame f;
+//   err = post::RESREAD(idx, idx.frames.size(), f);          // the last frame
 //   for (const auto& r : f.REACT) ...                           // r.ID, r.V[0..2]
 //
 // RESSCAN walks both files by their frame heads alone: every frame's length
@@ -24,7 +24,19 @@
 
 #include "results/resout.hpp"
 
-namespace ossa::results {
+namespace ossa::post {
+
+using results::BDSPHEAD;
+using results::BSTRHEAD;
+using results::DSPFHEAD;
+using results::DSPFLEN;
+using results::NodeOut;
+using results::RubberOut;
+using results::ShellOut;
+using results::SolidOut;
+using results::STRFHEAD;
+using results::STRFLEN;
+using results::TrussOut;
 
 // The heads of one frame of both streams, and where their records start.
 struct FrameHead {
@@ -63,4 +75,4 @@ std::string RESREAD(const ResIndex& idx, std::size_t n, Frame& f, int what = REA
 // Sum of the records of a node section, per direction.
 void SECTSUM(const std::vector<NodeOut>& s, double sum[3]);
 
-}  // namespace ossa::results
+}  // namespace ossa::post

@@ -9,27 +9,30 @@
 #include <algorithm>
 #include <vector>
 
-#include "job/stop.hpp"
-#include "model/index.hpp"
-#include "solvers/solver.hpp"
+#include "elements/family.hpp"
+#include "model/stop.hpp"
+#include "solution/index.hpp"
 
-namespace ossa::model {
+namespace ossa::solution {
+
+using model::ELEMREC;
+using model::FREEWORDS;
+using model::T_INDEX;
 
 int EDOFLIST(int TYPE, int NEN, const std::int32_t* NOD, EDOFPAIR* LIST) {
+  const elements::FAMILY& f = elements::FAMILYOF(TYPE);
   const int nen = std::clamp(NEN, 0, 5);
-  const int per = TYPE == 1 ? 6 : 3;
   int n = 0;
   for (int a = 0; a < nen; ++a)
-    for (int k = 1; k <= per; ++k) LIST[n++] = {NOD[a], k};
-  if (TYPE == 4)
-    for (int a = 0; a < std::min(nen, 4); ++a) LIST[n++] = {NOD[a], 7};
+    for (int k = 1; k <= f.NPOS; ++k) LIST[n++] = {NOD[a], k};
+  for (int a = 0; a < std::min(nen, f.NPOS7); ++a) LIST[n++] = {NOD[a], 7};
   return n;
 }
 
 void DOFINIT(Model& m) {
   const int nn = m.NNODE();
   m.DOFTAB.fill(0);
-  for (int i = 1; i <= m.KK(41); ++i) {
+  for (int i = 1; i <= m.KK(kk::NPLNK); ++i) {
     const int node = m.PLKNOD(i);
     if (node < 1 || node > nn) continue;
     for (int k = 1; k <= 6; ++k) {
@@ -40,7 +43,7 @@ void DOFINIT(Model& m) {
   }
   // A node frame holds the rotation about its director, unless the deck
   // already constrains a rotation there.
-  if (m.KK(1) == 1 && m.FRAMEFLG.allocated()) {
+  if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) {
     for (int node = 1; node <= nn; ++node) {
       if (m.FRAMEFLG(node) == 0) continue;
       if (m.DOFTAB(4, node) == 0 && m.DOFTAB(5, node) == 0 && m.DOFTAB(6, node) == 0)
@@ -50,12 +53,12 @@ void DOFINIT(Model& m) {
     }
   }
   // The Riks reference load: every "FORCE" entry, whatever its group.
-  if (m.KK(7) != 0 && m.FREF.allocated()) {
-    m.FREF.fill(0.0);
-    for (int i = 1; i <= m.KK(43); ++i) {
+  if (m.KK(kk::RIKS) != 0 && m.RIKS.FREF.allocated()) {
+    m.RIKS.FREF.fill(0.0);
+    for (int i = 1; i <= m.KK(kk::NFORCE); ++i) {
       const int node = m.FRCNOD(i);
       if (node < 1 || node > nn) continue;
-      for (int k = 1; k <= 6; ++k) m.FREF(k, node) += m.FRCVAL(k, i);
+      for (int k = 1; k <= 6; ++k) m.RIKS.FREF(k, node) += m.FRCVAL(k, i);
     }
   }
 }
@@ -75,7 +78,7 @@ struct Blocks {
 // Takes a spare block, or stops when none is left.
 long take_spare(Model& m, Blocks& bk) {
   if (bk.next_spare > bk.nblk)
-    job::FAIL(m, "MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.", -5, 0);
+    model::FAIL(m, "MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.", -5, 0);
   return bk.next_spare++;
 }
 
@@ -147,7 +150,7 @@ int element_eqs(const Model& m, const ELEMREC& e, std::int32_t* s) {
 }
 
 void build_rows(Model& m, Blocks& bk) {
-  const int solver = m.KK(21);
+  const int solver = m.KK(kk::SOLVER);
   if (solver < 1 || solver > 3) return;  // no solver, no off-diagonal entries
   std::int32_t s[MAXLIST];
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
@@ -165,15 +168,17 @@ int max_edof(const Model& m) {
   return mx;
 }
 
-// Positions 4 to 6 exist only at shell nodes, position 7 only at rubber nodes;
+// Positions 4 to 6 exist only at nodes of a family with six (shells),
+// position 7 only at nodes of a family that carries it (rubber);
 // then every free position takes the next equation number.
 int number(Model& m) {
   const int nn = m.NNODE();
   std::vector<char> use1(static_cast<std::size_t>(nn) + 1, 0), use2(use1);
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const ELEMREC& e = m.ELEM(ie);
-    if (e.TYPE != 1 && e.TYPE != 4) continue;
-    auto& use = e.TYPE == 1 ? use1 : use2;
+    const elements::FAMILY& f = elements::FAMILYOF(e.TYPE);
+    if (f.NPOS < 4 && f.NPOS7 == 0) continue;
+    auto& use = f.NPOS >= 4 ? use1 : use2;
     for (int a = 1; a <= std::clamp(e.NEN, 0, 5); ++a)
       if (e.NOD(a) >= 1 && e.NOD(a) <= nn) use[e.NOD(a)] = 1;
   }
@@ -189,15 +194,6 @@ int number(Model& m) {
       else if (c == 1) c = 0;
     }
   return neq;
-}
-
-void release(Model& m) {
-  m.IA.deallocate();
-  m.JA.deallocate();
-  m.AV.deallocate();
-  m.RHS.deallocate();
-  m.DX.deallocate();
-  for (auto& v : m.ARCV) v.deallocate();
 }
 
 void flatten(Model& m, const Blocks& bk, int neq, long nz) {
@@ -217,30 +213,30 @@ void flatten(Model& m, const Blocks& bk, int neq, long nz) {
 
 void EQINDEX(Model& m, int NO2) {
   const double t0 = m.clock.now();
-  const long total = static_cast<long>(m.KK(27)) * 250000L;
-  release(m);
+  const long total = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
+  model::EQFREE(m);
 
   // ---- equation numbers
   for (int node = 1; node <= m.NNODE(); ++node)
     for (int k = 1; k <= 7; ++k) m.IDOF(k, node) = m.DOFTAB(k, node);
   const int maxedof = max_edof(m);
-  m.KK(23) = maxedof;
-  m.KK(24) = maxedof * (maxedof + 1) / 2;
+  m.KK(kk::MAXEDOF) = maxedof;
+  m.KK(kk::MAXPACK) = maxedof * (maxedof + 1) / 2;
   const int neq = number(m);
-  m.KK(22) = neq;
+  m.KK(kk::NEQ) = neq;
 
   int st[6] = {};
   st[0] = m.RHS.allocate(neq, 2) ? 0 : 1;
   st[1] = m.DX.allocate(neq, 2) ? 0 : 1;
-  if (m.KK(7) != 0)
-    for (int k = 0; k < 3; ++k) st[2 + k] = m.ARCV[k].allocate(neq) ? 0 : 1;
-  job::ALLOCCHK(m, st, 5, 0, m.UNIT(2));
+  if (m.KK(kk::RIKS) != 0)
+    for (int k = 0; k < 3; ++k) st[2 + k] = m.RIKS.ARCV[k].allocate(neq) ? 0 : 1;
+  model::ALLOCCHK(m, st, 5, 0, m.UNIT(2));
 
   // ---- budget of the pattern builder, in single precision as it always was
   Blocks bk;
-  bk.W = m.KK(25) > 0 ? m.KK(25) : DEFAULT_W;
+  bk.W = m.KK(kk::BLOCKW) > 0 ? m.KK(kk::BLOCKW) : DEFAULT_W;
   const long need = static_cast<long>(2.5f * static_cast<float>(bk.W + 5) * static_cast<float>(neq));
-  solvers::BUDGETCHK(m, need, total - FREEWORDS(m), NO2);
+  model::BUDGETCHK(m, need, total - FREEWORDS(m), NO2);
   bk.nblk = static_cast<long>(0.8f * static_cast<float>(need) / static_cast<float>(bk.W + 5));
   bk.nblk = std::max<long>(bk.nblk, neq);
   bk.next_spare = neq + 1;
@@ -248,23 +244,21 @@ void EQINDEX(Model& m, int NO2) {
   ws[0] = bk.col.allocate_raw(bk.W * bk.nblk) ? 0 : 1;
   ws[1] = bk.cnt.allocate(bk.nblk) ? 0 : 1;
   ws[2] = bk.link.allocate(bk.nblk) ? 0 : 1;
-  job::ALLOCCHK(m, ws, 3, 0, m.UNIT(2));
+  model::ALLOCCHK(m, ws, 3, 0, m.UNIT(2));
 
   // ---- rows
   build_rows(m, bk);
   long nz = neq;
   for (long b = 1; b <= bk.nblk; ++b) nz += bk.cnt(b);
-  m.KK(26) = static_cast<std::int32_t>(nz);
+  m.KK(kk::NZ) = static_cast<std::int32_t>(nz);
   int sa[3];
   sa[0] = m.IA.allocate(neq + 1) ? 0 : 1;
   sa[1] = m.JA.allocate(nz) ? 0 : 1;
   sa[2] = m.AV.allocate(nz) ? 0 : 1;
-  job::ALLOCCHK(m, sa, 3, 0, m.UNIT(2));
+  model::ALLOCCHK(m, sa, 3, 0, m.UNIT(2));
   flatten(m, bk, neq, nz);
   bk = Blocks{};  // the working set goes before the solver takes its share
-
-  solvers::SOLVERPREP(m, NO2);
   m.TIMES(T_INDEX) += m.clock.now() - t0;
 }
 
-}  // namespace ossa::model
+}  // namespace ossa::solution

@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
-#include "results/reader.hpp"
-#include "results/vtu.hpp"
+#include "post/reader.hpp"
+#include "post/vtu.hpp"
 
 namespace {
 
-using namespace ossa::results;
+using namespace ossa::post;
 
 constexpr const char* HELP = R"(usage: ossa-results [-C JOBDIR] COMMAND [ARGUMENTS]
 

@@ -6,9 +6,7 @@
 
 #include "model/model.hpp"
 
-namespace ossa::job {
-
-using model::Model;
+namespace ossa::model {
 
 // Writes a line to the log unit.
 void LOGLINE(Model& m, std::string_view line);
@@ -28,6 +26,13 @@ void ELAPSED(Model& m, int LOGUNIT);
 // with "MEMORY ALLOCATION ERROR" and -5.
 void ALLOCCHK(Model& m, const int* STATUS, int N, int NO2, int LOGUNIT);
 
+// The budget test: when NEED words exceed FREE, writes the shortfall
+// "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER." with
+// (NEED - FREE) * 4.0e-6 MB and stops with -5, NO2.
+void BUDGETCHK(Model& m, long NEED, long FREE, int NO2);
+// The same stop for a shortfall already in MB (reals count 8.0e-6 MB each).
+[[noreturn]] void MEMSHORT(Model& m, double MB, int NO2);
+
 // "##$$ExSv proc %d" with the integer part of 100 * time / end time.
 int PROGRESS(double time, double tend);
 void ENDLINE(int no1, int no2);
@@ -37,4 +42,4 @@ void ENDLINE(int no1, int no2);
 // non-zero status and no end line.
 [[noreturn]] void FILESTOP(Model& m, const std::string& message);
 
-}  // namespace ossa::job
+}  // namespace ossa::model

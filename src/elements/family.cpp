@@ -1,0 +1,48 @@
+#include "elements/family.hpp"
+
+#include "elements/resrec.hpp"
+
+namespace ossa::elements {
+
+namespace {
+
+bool no_record(const Model&, const ELEMREC&) { return false; }
+void no_start(Model&, ELEMREC&, double*) {}
+double* no_beta(Model&, const ELEMREC&, int&) { return nullptr; }
+bool no_stiff(Model&, const ELEMREC&, double*) { return false; }
+void no_force(Model&, const ELEMREC&, Arr2<double>&, int) {}
+bool no_status(Model&, const ELEMREC&) { return false; }
+void no_res(const Model&, const ELEMREC&, const Arr2<double>&, void*) {}
+int no_snap(Model&, const ELEMREC&, SNAPITEM*) { return 0; }
+
+static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES &&
+              sizeof(RubberOut) <= MAXRESBYTES && sizeof(TrussOut) <= MAXRESBYTES);
+
+// Row 0 stands for a TYPE that names no family.
+constexpr FAMILY ROWS[NFAMILY + 1] = {
+    {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, 0, no_res,
+     no_snap},
+    {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS,
+     sizeof(ShellOut), SHLRES, SHLSNAP},
+    {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS,
+     sizeof(SolidOut), SOLRES, SOLSNAP},
+    {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS,
+     0, GAPRES, GAPSNAP},
+    {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS,
+     sizeof(RubberOut), RUBRES, RUBSNAP},
+    {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS,
+     sizeof(TrussOut), TRSRES, TRSSNAP},
+};
+
+}  // namespace
+
+const FAMILY& FAMILYOF(int TYPE) { return ROWS[TYPE >= 1 && TYPE <= NFAMILY ? TYPE : 0]; }
+
+std::vector<int> FAMILYELEMS(const Model& m, int TYPE) {
+  std::vector<int> rows;
+  for (int k = 1; k <= m.NELEM() && k <= m.ELEM.size(); ++k)
+    if (m.ELEM(k).TYPE == TYPE) rows.push_back(k);
+  return rows;
+}
+
+}  // namespace ossa::elements

@@ -1,0 +1,105 @@
+// The gap family: node-to-node links across a crack, three to a triangle of
+// the deck, each between a pair of solid faces. This build sets up their
+// links (normal, stiffness); their stiffness, force and status are not built
+// yet, and input refuses gap elements before a job reaches them.
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "base/kernels.hpp"
+#include "elements/family.hpp"
+#include "model/stop.hpp"
+
+namespace ossa::elements {
+
+using base::VSUB;
+using base::VNORM;
+using base::CROSS;
+
+using model::GAPREC;
+using model::SOLREC;
+
+bool GAPRECOK(const Model&, const ELEMREC&) { return false; }
+void GAPSTART(Model&, ELEMREC&, double*) {}
+double* GAPBETA(Model&, const ELEMREC&, int&) { return nullptr; }
+bool GAPSTIFF(Model&, const ELEMREC&, double*) { return false; }
+void GAPFORCE(Model&, const ELEMREC&, Arr2<double>&, int) {}
+bool GAPSTATUS(Model&, const ELEMREC&) { return false; }
+
+namespace {
+
+// The first solid (in element order) with a face whose corners are the
+// nodes (a, b, c) in any order; 0 when there is none. The gap's normal comes
+// from the card's order, so the face's own orientation does not matter.
+int face_owner(const Model& m, const std::vector<int>& solids, const int* tri) {
+  static const int FACE[4][3] = {{1, 2, 3}, {1, 2, 4}, {2, 3, 4}, {1, 3, 4}};
+  std::array<int, 3> want = {tri[0], tri[1], tri[2]};
+  std::sort(want.begin(), want.end());
+  for (int ie : solids) {
+    const ELEMREC& e = m.ELEM(ie);
+    if (!SOLRECOK(m, e)) continue;
+    for (const auto& f : FACE) {
+      std::array<int, 3> have = {e.NOD(f[0]), e.NOD(f[1]), e.NOD(f[2])};
+      std::sort(have.begin(), have.end());
+      if (have == want) return ie;
+    }
+  }
+  return 0;
+}
+
+}  // namespace
+
+void GAPSETUP(Model& m) {
+  const double t0 = m.clock.now();
+  const int ntri = m.NGAP() / 3;
+  // Directory row of each gap ordinal.
+  std::vector<int> row(static_cast<std::size_t>(3 * ntri) + 1, 0);
+  for (int ie : FAMILYELEMS(m, F_GAP)) {
+    const ELEMREC& e = m.ELEM(ie);
+    if (e.IDX >= 1 && e.IDX <= 3 * ntri) row[e.IDX] = ie;
+  }
+  const std::vector<int> solids = FAMILYELEMS(m, F_SOLID);
+  double emax = 0.0, lsum = 0.0;
+  std::vector<int> tri(static_cast<std::size_t>(6 * ntri) + 6, 0);
+  for (int k = 1; k <= ntri; ++k) {
+    for (int j = 0; j < 3; ++j) {
+      const int ie = row[3 * k - 2 + j];
+      if (ie == 0) model::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
+      tri[6 * k + j] = m.ELEM(ie).NOD(1);
+      tri[6 * k + 3 + j] = m.ELEM(ie).NOD(2);
+    }
+    for (int side = 0; side < 2; ++side) {
+      const int owner = face_owner(m, solids, &tri[6 * k + 3 * side]);
+      if (owner == 0) model::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
+      const SOLREC& s = m.SOLREC(m.ELEM(owner).IDX);
+      if (s.E > emax) emax = s.E;
+      lsum += s.AVGLEN;
+    }
+  }
+  const double lmean = lsum / (2.0 * ntri);
+  for (int k = 1; k <= ntri; ++k) {
+    double ab[3], ac[3], n[3];
+    const int* t = &tri[6 * k];
+    VSUB(m.XYZ.at(1, t[1]), m.XYZ.at(1, t[0]), ab, 3);
+    VSUB(m.XYZ.at(1, t[2]), m.XYZ.at(1, t[0]), ac, 3);
+    CROSS(ab, ac, n);
+    const double len = VNORM(n, 3);
+    const double kgap = 0.5 * len * (emax / lmean) / 3.0;
+    for (int j = 0; j < 3; ++j) {
+      GAPREC& g = m.GAPREC(3 * k - 2 + j);
+      g.KGAP = kgap;
+      for (int i = 1; i <= 3; ++i) g.NVEC(i) = n[i - 1] / len;
+      g.GSTAT = 1;
+    }
+  }
+  m.TIMES(model::T_CPREP) += m.clock.now() - t0;
+}
+
+void GAPRES(const Model&, const ELEMREC&, const Arr2<double>&, void*) {}
+
+int GAPSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
+  ITEMS[0] = SNAPVAL(m.GAPREC(e.IDX).GSTAT);
+  return 1;
+}
+
+}  // namespace ossa::elements
