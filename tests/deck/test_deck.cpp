@@ -49,9 +49,9 @@ TEST(Deck, CardsAreStoredAsTheyMean) {
   const int flags[2][6] = {{1, 1, 1, 0, 0, 0}, {0, 0, 2, 0, 0, 0}};  // codes other than 1 and 2 free
   for (int i = 1; i <= 2; ++i)
     for (int k = 1; k <= 6; ++k) EXPECT_EQ(m.PLKFLG(k, i), flags[i - 1][k - 1]) << i;
-  EXPECT_EQ(m.KK(2), 1);   // material nonlinear
-  EXPECT_EQ(m.KK(21), 2);  // ORK
-  EXPECT_EQ(m.RR(6), 1.0);  // the minimum modulus: a thousandth of the stiffest bone
+  EXPECT_EQ(m.KK(kk::MATNL), 1);   // material nonlinear
+  EXPECT_EQ(m.KK(kk::SOLVER), 2);  // ORK
+  EXPECT_EQ(m.RR(rr::EMIN), 1.0);  // the minimum modulus: a thousandth of the stiffest bone
   const model::SOLREC &bone = m.SOLREC(1), &other = m.SOLREC(2);
   EXPECT_EQ(bone.YTYPE, 2);
   EXPECT_EQ(other.YTYPE, 1);

@@ -14,7 +14,7 @@ namespace {
 // A model whose time table has `n` equal steps ending at `tend`.
 void table(model::Model& m, int n, double tend) {
   model::MODELRESET(m);
-  m.KK(4) = n;
+  m.KK(kk::NSTEP) = n;
   ASSERT_TRUE(m.T.allocate(base::Dim(0, n)));
   for (int i = 1; i <= n; ++i) m.T(i) = m.T(i - 1) + tend / n;  // running sum, as the deck builds it
 }
@@ -34,17 +34,17 @@ TEST(OutputDecision, StepSchedule) {
   model::Model m;
   table(m, 10, 1.0);
   EXPECT_EQ(outputs(m), std::vector<int>{10});  // no interval: last step only
-  m.KK(8) = 3;
+  m.KK(kk::OUTSTEP) = 3;
   EXPECT_EQ(outputs(m), (std::vector<int>{3, 6, 9, 10}));  // never beyond the last step
-  m.KK(8) = 1;
+  m.KK(kk::OUTSTEP) = 1;
   EXPECT_EQ(outputs(m).size(), 10u);
 }
 
 TEST(OutputDecision, StepScheduleHeldUntilFirstChange) {
   model::Model m;
   table(m, 10, 1.0);
-  m.KK(8) = 2;
-  m.KK(10) = 1;
+  m.KK(kk::OUTSTEP) = 2;
+  m.KK(kk::OUTHOLD) = 1;
   EXPECT_EQ(outputs(m), std::vector<int>{10});          // no change ever: the end still writes
   EXPECT_EQ(outputs(m, 5), (std::vector<int>{6, 8, 10}));  // from the change on
 }
@@ -52,18 +52,18 @@ TEST(OutputDecision, StepScheduleHeldUntilFirstChange) {
 TEST(OutputDecision, TimeSchedule) {
   model::Model m;
   table(m, 10, 1.0);
-  m.KK(33) = 1;
-  m.RR(9) = 0.25;
+  m.KK(kk::OUTBYTIME) = 1;
+  m.RR(rr::OUTTIME) = 0.25;
   // 0.25 falls between stations: the first step at or past each output time writes.
   EXPECT_EQ(outputs(m), (std::vector<int>{3, 5, 8, 10}));
-  m.RR(9) = 0.0;  // no interval: the end time only
+  m.RR(rr::OUTTIME) = 0.0;  // no interval: the end time only
   EXPECT_EQ(outputs(m), std::vector<int>{10});
   for (const double dt : {1.0e-13, 1.0e-20}) {  // finer than the steps, or than the clock
-    m.RR(9) = dt;
+    m.RR(rr::OUTTIME) = dt;
     EXPECT_EQ(outputs(m).size(), 10u) << dt;
   }
-  m.RR(9) = 0.3;
-  m.KK(10) = 1;
+  m.RR(rr::OUTTIME) = 0.3;
+  m.KK(kk::OUTHOLD) = 1;
   EXPECT_EQ(outputs(m), std::vector<int>{10});
   EXPECT_EQ(outputs(m, 4), (std::vector<int>{6, 9, 10}));
 }
@@ -73,7 +73,7 @@ TEST(OutputDecision, StopFlagAlwaysWrites) {
   table(m, 4, 1.0);
   job::OutSched s = job::OUTINIT(m);
   EXPECT_EQ(job::OUTSEL(m, 0.1, s, 0, 1), 1);
-  m.KK(33) = 2;  // neither schedule
+  m.KK(kk::OUTBYTIME) = 2;  // neither schedule
   EXPECT_EQ(job::OUTSEL(m, 1.0, s, 0, 0), 0);
 }
 

@@ -21,13 +21,13 @@ void index_model(model::Model& m, int neq, int nz, int mbytes, bool newlog = tru
     model::MODELRESET(m);
     ASSERT_TRUE(base::open_text_out(m.unit(m.UNIT(2)), "EXEC.LOG"));
   }
-  m.KK(21) = 1;
-  m.KK(28) = -1;
-  m.KK(22) = neq;
-  m.KK(26) = nz;
-  m.KK(27) = mbytes;
-  m.KK(31) = 1;
-  m.RR(3) = 1.0e-10;
+  m.KK(kk::SOLVER) = 1;
+  m.KK(kk::DEVICE) = -1;
+  m.KK(kk::NEQ) = neq;
+  m.KK(kk::NZ) = nz;
+  m.KK(kk::MEMMB) = mbytes;
+  m.KK(kk::CGPREC) = 1;
+  m.RR(rr::TOLCG) = 1.0e-10;
   ASSERT_TRUE(m.IA.allocate(neq + 1));
   ASSERT_TRUE(m.JA.allocate(nz));
   ASSERT_TRUE(m.AV.allocate(nz));

@@ -17,9 +17,9 @@ using namespace ossa::solvers;
 
 void setup(model::Model& m, const orkpat::Pattern& p, int mb) {
   ossa::test::open_log(m);
-  m.KK(22) = p.n;
-  m.KK(26) = static_cast<int>(p.ja.size());
-  m.KK(27) = mb;
+  m.KK(kk::NEQ) = p.n;
+  m.KK(kk::NZ) = static_cast<int>(p.ja.size());
+  m.KK(kk::MEMMB) = mb;
   ASSERT_TRUE(m.IA.allocate(p.n + 1));
   ASSERT_TRUE(m.JA.allocate(static_cast<long>(p.ja.size())));
   std::copy(p.ia.begin(), p.ia.end(), m.IA.data());

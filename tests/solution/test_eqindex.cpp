@@ -10,7 +10,7 @@
 
 #include "base/fmt.hpp"
 #include "solution/index.hpp"
-#include "model/mesh.hpp"
+#include "mesh.hpp"
 #include "testutil.hpp"
 
 using ossa::model::Model;
@@ -48,9 +48,9 @@ Pattern stored(const Model& m, bool lower) {
   const int neq = m.NEQ();
   EXPECT_EQ(m.IA.size(), neq + 1);
   EXPECT_EQ(m.IA(1), 1);
-  EXPECT_EQ(m.IA(neq + 1), m.KK(26) + 1);
-  EXPECT_EQ(m.JA.size(), m.KK(26));
-  EXPECT_EQ(m.AV.size(), m.KK(26));
+  EXPECT_EQ(m.IA(neq + 1), m.KK(ossa::kk::NZ) + 1);
+  EXPECT_EQ(m.JA.size(), m.KK(ossa::kk::NZ));
+  EXPECT_EQ(m.AV.size(), m.KK(ossa::kk::NZ));
   for (int i = 1; i <= neq; ++i) {
     EXPECT_EQ(m.JA(m.IA(i)), i);
     for (int k = m.IA(i); k < m.IA(i + 1); ++k) {
@@ -125,12 +125,12 @@ TEST(EqIndex, PatternIsThatOfTheElementsWhateverTheirOrderAndBlockWidth) {
       std::shuffle(shuffled.begin(), shuffled.end(), g);
       ossa::testing::build(b, points(nn), shuffled, solver);
       ossa::testing::constrain(b, plnk);
-      b.KK(25) = w;
+      b.KK(ossa::kk::BLOCKW) = w;
       run(b);
       ASSERT_EQ(a.NEQ(), b.NEQ());
-      ASSERT_EQ(a.KK(26), b.KK(26));
+      ASSERT_EQ(a.KK(ossa::kk::NZ), b.KK(ossa::kk::NZ));
       for (int i = 1; i <= a.NEQ() + 1; ++i) EXPECT_EQ(a.IA(i), b.IA(i));
-      for (int k = 1; k <= a.KK(26); ++k) EXPECT_EQ(a.JA(k), b.JA(k));
+      for (int k = 1; k <= a.KK(ossa::kk::NZ); ++k) EXPECT_EQ(a.JA(k), b.JA(k));
     }
   }
 }
@@ -142,7 +142,7 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     ossa::test::open_log(m);
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
-    m.KK(27) = 0;  // no memory at all
+    m.KK(ossa::kk::MEMMB) = 0;  // no memory at all
     mdl::MODELALLOC(m);
     ossa::solution::DOFINIT(m);
     // Words held at the test: the model, then RHS and DX of 15 equations.
@@ -165,7 +165,7 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
     ossa::testing::build(m, points(8), el, 2);
     ossa::test::open_log(m);
     ossa::testing::build(m, points(8), el, 2);
-    m.KK(25) = 2;
+    m.KK(ossa::kk::BLOCKW) = 2;
     mdl::MODELALLOC(m);
     ossa::solution::DOFINIT(m);
     EXPECT_EXIT(ossa::solution::EQINDEX(m, 7), ::testing::ExitedWithCode(0), "");

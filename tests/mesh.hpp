@@ -24,25 +24,25 @@ inline void build(model::Model& m, const std::vector<std::array<double, 3>>& xyz
   int count[6] = {};
   for (const auto& e : elems) ++count[e.TYPE];
   const int nn = static_cast<int>(xyz.size());
-  m.KK(11) = nn;
-  m.KK(12) = static_cast<int>(elems.size());
-  m.KK(13) = count[1];
-  m.KK(14) = count[2];
-  m.KK(15) = count[3];
-  m.KK(16) = count[4];
-  m.KK(17) = count[5];
-  m.KK(21) = solver;
-  m.KK(25) = 45;
-  m.KK(27) = 400;
-  m.KK(28) = -1;
-  m.KK(32) = 1;
+  m.KK(kk::NNODE) = nn;
+  m.KK(kk::NELEM) = static_cast<int>(elems.size());
+  m.KK(kk::NSHELL) = count[1];
+  m.KK(kk::NSOLID) = count[2];
+  m.KK(kk::NGAP) = count[3];
+  m.KK(kk::NRUBB) = count[4];
+  m.KK(kk::NTRUSS) = count[5];
+  m.KK(kk::SOLVER) = solver;
+  m.KK(kk::BLOCKW) = 45;
+  m.KK(kk::MEMMB) = 400;
+  m.KK(kk::DEVICE) = -1;
+  m.KK(kk::ONE) = 1;
   m.XYZ.allocate(3, nn + count[4]);
   m.NODEID.allocate(nn + count[4]);
   for (int i = 1; i <= nn; ++i) {
     m.NODEID(i) = 100 + i;
     for (int k = 1; k <= 3; ++k) m.XYZ(k, i) = xyz[i - 1][k - 1];
   }
-  m.ELEM.allocate(m.KK(12));
+  m.ELEM.allocate(m.KK(kk::NELEM));
   m.SHLREC.allocate(count[1]);
   m.SOLREC.allocate(count[2]);
   m.GAPREC.allocate(count[3]);
@@ -63,10 +63,10 @@ inline void build(model::Model& m, const std::vector<std::array<double, 3>>& xyz
 
 // Constraint rows: PLKNOD and PLKFLG (six flags each).
 inline void constrain(model::Model& m, const std::vector<std::pair<int, std::array<int, 6>>>& rows) {
-  m.KK(41) = static_cast<int>(rows.size());
-  m.PLKNOD.allocate(m.KK(41));
-  m.PLKFLG.allocate(6, m.KK(41));
-  for (int i = 1; i <= m.KK(41); ++i) {
+  m.KK(kk::NPLNK) = static_cast<int>(rows.size());
+  m.PLKNOD.allocate(m.KK(kk::NPLNK));
+  m.PLKFLG.allocate(6, m.KK(kk::NPLNK));
+  for (int i = 1; i <= m.KK(kk::NPLNK); ++i) {
     m.PLKNOD(i) = rows[i - 1].first;
     for (int k = 1; k <= 6; ++k) m.PLKFLG(k, i) = rows[i - 1].second[k - 1];
   }

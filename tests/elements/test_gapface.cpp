@@ -4,8 +4,8 @@
 
 #include <cmath>
 
-#include "solution/index.hpp"
-#include "model/mesh.hpp"
+#include "model/model.hpp"
+#include "mesh.hpp"
 #include "elements/family.hpp"
 
 using namespace ossa;
