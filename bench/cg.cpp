@@ -18,6 +18,7 @@
 #include <ctime>
 #include <vector>
 
+#include "mats.hpp"
 #include "model/stop.hpp"
 #include "model/model.hpp"
 #include "solvers/cg/cg.hpp"
@@ -60,42 +61,6 @@ Mesh cube_mesh(int N) {
         }
       }
   return m;
-}
-
-// Stiffness of a linear tetrahedron, 12 x 12 row-major, unknowns node by node.
-void tet_stiffness(const double X[4][3], double E, double nu, double K[144]) {
-  double J[3][3];
-  for (int a = 0; a < 3; ++a)
-    for (int d = 0; d < 3; ++d) J[d][a] = X[a + 1][d] - X[0][d];
-  const double det = J[0][0] * (J[1][1] * J[2][2] - J[1][2] * J[2][1]) -
-                     J[0][1] * (J[1][0] * J[2][2] - J[1][2] * J[2][0]) +
-                     J[0][2] * (J[1][0] * J[2][1] - J[1][1] * J[2][0]);
-  // Rows of J^-1 are the gradients of the shape functions of nodes 1..3.
-  double inv[3][3];
-  for (int r = 0; r < 3; ++r)
-    for (int c = 0; c < 3; ++c) {
-      const int r1 = (c + 1) % 3, r2 = (c + 2) % 3, c1 = (r + 1) % 3, c2 = (r + 2) % 3;
-      inv[r][c] = (J[r1][c1] * J[r2][c2] - J[r1][c2] * J[r2][c1]) / det;
-    }
-  double g[4][3];
-  for (int d = 0; d < 3; ++d) {
-    g[0][d] = 0.0;
-    for (int a = 1; a < 4; ++a) {
-      g[a][d] = inv[a - 1][d];
-      g[0][d] -= g[a][d];
-    }
-  }
-  const double vol = std::fabs(det) / 6.0;
-  const double lam = E * nu / ((1 + nu) * (1 - 2 * nu)), mu = E / (2 * (1 + nu));
-  // K(a i, b j) = V (lam g_a,i g_b,j + mu g_a,j g_b,i + mu delta_ij g_a . g_b)
-  for (int a = 0; a < 4; ++a)
-    for (int b = 0; b < 4; ++b) {
-      const double gg = g[a][0] * g[b][0] + g[a][1] * g[b][1] + g[a][2] * g[b][2];
-      for (int i = 0; i < 3; ++i)
-        for (int j = 0; j < 3; ++j)
-          K[(3 * a + i) * 12 + 3 * b + j] =
-              vol * (lam * g[a][i] * g[b][j] + mu * g[a][j] * g[b][i] + (i == j ? mu * gg : 0.0));
-    }
 }
 
 // ---- global system in the solver's storage ---------------------------------
@@ -166,7 +131,7 @@ System assemble(int N) {
       X[a][2] = h * (n / ((N + 1) * (N + 1)));
       for (int d = 0; d < 3; ++d) q[3 * a + d] = eq[3 * n + d];
     }
-    tet_stiffness(X, 17000.0, 0.3, K);
+    ossa::bench::tet_element(X, 17000.0, 0.3, K);
     for (int a = 0; a < 12; ++a)
       for (int b = 0; b < 12; ++b)
         if (q[a] > 0 && q[b] > 0 && q[b] <= q[a]) s.av[find(s, q[a], q[b])] += K[a * 12 + b];

@@ -45,6 +45,42 @@ inline long csr_find(const UpperCsr& a, int i, int j) {
   return p != e && *p == j + 1 ? p - a.JA.begin() : -1;
 }
 
+// Stiffness of a linear tetrahedron, 12 x 12 row-major, unknowns node by node.
+inline void tet_element(const double X[4][3], double E, double nu, double K[144]) {
+  double J[3][3];
+  for (int a = 0; a < 3; ++a)
+    for (int d = 0; d < 3; ++d) J[d][a] = X[a + 1][d] - X[0][d];
+  const double det = J[0][0] * (J[1][1] * J[2][2] - J[1][2] * J[2][1]) -
+                     J[0][1] * (J[1][0] * J[2][2] - J[1][2] * J[2][0]) +
+                     J[0][2] * (J[1][0] * J[2][1] - J[1][1] * J[2][0]);
+  // Rows of J^-1 are the gradients of the shape functions of nodes 1..3.
+  double inv[3][3];
+  for (int r = 0; r < 3; ++r)
+    for (int c = 0; c < 3; ++c) {
+      const int r1 = (c + 1) % 3, r2 = (c + 2) % 3, c1 = (r + 1) % 3, c2 = (r + 2) % 3;
+      inv[r][c] = (J[r1][c1] * J[r2][c2] - J[r1][c2] * J[r2][c1]) / det;
+    }
+  double g[4][3];
+  for (int d = 0; d < 3; ++d) {
+    g[0][d] = 0.0;
+    for (int a = 1; a < 4; ++a) {
+      g[a][d] = inv[a - 1][d];
+      g[0][d] -= g[a][d];
+    }
+  }
+  const double vol = std::fabs(det) / 6.0;
+  const double lam = E * nu / ((1 + nu) * (1 - 2 * nu)), mu = E / (2 * (1 + nu));
+  // K(a i, b j) = V (lam g_a,i g_b,j + mu g_a,j g_b,i + mu delta_ij g_a . g_b)
+  for (int a = 0; a < 4; ++a)
+    for (int b = 0; b < 4; ++b) {
+      const double gg = g[a][0] * g[b][0] + g[a][1] * g[b][1] + g[a][2] * g[b][2];
+      for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+          K[(3 * a + i) * 12 + 3 * b + j] =
+              vol * (lam * g[a][i] * g[b][j] + mu * g[a][j] * g[b][i] + (i == j ? mu * gg : 0.0));
+    }
+}
+
 inline UpperCsr tet_stiffness(int nx, int ny, int nz, unsigned seed = 1) {
   const int px = nx + 1, py = ny + 1, pz = nz + 1;
   const int nn = px * py * pz;
@@ -87,35 +123,14 @@ inline UpperCsr tet_stiffness(int nx, int ny, int nz, unsigned seed = 1) {
       x[a][1] = (id / px) % py;
       x[a][2] = id / (px * py);
     }
-    // Gradients of the shape functions from the inverse of the edge matrix.
-    double J[3][3];
-    for (int r = 0; r < 3; ++r)
-      for (int c = 0; c < 3; ++c) J[r][c] = x[r + 1][c] - x[0][c];
-    const double det = J[0][0] * (J[1][1] * J[2][2] - J[1][2] * J[2][1]) -
-                       J[0][1] * (J[1][0] * J[2][2] - J[1][2] * J[2][0]) +
-                       J[0][2] * (J[1][0] * J[2][1] - J[1][1] * J[2][0]);
-    double inv[3][3];
-    for (int r = 0; r < 3; ++r)
-      for (int c = 0; c < 3; ++c) {
-        const int r1 = (c + 1) % 3, r2 = (c + 2) % 3, c1 = (r + 1) % 3, c2 = (r + 2) % 3;
-        inv[r][c] = (J[r1][c1] * J[r2][c2] - J[r1][c2] * J[r2][c1]) / det;
-      }
-    double gr[4][3];
-    for (int c = 0; c < 3; ++c) {
-      gr[0][c] = 0.0;
-      for (int a = 1; a < 4; ++a) { gr[a][c] = inv[c][a - 1]; gr[0][c] -= gr[a][c]; }
-    }
-    const double E = mod(g), vol = std::fabs(det) / 6.0;
-    const double lam = E * nu / ((1 + nu) * (1 - 2 * nu)), mu = E / (2 * (1 + nu));
+    double K[144];
+    tet_element(x, mod(g), nu, K);
     for (int a = 0; a < 4; ++a)
       for (int b = 0; b < 4; ++b)
         for (int d = 0; d < 3; ++d)
           for (int f = 0; f < 3; ++f) {
             const int i = 3 * e[a] + d, j = 3 * e[b] + f;
-            if (i > j) continue;
-            double k = lam * gr[a][d] * gr[b][f] + mu * gr[a][f] * gr[b][d];
-            if (d == f) k += mu * (gr[a][0] * gr[b][0] + gr[a][1] * gr[b][1] + gr[a][2] * gr[b][2]);
-            A.AV[csr_find(A, i, j)] += vol * k;
+            if (i <= j) A.AV[csr_find(A, i, j)] += K[(3 * a + d) * 12 + 3 * b + f];
           }
   }
   for (int j = 0; j < py; ++j)
