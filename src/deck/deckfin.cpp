@@ -160,7 +160,14 @@ void bone_fields(const Model& m, int row, Rec& s) {
   s.ECRUSH = m.RD.PROPFP(9, row) * 1.0e-6;
 }
 
-void rubber_fields(const Model& m, int row, model::RUBREC& s) {
+// The law needs a positive shear modulus 2 (C1 + C2) with neither term
+// negative (C2 = 0 is the neo-Hookean law), and a positive bulk modulus:
+// its pressure equation divides by it.
+void rubber_fields(Model& m, int row, long line, model::RUBREC& s) {
+  const double c1 = m.RD.PROPFP(1, row), c2 = m.RD.PROPFP(2, row), kb = m.RD.PROPFP(4, row);
+  if (!(c1 >= 0.0 && c2 >= 0.0 && c1 + c2 > 0.0 && kb > 0.0))
+    INPUTFAIL(m, line, "RUBBER ELEMENT " + std::to_string(m.RD.PROPIP(6, row)) +
+                           ": C1 AND C2 MUST NOT BE NEGATIVE, C1+C2 AND THE BULK MODULUS MUST BE POSITIVE.");
   s.GROUP = m.RD.PROPIP(1, row) + 1;
   s.C1 = m.RD.PROPFP(1, row);
   s.C2 = m.RD.PROPFP(2, row);
@@ -218,7 +225,7 @@ void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
         break;
       }
       case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.RD.PROPFP(5, row); break;
-      case 4: rubber_fields(m, row, m.RUBREC(i)); break;
+      case 4: rubber_fields(m, row, line, m.RUBREC(i)); break;
       case 5: truss_fields(m, row, m.TRSREC(i)); break;
       default: break;
     }

@@ -14,6 +14,7 @@ void no_force(Model&, const ELEMREC&, Arr2<double>&, int) {}
 bool no_status(Model&, const ELEMREC&) { return false; }
 void no_res(const Model&, const ELEMREC&, const Arr2<double>&, void*) {}
 int no_snap(Model&, const ELEMREC&, SNAPITEM*) { return 0; }
+void no_aux(Model&, const ELEMREC&) {}
 
 static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES &&
               sizeof(RubberOut) <= MAXRESBYTES && sizeof(TrussOut) <= MAXRESBYTES);
@@ -21,17 +22,17 @@ static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES
 // Row 0 stands for a TYPE that names no family.
 constexpr FAMILY ROWS[NFAMILY + 1] = {
     {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, 0, no_res,
-     no_snap},
+     no_snap, no_aux},
     {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS,
-     sizeof(ShellOut), SHLRES, SHLSNAP},
+     sizeof(ShellOut), SHLRES, SHLSNAP, no_aux},
     {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS,
-     sizeof(SolidOut), SOLRES, SOLSNAP},
+     sizeof(SolidOut), SOLRES, SOLSNAP, no_aux},
     {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS,
-     0, GAPRES, GAPSNAP},
+     0, GAPRES, GAPSNAP, no_aux},
     {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS,
-     sizeof(RubberOut), RUBRES, RUBSNAP},
+     sizeof(RubberOut), RUBRES, RUBSNAP, RUBAUX},
     {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS,
-     sizeof(TrussOut), TRSRES, TRSSNAP},
+     sizeof(TrussOut), TRSRES, TRSSNAP, no_aux},
 };
 
 }  // namespace

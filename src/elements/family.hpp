@@ -4,6 +4,7 @@
 // gap), each with the same set of routines.
 #pragma once
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "base/array.hpp"
@@ -69,6 +70,9 @@ struct FAMILY {
   // Snapshot record of EXEC.RST: the items of the element's state in their
   // order; 0 items: the family keeps none.
   int (*SNAP)(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
+  // After a solve: the increments in m.DU of the element's interior nodes,
+  // which have no equations, from those of its grid points.
+  void (*AUXUPD)(Model& m, const ELEMREC& e);
 };
 
 // The row of TYPE; a TYPE that names no family gets an empty row.
@@ -123,6 +127,11 @@ void RUBFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool RUBSTATUS(Model& m, const ELEMREC& e);
 void RUBRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
 int RUBSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
+void RUBAUX(Model& m, const ELEMREC& e);
+// Scalar mass matrix of the rubber element with corners NOD(4), density RHO:
+// OPT 0 consistent, SM(5,5) column by column; OPT 1 lumped, SM(5). Both are
+// diagonal, the interior node fifth; the mass is that of the initial volume.
+void RUBMASS(const Arr2<double>& XYZ, const std::int32_t* NOD, double RHO, int OPT, double* SM);
 
 bool TRSRECOK(const Model& m, const ELEMREC& e);
 void TRSSTART(Model& m, ELEMREC& e, double* CLASS);

@@ -96,16 +96,6 @@ void btdb_small(const double* DN, const double* Dp, double v, double* SK) {
   }
 }
 
-// H(i,j) = sum over a of u(i,a) DN(j,a).
-void gradient(const double* DN, const double* u, double* H) {
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j) {
-      double s = 0.0;
-      for (int a = 0; a < 4; ++a) s += u[3 * a + i] * DN[3 * a + j];
-      H[i + 3 * j] = s;
-    }
-}
-
 // The strain increment against the record, the stress integrated with the
 // record's tangent and, for a PLASTIC element, the plastic strain.
 void update(Model& m, SOLREC& r, const double* e, int IREC, int UNITNO) {
@@ -197,10 +187,19 @@ void GLSTRAIN(const double* H, double* E) {
   E[5] = h(3, 1) + h(1, 3) + h(1, 1) * h(1, 3) + h(2, 1) * h(2, 3) + h(3, 1) * h(3, 3);
 }
 
-void BNLMAT(const double* DN, const double* H, double* BL) {
+void DISPGRAD(const double* DN, const double* u, double* H, int NN) {
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j) {
+      double s = 0.0;
+      for (int a = 0; a < NN; ++a) s += u[3 * a + i] * DN[3 * a + j];
+      H[i + 3 * j] = s;
+    }
+}
+
+void BNLMAT(const double* DN, const double* H, double* BL, int NN) {
   // With F = I + H the rows are those of the small-strain B with F(i,j) in
   // place of the Kronecker delta.
-  for (int a = 0; a < 4; ++a) {
+  for (int a = 0; a < NN; ++a) {
     const double ax = DN[3 * a], ay = DN[3 * a + 1], az = DN[3 * a + 2];
     for (int i = 0; i < 3; ++i) {
       const double f1 = H[i] + (i == 0 ? 1.0 : 0.0);
@@ -217,9 +216,9 @@ void BNLMAT(const double* DN, const double* H, double* BL) {
   }
 }
 
-void GMAT9(const double* DN, double* G) {
-  ZEROD(G, 9 * NE);
-  for (int a = 0; a < 4; ++a)
+void GMAT9(const double* DN, double* G, int NN) {
+  ZEROD(G, 27 * NN);
+  for (int a = 0; a < NN; ++a)
     for (int i = 0; i < 3; ++i)
       for (int j = 0; j < 3; ++j) G[(3 * i + j) + 9 * (3 * a + i)] = DN[3 * a + j];
 }
@@ -245,7 +244,7 @@ void SOLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>
   gather_x(NOD, XYZ, X);
   gather_u(NOD, U, u);
   const double v = TETDN(X, DN) / 6.0;
-  gradient(DN, u, H);
+  DISPGRAD(DN, u, H);
   BNLMAT(DN, H, BL);
   btdb(BL, D, v, SK);
   // Initial-stress part, G^T S~ G: the same scalar dN_a . S dN_b on the
@@ -281,7 +280,7 @@ void SOLFNL(Model& m, Arr2<double>& P, Arr2<double>& PD, SOLREC& r, const Arr2<d
   gather_x(NOD, XYZ, X);
   gather_u(NOD, U, u);
   const double v6 = TETDN(X, DN);
-  gradient(DN, u, H);
+  DISPGRAD(DN, u, H);
   GLSTRAIN(H, E);
   update(m, r, E, IREC, UNITNO);
   BNLMAT(DN, H, BL);

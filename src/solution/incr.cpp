@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "elements/family.hpp"
 #include "elements/status.hpp"
 #include "model/stop.hpp"
 #include "solution/assembly.hpp"
@@ -29,6 +30,11 @@ void DISPUPD(Model& m, int FIRST) {
         for (int j = 1; j <= 3; ++j) r[i - 1] += m.FRAME(j, i, nd) * m.DU(3 + j, nd);
       for (int i = 1; i <= 3; ++i) m.DU(3 + i, nd) = r[i - 1];
     }
+  }
+  // Interior nodes follow their elements' grid points by condensation.
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    const model::ELEMREC& e = m.ELEM(ie);
+    elements::FAMILYOF(e.TYPE).AUXUPD(m, e);
   }
   const int n = nn + m.NAUX();
   for (int nd = 1; nd <= n; ++nd)
