@@ -181,11 +181,19 @@ double shape_checked(Model& m, int g, const double* X, double* DN) {
   return det;
 }
 
-// A point whose deformation gradient turned inside out (or is no number):
-// nothing sound can follow from it.
-[[noreturn]] void inverted(Model& m, std::int32_t ID, int g, double I3) {
+// det F of F = I + H. C = F^T F cannot tell a mirrored point from a sound
+// one (det C = det F^2), so the sign is taken here.
+double detf(const double* H) {
+  const double F[9] = {1 + H[0], H[1], H[2], H[3], 1 + H[4], H[5], H[6], H[7], 1 + H[8]};
+  return F[0] * (F[4] * F[8] - F[5] * F[7]) - F[3] * (F[1] * F[8] - F[2] * F[7]) +
+         F[6] * (F[1] * F[5] - F[2] * F[4]);
+}
+
+// A point turned inside out (det F <= 0, or no number): a mirrored state
+// would have a finite energy and a converged, wrong equilibrium.
+[[noreturn]] void inverted(Model& m, std::int32_t ID, int g, double J) {
   model::FAIL(m, "RUBBER ELEMENT " + std::to_string(ID) + " IS TURNED INSIDE OUT AT POINT " +
-                     std::to_string(g) + " (DET C =" + base::fPE(I3, 12, 4) + ").",
+                     std::to_string(g) + " (DET F =" + base::fPE(J, 12, 4) + ").",
               -9);
 }
 
@@ -203,12 +211,14 @@ void RUBF(Model& m, Arr2<double>& P, Arr2<double>& PD, RUBREC& r, const Arr2<dou
     double DN[NU5], H[9], BL[6 * NU5], h;
     const double wd = RUBW[g - 1] * shape_checked(m, g, X, DN);
     DISPGRAD(DN, u, H, 5);
+    const double J = detf(H);
+    if (!(J > 0.0)) inverted(m, ID, g, J);
     double* E = &r.STRAIN(1, g);
     double* S = &r.STRESS(1, g);
     GLSTRAIN(H, E);
     const double p = L[0] * pc[0] + L[1] * pc[1] + L[2] * pc[2] + L[3] * pc[3];
     const double I3 = RUBLAW(r, E, p, S, rec + 21 * (g - 1), rec + 21 * RUBNPT + 6 * (g - 1), h);
-    if (!(I3 > 0.0) || !std::isfinite(h)) inverted(m, ID, g, I3);
+    if (!(I3 > 0.0) || !std::isfinite(h)) inverted(m, ID, g, J);
     BNLMAT(DN, H, BL, 5);
     for (int q = 0; q < NU5; ++q) f[q] += wd * base::DOT(BL + 6 * q, S, 6);
     for (int a = 0; a < 4; ++a) fp[a] += wd * L[a] * h;

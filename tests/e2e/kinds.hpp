@@ -13,6 +13,7 @@ namespace ossa::test {
 struct KindDeck {
   const char* what;  // the capability the deck needs
   std::string deck;
+  bool built = false;  // the capability exists: the job runs to its end
 };
 
 // The parts of a deck around its extra cards: control cards and counts may be
@@ -35,10 +36,10 @@ inline std::vector<KindDeck> kind_decks() {
   const auto& t = b.tets;
   const DeckParts base{cntnd(b.nnode()), cntel(nt), cntrl(0, 0, 10, 1e-4), cntr2(3, 1), "", ""};
   std::vector<KindDeck> v;
-  auto add = [&](const char* what, auto edit) {
+  auto add = [&](const char* what, auto edit, bool built = false) {
     DeckParts p = base;
     edit(p);
-    v.push_back({what, join(b, p)});
+    v.push_back({what, join(b, p), built});
   };
   add("DYNAMIC ANALYSIS", [](DeckParts& p) {
     p.cntrl[8] = '1';
@@ -61,7 +62,7 @@ inline std::vector<KindDeck> kind_decks() {
     p.cntrl = cntrl(1, 0, 10, 1e-4, -1);
     p.extra = solid(nt + 1, t[0]).replace(0, 5, "RUBB ") +
               card("PROPT00004%10d%10.5f%10.3E%10.3E%10.3E", nt + 1, 0.5, 0.1, 0.0, 100.0);
-  });
+  }, true);
   add("THE TRUSS ELEMENT", [&](DeckParts& p) {
     p.cntel = cntel(nt, 0, 0, 0, 1);
     p.extra = card("TRUSS%10d%10d%10d", 1, 1, b.nnode()) + card("TRSTB%5s%5d", "", 2) +
