@@ -260,19 +260,7 @@ void RUBK(Model& m, const RUBREC& r, const Arr2<double>& XYZ, const Arr2<double>
       const double bw = wd * base::DOT(b, WP, 6);
       for (int a = 0; a < 4; ++a) KUP[p + NU5 * a] += bw * L[a];
     }
-    // Initial stress, G^T S~ G: dN_a . S dN_b on the three translation
-    // pairs of nodes a and b.
-    const double* s = &r.STRESS(1, g);
-    for (int a = 0; a < 5; ++a) {
-      const double* pa = DN + 3 * a;
-      const double sp[3] = {s[0] * pa[0] + s[3] * pa[1] + s[5] * pa[2],
-                            s[3] * pa[0] + s[1] * pa[1] + s[4] * pa[2],
-                            s[5] * pa[0] + s[4] * pa[1] + s[2] * pa[2]};
-      for (int b = a; b < 5; ++b) {
-        const double gab = wd * base::DOT(sp, DN + 3 * b, 3);
-        for (int i = 0; i < 3; ++i) KUU[pk(3 * a + i, 3 * b + i, NU5)] += gab;
-      }
-    }
+    GEOSTIFF(DN, &r.STRESS(1, g), wd, KUU, 5);
     for (int a = 0; a < 4; ++a)
       for (int b = 0; b < 4; ++b) KPP[a + 4 * b] -= wd / r.KB * L[a] * L[b];
   }

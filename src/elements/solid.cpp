@@ -247,18 +247,22 @@ void SOLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>
   DISPGRAD(DN, u, H);
   BNLMAT(DN, H, BL);
   btdb(BL, D, v, SK);
-  // Initial-stress part, G^T S~ G: the same scalar dN_a . S dN_b on the
-  // three translation pairs of nodes a and b.
-  const double* s = STRESS;
-  for (int a = 0; a < 4; ++a) {
+  GEOSTIFF(DN, STRESS, v, SK);
+}
+
+void GEOSTIFF(const double* DN, const double* S, double v, double* SK, int NN) {
+  // G^T S~ G: the same scalar dN_a . S dN_b on the three translation pairs
+  // of nodes a and b.
+  const int n = 3 * NN;
+  for (int a = 0; a < NN; ++a) {
     const double* p = DN + 3 * a;
-    const double sp[3] = {s[0] * p[0] + s[3] * p[1] + s[5] * p[2],
-                          s[3] * p[0] + s[1] * p[1] + s[4] * p[2],
-                          s[5] * p[0] + s[4] * p[1] + s[2] * p[2]};
-    for (int b = a; b < 4; ++b) {
+    const double sp[3] = {S[0] * p[0] + S[3] * p[1] + S[5] * p[2],
+                          S[3] * p[0] + S[1] * p[1] + S[4] * p[2],
+                          S[5] * p[0] + S[4] * p[1] + S[2] * p[2]};
+    for (int b = a; b < NN; ++b) {
       const double* q = DN + 3 * b;
       const double g = v * (sp[0] * q[0] + sp[1] * q[1] + sp[2] * q[2]);
-      for (int i = 0; i < 3; ++i) SK[PACKIDX(3 * a + i + 1, 3 * b + i + 1, NE) - 1] += g;
+      for (int i = 0; i < 3; ++i) SK[PACKIDX(3 * a + i + 1, 3 * b + i + 1, n) - 1] += g;
     }
   }
 }

@@ -38,6 +38,10 @@ void BNLMAT(const double* DN, const double* H, double* BL, int NN = 4);
 // G(9,3 NN): rows 1-3 act on the x translations, 4-6 on y, 7-9 on z.
 void GMAT9(const double* DN, double* G, int NN = 4);
 
+// Adds the initial-stress stiffness v G^T S~ G of the stress S(6) to the
+// packed matrix SK of order 3 NN.
+void GEOSTIFF(const double* DN, const double* S, double v, double* SK, int NN = 4);
+
 // ST(9,9): three diagonal blocks of the stress tensor of S(6).
 void SMAT9(const double* S, double* ST);
 
