@@ -1,8 +1,8 @@
-// The mixed rubber tetrahedron: the unstrained and rigidly turned element
-// carries no stress, a corner pressure is a hydrostatic Cauchy stress, the
-// law meets the incompressible closed forms, the tangent is the derivative
-// of force and pressure residual, and condensing the interior node solves
-// the same system as keeping it.
+// The mixed rubber tetrahedron: its interior node's shape function, no
+// stress in the unstrained and the rigidly turned element, a corner pressure
+// as a hydrostatic Cauchy stress, the law against the incompressible closed
+// forms, the tangent as the derivative of force and pressure residual, and
+// condensing the interior node solves the same system as keeping it.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -12,6 +12,7 @@
 #include "base/kernels.hpp"
 #include "elements/family.hpp"
 #include "elements/rubber.hpp"
+#include "elements/solid.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -83,6 +84,23 @@ TEST(Rubber, NoStressUnstrainedOrTurnedAndCornerPressureIsHydrostatic) {
   for (double x : RUBW) w += x;
   EXPECT_NEAR(w, 1.0 / 6.0, 1e-15);
   Rub t;
+  // Shape gradients at each point: the interior node's is that of
+  // 256 L1 L2 L3 L4, and all five sum to zero.
+  double X[15], DL[12], DN[15];
+  for (int a = 0; a < 5; ++a)
+    for (int j = 0; j < 3; ++j) X[3 * a + j] = t.XYZ(j + 1, a + 1);
+  const double v6 = TETDN(X, DL);
+  for (int g = 1; g <= RUBNPT; ++g) {
+    const double* L = RUBL[g - 1];
+    EXPECT_NEAR(RUBSHAPE(g, X, DN), v6, 1e-13);
+    for (int j = 0; j < 3; ++j) {
+      double grad = 0.0, sum = 0.0;
+      for (int a = 0; a < 4; ++a) grad += 256.0 * L[(a + 1) % 4] * L[(a + 2) % 4] * L[(a + 3) % 4] * DL[3 * a + j];
+      for (int a = 0; a < 5; ++a) sum += DN[3 * a + j];
+      EXPECT_NEAR(DN[12 + j], grad, 1e-12) << g;
+      EXPECT_NEAR(sum, 0.0, 1e-12) << g;
+    }
+  }
   // A finite rotation about a skew axis and a translation; the unturned case
   // is the zero state.
   for (double angle : {0.0, 0.9}) {
@@ -92,9 +110,9 @@ TEST(Rubber, NoStressUnstrainedOrTurnedAndCornerPressureIsHydrostatic) {
       for (int j = 0; j < 3; ++j)
         R[i + 3 * j] = (i == j ? c : 0.0) + (1 - c) * n[i] * n[j] +
                        s * (i == j ? 0.0 : ((j - i + 3) % 3 == 1 ? -n[3 - i - j] : n[3 - i - j]));
-    auto turn = [&](const double* X, double* u) {
-      apply(R, X, u);
-      for (int i = 0; i < 3; ++i) u[i] += 0.3 * i - X[i];
+    auto turn = [&](const double* x, double* u) {
+      apply(R, x, u);
+      for (int i = 0; i < 3; ++i) u[i] += 0.3 * i - x[i];
     };
     const double zero[4] = {}, p0 = 2.5, hyd[4] = {p0, p0, p0, p0};
     t.force(turn, zero);
