@@ -20,7 +20,14 @@ bool riks(const Model& m) {
   return m.KK(kk::DYNAMIC) == 0 && m.KK(kk::RIKS) > 0 && m.KK(kk::RIKS) <= m.KK(kk::NSTEP);
 }
 
+// Rubber elements need, beyond the static route, their mass with the
+// interior node mixed in before condensation (dynamics) and their
+// condensation record in the contact force estimate.
+bool rubber_in(const Model& m, int key) { return m.NRUBB() > 0 && m.KK(key) > 0; }
+
 constexpr Missing MISSING[] = {
+    {[](const Model& m) { return rubber_in(m, kk::DYNAMIC); }, "RUBBER ELEMENTS IN DYNAMIC ANALYSIS"},
+    {[](const Model& m) { return rubber_in(m, kk::NBODY); }, "RUBBER ELEMENTS IN CONTACT ANALYSIS"},
     {[](const Model& m) { return m.KK(kk::DYNAMIC) == 1; }, "DYNAMIC ANALYSIS"},
     {riks, "RIKS ARC-LENGTH CONTROL"},
     {[](const Model& m) { return m.KK(kk::RESTART) == 1; }, "RESTART FROM EXEC.RST1"},

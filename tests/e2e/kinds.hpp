@@ -57,12 +57,22 @@ inline std::vector<KindDeck> kind_decks() {
     p.extra = card("SHELL%10d%10d%10d%10d%5s%10.3f", 1, t[0][0], t[0][1], t[0][2], "", 0.1) +
               card("PROPT00001%10d%10.5f%10.3E", 1, 0.3, 1000.0);
   });
-  add("THE RUBBER ELEMENT", [&](DeckParts& p) {
+  auto rubber = [&](DeckParts& p) {
     p.cntel = cntel(nt, 0, 0, 1);
     p.cntrl = cntrl(1, 0, 10, 1e-4, -1);
     p.extra = solid(nt + 1, t[0]).replace(0, 5, "RUBB ") +
               card("PROPT00004%10d%10.5f%10.3E%10.3E%10.3E", nt + 1, 0.5, 0.1, 0.0, 100.0);
-  }, true);
+  };
+  add("THE RUBBER ELEMENT", rubber, true);
+  add("RUBBER ELEMENTS IN DYNAMIC ANALYSIS", [&](DeckParts& p) {
+    rubber(p);
+    p.cntrl[8] = '1';
+  });
+  add("RUBBER ELEMENTS IN CONTACT ANALYSIS", [&](DeckParts& p) {
+    rubber(p);
+    p.extra += card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
+               card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
+  });
   add("THE TRUSS ELEMENT", [&](DeckParts& p) {
     p.cntel = cntel(nt, 0, 0, 0, 1);
     p.extra = card("TRUSS%10d%10d%10d", 1, 1, b.nnode()) + card("TRSTB%5s%5d", "", 2) +
