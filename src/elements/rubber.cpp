@@ -123,11 +123,6 @@ double RUBSHAPE(int G, const double* X, double* DN) {
   return det;
 }
 
-void RUBINV(const double* E, double& I1, double& I2, double& I3) {
-  const Invariants v(E);
-  I1 = v.I1, I2 = v.I2, I3 = v.I3;
-}
-
 double RUBENERGY(const RUBREC& r, const double* E, double p) {
   const Invariants v(E);
   const double j = std::sqrt(v.I3);
@@ -315,7 +310,7 @@ void RUBMASS(const Arr2<double>& XYZ, const std::int32_t* NOD, double RHO, int O
   double X[12], DN[12];
   for (int a = 0; a < 4; ++a)
     for (int i = 0; i < 3; ++i) X[3 * a + i] = XYZ(i + 1, NOD[a]);
-  const double mass = RHO * TETDN(X, DN) / 6.0;
+  const double mass = RHO * std::fabs(TETDN(X, DN)) / 6.0;
   // Diagonal in both forms: the corners share what the interior node leaves.
   constexpr double CORNER = 0.1738095238095238, CENTRE = 0.3047619047619048;
   if (OPT == 1) {

@@ -35,9 +35,6 @@ inline constexpr int RUB2LEN = 36 + 12 + 3;
 // the straight tetrahedron.
 double RUBSHAPE(int G, const double* X, double* DN);
 
-// Invariants of C = I + 2E from the strain E(6) with engineering shears.
-void RUBINV(const double* E, double& I1, double& I2, double& I3);
-
 // Strain energy density of the mixed form at strain E(6) and pressure p:
 // the deviatoric part and -p (J - 1) - p^2 / (2 KB).
 double RUBENERGY(const RUBREC& r, const double* E, double p);
