@@ -146,6 +146,7 @@ TEST(RubberJob, SimpleShearMatchesTheIncompressibleLaw) {
     EXPECT_NEAR(s[0][1], mu * g, 0.01 * mu * g) << e.ID;
     EXPECT_NEAR(s[0][0] - s[1][1], mu * g * g, 0.01 * mu * g * g) << e.ID;
     EXPECT_NEAR(s[1][1] - s[2][2], -2.0 * C2 * g * g, 0.01 * mu * g * g) << e.ID;
+    EXPECT_NEAR(e.V[15], (C1 + C2) * g * g, 0.01 * mu * g * g) << e.ID;  // I1 = I2 = 3 + g^2
   }
 }
 
