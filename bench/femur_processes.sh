@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The example femur through the whole program on ORK, on MUMPS (selector -2)
 # in one process, and on MUMPS across N processes under mpirun: the time
-# report's solver row and total, and each process's peak memory.
+# report's solver row and total (wall), and each process's processor time
+# and peak memory.
 # Usage: bench/femur_processes.sh [cube side mm (1.5)] [processes (2)] [build dir (build/release)]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -16,13 +17,14 @@ run() {  # name selector launcher...
   shift 2
   mkdir "$work/$name"
   "$bin/ossa-mkfemur" "$h" "$sel" > "$work/$name/EXEC.INP" 2>/dev/null
-  (cd "$work/$name" && "$@" sh -c 'exec /usr/bin/time -f %M -o "mem.$$" "$0"' "$bin/ossa" > out.txt)
-  local solve total mem
+  (cd "$work/$name" && "$@" sh -c 'exec /usr/bin/time -f "%M %U %S" -o "mem.$$" "$0"' "$bin/ossa" > out.txt)
+  local solve total mem cpu
   solve=$(awk '/MATRIX SOLUTION/ {print $4}' "$work/$name/EXEC.LOG")
   total=$(awk '/  TOTAL  / {print $3}' "$work/$name/EXEC.LOG")
   mem=$(cat "$work/$name"/mem.* | awk '{printf "%s%.0f", sep, $1 / 1024; sep = " + "}')
-  printf "%-18s solve %7s s  total %7s s  peak memory %s MB  (%s)\n" "$name" "$solve" "$total" "$mem" \
-         "$(tail -1 "$work/$name/out.txt")"
+  cpu=$(cat "$work/$name"/mem.* | awk '{printf "%s%.1f", sep, $2 + $3; sep = " + "}')
+  printf "%-18s solve %7s s  total %7s s wall; processor %s s; peak memory %s MB  (%s)\n" "$name" "$solve" \
+         "$total" "$cpu" "$mem" "$(tail -1 "$work/$name/out.txt")"
 }
 echo "femur, cubes of $h mm: $(head -1 <("$bin/ossa-mkfemur" "$h" -1 2>&1 >/dev/null))"
 run "ORK" -1 env
