@@ -15,7 +15,6 @@
 #include <metis.h>
 
 #include <algorithm>
-#include <cmath>
 #include <string>
 #include <vector>
 
