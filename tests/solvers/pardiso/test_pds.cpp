@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "base/fmt.hpp"
 #include "deckgen.hpp"
 #include "model/model.hpp"
 #include "model/stop.hpp"
@@ -186,6 +187,15 @@ TEST(PdsStop, EstimateAboveTheBudgetStopsWithTheShortfall) {
   model::Model m;
   dense_model(m, 400, 4);
   solvers::SOLVERPREP(m, 3);
+  base::flush_unit(m.unit(m.UNIT(2)));
+  const auto r = test::read_lines("EXEC.LOG");
+  ASSERT_EQ(r.size(), 8u);
+  EXPECT_EQ(r[1], " *****  MULTIFRONTAL SOLVER (PARDISO) MESSAGE  *****");
+  EXPECT_EQ(r[3], "   NUMBER OF EQUATIONS --------------------     400");
+  // NEQ + 3 NZ + the estimate + 1 words.
+  const long words = 400 + 3 * 80200 + m.PDS.MEMP + m.PDS.MEMN + 1;
+  EXPECT_EQ(r[7], "   REQUIRED MEMORY FOR MATRIX SOLVER ------" + base::fF(words * 4.0e-6, 8, 1) + "(MB)");
+  EXPECT_GT(m.PDS.MEMP, 0);
   solvers::SOLVE(m, 1);
   for (int i = 1; i <= 400; ++i) EXPECT_NEAR(m.DX(i, 1), 1.0 / 799.0, 1e-15) << i;  // (n I + 1 1^T - I) x = 1
   solvers::SOLVERFREE(m);
