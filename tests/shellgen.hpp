@@ -11,9 +11,21 @@ namespace ossa::test {
 inline std::string shell(int id, int n1, int n2, int n3, double thick) {
   return card("SHELL%10d%10d%10d%10d%5s%10.5f", id, n1, n2, n3, "", thick);
 }
-inline std::string propt_shell(int id, double nu, double E) {
-  return card("PROPT00001%10d%10.5f%10.3E", id, nu, E);
+// Shell row: Poisson's ratio, modulus and, for a bone row, tensile strength,
+// yield stress, tangent ratio and crush strain (in 1e-6).
+inline std::string propt_shell(int id, double nu, double E, int bone = 0, double sigt = 0.0, double yield = 0.0,
+                               double etr = 0.0, double ecrush = 0.0) {
+  if (bone == 0) return card("PROPT00001%10d%10.5f%10.3E", id, nu, E);
+  return card("PROPT00101%10d%10.5f%10.3E%10.3E%10.3E%10.3E%10.4f%10.4f%10.4f%10.1f", id, nu, E, 1.8e-6, sigt,
+              yield, etr, 0.0, 0.0, ecrush);
 }
+
+// The material of a mesh's rows.
+struct ShellMat {
+  double nu, E;
+  int bone = 0;
+  double sigt = 0.0, yield = 0.0, etr = 0.0, ecrush = 0.0;
+};
 
 // [0,LX] x [0,LY] in NX x NY cells, each cut in two triangles along a
 // diagonal that alternates from cell to cell; nodes 1, 2, ... with x running
@@ -42,12 +54,14 @@ struct ShellMesh {
     for (int n = 0; n < nnode(); ++n) s += node(first + n, xyz[n].x, xyz[n].y, xyz[n].z);
     return s;
   }
-  std::string shell_cards(double thick, double nu, double E, int firstel = 1) const {
+  std::string shell_cards(double thick, const ShellMat& mt, int firstel = 1) const {
     std::string s;
     for (int e = 0; e < ntri(); ++e) s += shell(firstel + e, tris[e][0], tris[e][1], tris[e][2], thick);
-    for (int e = 0; e < ntri(); ++e) s += propt_shell(firstel + e, nu, E);
+    for (int e = 0; e < ntri(); ++e)
+      s += propt_shell(firstel + e, mt.nu, mt.E, mt.bone, mt.sigt, mt.yield, mt.etr, mt.ecrush);
     return s;
   }
+  std::string shell_cards(double thick, double nu, double E) const { return shell_cards(thick, ShellMat{nu, E}); }
 };
 
 // The force cards of a total force and moment L(6) spread evenly along the

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "base/fmt.hpp"
 #include "shellgen.hpp"
 #include "testutil.hpp"
 
@@ -266,5 +267,39 @@ TEST(ShellJob, BadShellCardsStopWithTheElementNumber) {
     const auto r = test::run_ossa();
     EXPECT_EQ(r.out, "##$$ExSv end -2 0\n") << c.what;
     EXPECT_NE(test::read_file("EXEC.LOG").find(c.what), std::string::npos) << c.what << test::read_file("EXEC.LOG");
+  }
+}
+
+TEST(ShellJob, BoneShellYieldsOrCracksThroughTheStatusPass) {
+  // A membrane strip of bone, E = 1000, pulled along x to 2.1 times its
+  // yield stress Y = 10 in 20 steps: every layer of every shell turns
+  // PLASTIC and the strain follows Y / E + (s - Y) / Et; with a tensile
+  // strength below the yield stress every layer cracks instead.
+  const double E = 1000.0, Y = 10.0, ETR = 0.1, L = 4.0, b = 1.0, t = 0.1;
+  const ShellMesh s(4, 1, L, b);
+  struct Case { double sigt; int state; };
+  for (const Case c : {Case{1.0e6, 2}, Case{5.5, 1}}) {
+    test::ScratchDir dir;
+    int nl = 0, nh = 0;
+    const std::string load = test::edge_load(s, L, {2.1 * Y * b * t, 0, 0, 0, 0, 0}, nl);
+    std::string held;
+    for (int n = 1; n <= s.nnode(); ++n) {
+      const bool end = s.xyz[n - 1].x == 0.0;
+      held += test::plnk(n, end ? (n == 1 ? "111111" : "101111") : "001111"), ++nh;
+    }
+    run(head(s.nnode(), 0, s.ntri(), test::cntrl(0, 1, 30, 1e-7, -1), 20) + s.node_cards() + s.shell_cards(t, {0.0, E, 1, c.sigt, Y, ETR, 1.0e5}) + test::ngld(1) +
+        test::nplnk(nh) + test::nload(2, nl) + test::tblld(0, 0) + test::tblld(1, 1) + load + held + "END\n");
+    const std::string log = test::read_file("EXEC.LOG");
+    const std::string label = c.state == 2 ? "                   PLASTIC : " : "                   CRACKED : ";
+    const std::size_t shl = log.rfind("     SHELL LAYER   ELASTIC : ");
+    ASSERT_NE(shl, std::string::npos);
+    EXPECT_NE(log.find(label + base::fI(3 * s.ntri(), 8), shl), std::string::npos) << log.substr(shl, 200);
+    const post::Frame f = test::result_frame(test::result_frames());
+    for (const auto& e : f.SHELL)
+      for (const auto& l : e.L) EXPECT_EQ(l.STATE, c.state);
+    if (c.state != 2) continue;
+    const double sig = 2.1 * Y, eps = Y / E + (sig - Y) / (ETR * E);
+    EXPECT_NEAR(disp(s.id(s.NX, 0), 0) / L, eps, 5e-3 * eps);  // the yielding step keeps a little
+    EXPECT_NEAR(f.SHELL[0].L[0].V[8], (sig - Y) * (1.0 / (ETR * E) - 1.0 / E), 2e-3 * eps);  // EPEQ
   }
 }
