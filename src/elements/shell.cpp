@@ -102,15 +102,28 @@ void plane_rows(const SHLGEO& g, double BM[3][NE], double BK[3][NE]) {
   }
 }
 
-// B(5,18), column by column, of layer LY at point PT (0-based, 0..2).
+// B(5,18), column by column, at the thickness coordinate c and point PT
+// (0-based, 0..2); with NCOL = 15 the thz columns, which are empty, are left
+// out.
+constexpr int NL15 = 15;
 void bmat(const double BM[3][NE], const double BK[3][NE], const double BS[3][2][NE], double c,
-          int PT, double* B) {
-  for (int col = 0; col < NE; ++col) {
-    double* b = B + 5 * col;
+          int PT, double* B, int NCOL = NE) {
+  for (int k = 0; k < NCOL; ++k) {
+    const int col = NCOL == NE ? k : k + k / 5;
+    double* b = B + 5 * k;
     for (int r = 0; r < 3; ++r) b[r] = BM[r][col] + c * BK[r][col];
     b[3] = BS[PT][0][col];
     b[4] = BS[PT][1][col];
   }
+}
+
+// True when the nine integrating points share one tangent, as an elastic
+// element's do.
+bool uniform_d(const SHLREC& r) {
+  for (int j = 1; j <= 3; ++j)
+    for (int i = 1; i <= 3; ++i)
+      if (std::memcmp(&r.D(1, i, j), &r.D(1, 1, 1), 15 * sizeof(double)) != 0) return false;
+  return true;
 }
 
 void unpack5(const double* Dp, double* D) {
@@ -120,17 +133,15 @@ void unpack5(const double* Dp, double* D) {
 
 }  // namespace
 
-// K(18,18) full += w B^T D B, B(5,18) by columns, D packed 5 x 5; the upper
-// triangle only.
-void SHLBTDB(const double* B, const double* Dp, double w, double* K) {
+void SHLBTDB(const double* B, const double* Dp, double w, double* K, int n) {
   double D[25], DB[5 * NE];
   unpack5(Dp, D);
-  MATMUL(D, B, DB, 5, 5, NE);
-  for (int q = 0; q < NE; ++q) {
+  MATMUL(D, B, DB, 5, 5, n);
+  for (int q = 0; q < n; ++q) {
     const double* d = DB + 5 * q;
     for (int p = 0; p <= q; ++p) {
       const double* b = B + 5 * p;
-      K[p + NE * q] += w * (b[0] * d[0] + b[1] * d[1] + b[2] * d[2] + b[3] * d[3] + b[4] * d[4]);
+      K[p + n * q] += w * (b[0] * d[0] + b[1] * d[1] + b[2] * d[2] + b[3] * d[3] + b[4] * d[4]);
     }
   }
 }
@@ -205,16 +216,30 @@ double layer_c(const SHLREC& r, int j) { return -0.5 * r.THICK * SHLZETA[j]; }
 void SHLKLIN(const std::int32_t* NOD, const Arr2<double>& XYZ, const SHLREC& r, double* SK) {
   SHLGEO g;
   shl_geo(NOD, XYZ, g);
-  double BM[3][NE], BK[3][NE], BS[3][2][NE], B[5 * NE], K[NE * NE];
+  double BM[3][NE], BK[3][NE], BS[3][2][NE], B[5 * NL15], K15[NL15 * NL15], K[NE * NE];
   plane_rows(g, BM, BK);
   shear_rows(g, BS);
-  ZEROD(K, NE * NE);
+  ZEROD(K15, NL15 * NL15);
   const double f = r.THICK * g.DET / 12.0;
-  for (int j = 0; j < 3; ++j)
-    for (int i = 0; i < 3; ++i) {
-      bmat(BM, BK, BS, layer_c(r, j), i, B);
-      SHLBTDB(B, &r.D(1, i + 1, j + 1), f * SHLWGT[j], K);
-    }
+  if (uniform_d(r)) {
+    // One tangent through the thickness: the integrand is quadratic in the
+    // thickness coordinate, and two Gauss points give the three layers' sum.
+    const double c = 0.5 * r.THICK / std::sqrt(3.0);
+    for (double cj : {-c, c})
+      for (int i = 0; i < 3; ++i) {
+        bmat(BM, BK, BS, cj, i, B, NL15);
+        SHLBTDB(B, &r.D(1, 1, 1), f, K15, NL15);
+      }
+  } else {
+    for (int j = 0; j < 3; ++j)
+      for (int i = 0; i < 3; ++i) {
+        bmat(BM, BK, BS, layer_c(r, j), i, B, NL15);
+        SHLBTDB(B, &r.D(1, i + 1, j + 1), f * SHLWGT[j], K15, NL15);
+      }
+  }
+  ZEROD(K, NE * NE);
+  for (int q = 0; q < NL15; ++q)
+    for (int p = 0; p <= q; ++p) K[(p + p / 5) + NE * (q + q / 5)] = K15[p + NL15 * q];
   // The drilling rotation meets its own small spring and nothing else.
   for (int a = 0; a < 3; ++a) K[(6 * a + 5) * (NE + 1)] = r.DRILL;
   const double* T[6] = {g.T, g.T, g.T, g.T, g.T, g.T};

@@ -44,9 +44,9 @@ void SHLFRAME(const double* p1, const double* p2, const double* p3, SHLGEO& g);
 // I + (sin|t|/|t|) S + 1/2 (sin(|t|/2)/(|t|/2))^2 S^2, S the skew matrix of TH.
 void SHLROT(const double* TH, double* R);
 
-// K(18,18) += W B^T D B on the upper triangle (column by column); B(5,18)
-// by columns, D packed 5 x 5.
-void SHLBTDB(const double* B, const double* Dp, double W, double* K);
+// K(N,N) += W B^T D B on the upper triangle (column by column); B(5,N) by
+// columns, D packed 5 x 5; N at most 18.
+void SHLBTDB(const double* B, const double* Dp, double W, double* K, int N);
 // Packed SK from the upper triangle of K(18,18) with the blocks of the six
 // triples (three translations, three rotations a node) turned: block (p, q)
 // becomes T_p^T K_pq T_q, TT[p] a 3 x 3 matrix stored row by row.

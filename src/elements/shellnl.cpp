@@ -342,7 +342,7 @@ void SHLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>
     for (int i = 0; i < 3; ++i) {
       point_strain(sm, o, j, i, e, B);
       const double w = sm.WDET[j][i];
-      SHLBTDB(B, &r.D(1, i + 1, j + 1), w, K);
+      SHLBTDB(B, &r.D(1, i + 1, j + 1), w, K, NE);
       for (int k = 0; k < 5; ++k)
         for (int q = 0; q < NQ; ++q) cq[q] += w * r.STRESS(k + 1, i + 1, j + 1) * sm.L[j][i][k][q];
     }
