@@ -277,10 +277,10 @@ void point_strain(const StrainMap& sm, const ProdVals& o, int j, int i, double* 
     for (int q = 0; q < NQ; ++q) v += l[q] * (o.P[q] - o.P0[q]);
     e[k] = v;
     if (!B) continue;
-    for (int c = 0; c < NE; ++c) {
-      double b = 0.0;
-      for (int q = 0; q < NQ; ++q) b += l[q] * o.DP[q][c];
-      B[k + 5 * c] = b;
+    for (int c = 0; c < NE; ++c) B[k + 5 * c] = 0.0;
+    for (int q = 0; q < NQ; ++q) {
+      if (l[q] == 0.0) continue;  // a layer's in-plane rows use three products
+      for (int c = 0; c < NE; ++c) B[k + 5 * c] += l[q] * o.DP[q][c];
     }
   }
 }
