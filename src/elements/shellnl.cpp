@@ -16,8 +16,6 @@
 #include "base/kernels.hpp"
 #include "elements/family.hpp"
 #include "elements/shell.hpp"
-#include "elements/solid.hpp"
-#include "elements/status.hpp"
 
 namespace ossa::elements {
 
@@ -119,12 +117,12 @@ void plane_transform(const double* G1, const double* G2, double* M) {
   for (int k = 0; k < 9; ++k) M[k] = rows[k];
 }
 
-StrainMap strain_map(const NLState& s, const SHLREC& r) {
-  StrainMap sm;
-  for (auto& a : sm.L)
-    for (auto& b : a)
-      for (auto& c : b) ZEROD(c, NQ);
-  // Tied covariant shears: Exi(0.5,0), Exi(0.5,0.5), Eeta(0,0.5), Eeta(0.5,0.5).
+// The tied transverse shears (gxz, gyz) of points 1 to 4, SH[i][k], as
+// combinations of the products' changes.
+void tied_shear(const NLState& s, const SHLREC& r, double SH[4][2][NQ]) {
+  // Covariant shears at the tying points: Exi(0.5,0), Exi(0.5,0.5),
+  // Eeta(0,0.5), Eeta(0.5,0.5); 2 a6 e11 + a7 g12 + a8 g13 along xi,
+  // 2 a7 e22 + a6 g12 + a8 g23 along eta, e11 being half its product's change.
   double tie[4][NQ];
   for (auto& c : tie) ZEROD(c, NQ);
   static const double TP[4][2] = {{0.5, 0.0}, {0.5, 0.5}, {0.0, 0.5}, {0.5, 0.5}};
@@ -132,24 +130,31 @@ StrainMap strain_map(const NLState& s, const SHLREC& r) {
     double c[5];
     SHLCOEF(s.X0, r, TP[k][0], TP[k][1], c);
     const bool xi = k < 2;
-    // 2 a6 e11 + a7 g12 + a8 g13 (along xi), 2 a7 e22 + a6 g12 + a8 g23 (eta);
-    // e11 is half the change of its product.
-    tie[k][xi ? 9 : 10] = c[0 + !xi] * (xi ? c[2] : c[3]);
-    tie[k][11] = c[0 + !xi] * (xi ? c[3] : c[2]);
-    tie[k][12 + k] = c[0 + !xi] * c[4];
+    const double a = xi ? c[0] : c[1];
+    tie[k][xi ? 9 : 10] = a * (xi ? c[2] : c[3]);
+    tie[k][11] = a * (xi ? c[3] : c[2]);
+    tie[k][12 + k] = a * c[4];
   }
   double TR[4];
   SHLTRANS(s.X0, r.THICK, TR);
-  double sh[4][2][NQ];
   for (int q = 0; q < NQ; ++q) {
     const double C = tie[1][q] - tie[0][q] + tie[2][q] - tie[3][q];
     for (int i = 0; i < 3; ++i) {
       const double gxi = tie[0][q] + KXI[i] * C, geta = tie[2][q] - KETA[i] * C;
-      sh[i][0][q] = TR[0] * gxi + TR[1] * geta;
-      sh[i][1][q] = TR[2] * gxi + TR[3] * geta;
+      SH[i][0][q] = TR[0] * gxi + TR[1] * geta;
+      SH[i][1][q] = TR[2] * gxi + TR[3] * geta;
     }
-    for (int k = 0; k < 2; ++k) sh[3][k][q] = (sh[0][k][q] + sh[1][k][q] + sh[2][k][q]) / 3.0;
+    for (int k = 0; k < 2; ++k) SH[3][k][q] = (SH[0][k][q] + SH[1][k][q] + SH[2][k][q]) / 3.0;
   }
+}
+
+StrainMap strain_map(const NLState& s, const SHLREC& r) {
+  StrainMap sm;
+  for (auto& a : sm.L)
+    for (auto& b : a)
+      for (auto& c : b) ZEROD(c, NQ);
+  double sh[4][2][NQ];
+  tied_shear(s, r, sh);
   const Products pr = products(s.t);
   for (int j = 0; j < 3; ++j) {
     double G1[3], G2[3], M[9], n[3];
@@ -406,11 +411,14 @@ void triad(const double* V, double* F) {
 
 }  // namespace
 
-void SHLFRAMES(Model& m) {
-  const int nn = m.NNODE();
-  const std::vector<int> shells = FAMILYELEMS(m, F_SHELL);
-  // The normals gathered at each node, in element order.
-  std::vector<std::vector<std::array<double, 3>>> at(static_cast<std::size_t>(nn) + 1);
+namespace {
+
+using Normals = std::vector<std::vector<std::array<double, 3>>>;
+
+// The normals of the shells at each node, in element order, each later one
+// turned to the first one's side.
+Normals gather_normals(const Model& m, const std::vector<int>& shells) {
+  Normals at(static_cast<std::size_t>(m.NNODE()) + 1);
   for (int ie : shells) {
     const ELEMREC& e = m.ELEM(ie);
     if (!SHLRECOK(m, e)) continue;
@@ -418,30 +426,43 @@ void SHLFRAMES(Model& m) {
     shell_normal(m, e, n.data());
     for (int a = 1; a <= 3; ++a) {
       auto& list = at[static_cast<std::size_t>(e.NOD(a))];
-      std::array<double, 3> v = n;  // a later normal turned to the first one's side
+      std::array<double, 3> v = n;
       if (!list.empty() && DOT(list.front().data(), v.data(), 3) < 0.0)
         for (double& x : v) x = -x;
       list.push_back(v);
     }
   }
+  return at;
+}
+
+// The node's frame when no two of its normals part by more than the angle
+// whose cosine is CMIN: the director is their mean.
+bool node_frame(const std::vector<std::array<double, 3>>& list, double cmin, double* F) {
+  if (list.empty()) return false;
+  double sum[3] = {0.0, 0.0, 0.0};
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    for (std::size_t j = i + 1; j < list.size(); ++j)
+      if (DOT(list[i].data(), list[j].data(), 3) < cmin) return false;
+    for (int k = 0; k < 3; ++k) sum[k] += list[i][k];
+  }
+  double V[3];
+  VUNIT(sum, V, 3);
+  triad(V, F);
+  return true;
+}
+
+}  // namespace
+
+void SHLFRAMES(Model& m) {
+  const std::vector<int> shells = FAMILYELEMS(m, F_SHELL);
+  const Normals at = gather_normals(m, shells);
   const double cmin = std::cos(m.RR(rr::PI3));
-  for (int nd = 1; nd <= nn; ++nd) {
-    m.FRAMEFLG(nd) = 0;
-    const auto& list = at[static_cast<std::size_t>(nd)];
-    if (list.empty()) continue;
-    bool ok = true;
-    double sum[3] = {0.0, 0.0, 0.0};
-    for (std::size_t i = 0; i < list.size() && ok; ++i) {
-      for (std::size_t j = i + 1; j < list.size() && ok; ++j) ok = DOT(list[i].data(), list[j].data(), 3) >= cmin;
-      for (int k = 0; k < 3; ++k) sum[k] += list[i][k];
-    }
-    if (!ok) continue;
-    double V[3], F[9];
-    VUNIT(sum, V, 3);
-    triad(V, F);
+  for (int nd = 1; nd <= m.NNODE(); ++nd) {
+    double F[9];
+    m.FRAMEFLG(nd) = node_frame(at[static_cast<std::size_t>(nd)], cmin, F) ? 1 : 0;
+    if (m.FRAMEFLG(nd) == 0) continue;
     for (int i = 0; i < 3; ++i)
       for (int k = 0; k < 3; ++k) m.FRAME(i + 1, k + 1, nd) = F[3 * i + k];
-    m.FRAMEFLG(nd) = 1;
   }
   // Each element's directors at framed nodes: the nodal director, turned to
   // the element's side, with the thickness measured along it.
