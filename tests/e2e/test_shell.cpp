@@ -34,7 +34,7 @@ void run(const std::string& deck) {
 // The last frame's displacement of node ND, component K (0..2).
 double disp(int nd, int k) {
   const post::Frame f = test::result_frame(test::result_frames());
-  return f.DISP[static_cast<std::size_t>(nd - 1)].V[k];
+  return f.DISP.at(static_cast<std::size_t>(nd - 1)).V[k];
 }
 
 // The RES NORM column of the last step's residual table.
@@ -153,7 +153,7 @@ TEST(ShellJob, LargeDeflectionsOnTheNonlinearRoute) {
   for (std::size_t k = 1; k <= 10; ++k) {
     const post::Frame f = test::result_frame(k);
     const double phi = L * M * f.h.TIME / EI, R = L / phi;
-    const auto& tip = f.DISP[static_cast<std::size_t>(tipnode - 1)].V;
+    const auto& tip = f.DISP.at(static_cast<std::size_t>(tipnode - 1)).V;
     EXPECT_NEAR(L + tip[0], R * std::sin(phi), 0.01 * L) << k;
     EXPECT_NEAR(tip[2], -R * (1 - std::cos(phi)), 0.01 * L) << k;
   }
