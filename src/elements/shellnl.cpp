@@ -61,9 +61,10 @@ void lv_eval(const LinVec& l, const double* x, const double* V, double* out) {
     for (int k = 0; k < 3; ++k) out[k] += l.AL[a] * x[3 * a + k] + l.BE[a] * V[3 * a + k];
 }
 
-// The element's state: initial and current node positions and directors.
+// The element's state: initial node positions and directors, the
+// displacements and the directors' changes, and the current directors.
 struct NLState {
-  double X0[9], X[9], V0[9], V[9], t[3];
+  double X0[9], U[9], V0[9], DV[9], V[9], t[3];
   double THICK;
 };
 
@@ -182,20 +183,23 @@ StrainMap strain_map(const NLState& s, const SHLREC& r) {
 // Values (current and initial) and gradients over the 18 variables of the
 // products; a rotation theta of node a moves its director by theta x V_a.
 struct ProdVals {
-  double P[NQ], P0[NQ], DP[NQ][NE];
+  double CHG[NQ], DP[NQ][NE];   // the change of each product, its gradient
   double vv[NQ][3], ww[NQ][3];  // the current vectors
 };
 
+// A product's change is taken from the vectors' own changes, G.d + d.G +
+// d.d: its difference from the initial product would lose to rounding all
+// that the coordinates' size hides of a small strain.
 ProdVals prod_vals(const Products& pr, const NLState& s) {
   ProdVals o;
   for (int q = 0; q < NQ; ++q) {
-    double v0[3], w0[3];
-    lv_eval(pr.v[q], s.X, s.V, o.vv[q]);
-    lv_eval(pr.w[q], s.X, s.V, o.ww[q]);
+    double v0[3], w0[3], dv[3], dw[3];
     lv_eval(pr.v[q], s.X0, s.V0, v0);
     lv_eval(pr.w[q], s.X0, s.V0, w0);
-    o.P[q] = DOT(o.vv[q], o.ww[q], 3);
-    o.P0[q] = DOT(v0, w0, 3);
+    lv_eval(pr.v[q], s.U, s.DV, dv);
+    lv_eval(pr.w[q], s.U, s.DV, dw);
+    for (int k = 0; k < 3; ++k) o.vv[q][k] = v0[k] + dv[k], o.ww[q][k] = w0[k] + dw[k];
+    o.CHG[q] = DOT(v0, dw, 3) + DOT(dv, w0, 3) + DOT(dv, dw, 3);
     const LinVec &lv = pr.v[q], &lw = pr.w[q];
     for (int a = 0; a < 3; ++a) {
       double cv[3], cw[3];
@@ -263,9 +267,10 @@ NLState nlstate(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<dou
   for (int a = 0; a < 3; ++a) {
     for (int k = 0; k < 3; ++k) {
       s.X0[3 * a + k] = XYZ(k + 1, NOD[a]);
-      s.X[3 * a + k] = s.X0[3 * a + k] + U(k + 1, NOD[a]);
+      s.U[3 * a + k] = U(k + 1, NOD[a]);
       s.V0[3 * a + k] = r.V0(k + 1, a + 1);
       s.V[3 * a + k] = r.V(k + 1, a + 1);
+      s.DV[3 * a + k] = s.V[3 * a + k] - s.V0[3 * a + k];
     }
     s.t[a] = r.TNODE(a + 1);
   }
@@ -279,7 +284,7 @@ void point_strain(const StrainMap& sm, const ProdVals& o, int j, int i, double* 
   for (int k = 0; k < 5; ++k) {
     const double* l = sm.L[j][i][k];
     double v = 0.0;
-    for (int q = 0; q < NQ; ++q) v += l[q] * (o.P[q] - o.P0[q]);
+    for (int q = 0; q < NQ; ++q) v += l[q] * o.CHG[q];
     e[k] = v;
     if (!B) continue;
     for (int c = 0; c < NE; ++c) B[k + 5 * c] = 0.0;

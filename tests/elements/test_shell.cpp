@@ -179,7 +179,10 @@ TEST(Shell, ConstantTransverseShearAndTheDrillingRotation) {
   // with no rotation is a constant shear, found at all four points of every
   // layer on both routes. A rotation about the normal meets DRILL alone in
   // the small-displacement route and nothing in the nonlinear one.
-  Patch pt({{{1.0, 0.0, 0.0}, {0.3, 0.8, 0.0}, {0.0, 0.0, 0.0}}}, {{1, 2, 3}}, 0.05);
+  // The element lies far from the origin: the nonlinear strains must not
+  // come from differences of quantities of the coordinates' size.
+  const double x0 = 1.0e4;
+  Patch pt({{{1.0, 0.0, x0}, {0.3, 0.8, x0}, {0.0, 0.0, x0}}}, {{1, 2, 3}}, 0.05);
   model::Model& m = pt.m;
   const double gx = 2e-7, gy = -3e-7;
   for (int n = 1; n <= 3; ++n) m.U(3, n) = gx * m.XYZ(1, n) + gy * m.XYZ(2, n);
