@@ -1,6 +1,7 @@
 // Decks of flat shell meshes for the jobs of the tests: a rectangle of
 // triangles in the plane z = 0, its cards, and line loads on its edges.
 #pragma once
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,11 @@ struct ShellMesh {
       }
   }
   int id(int i, int j) const { return 1 + i + (NX + 1) * j; }
+  // Rolls the plane onto the cylinder of radius R about the x axis: y is
+  // the arc length from the crown.
+  void roll(double R) {
+    for (P3& p : xyz) p = {p.x, R * std::sin(p.y / R), R * std::cos(p.y / R)};
+  }
   int nnode() const { return static_cast<int>(xyz.size()); }
   int ntri() const { return static_cast<int>(tris.size()); }
   // NODE cards of nodes FIRST.., SHELL and PROPT cards of elements FIRSTEL..
