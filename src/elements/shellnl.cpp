@@ -95,14 +95,18 @@ Products products(const double* t) {
 }
 
 // The linear map from the products' changes to the strains of every layer
-// and point, and the weights w_j det / 6 of points 1 to 3.
+// and point, and the weights w_j det / 6 of points 1 to 3, det being the
+// volume Jacobian (G1 x G2).G3 of the solid, which carries the thickness.
 struct StrainMap {
   double L[3][4][5][NQ];
   double WDET[3][3];
 };
 
 // Rows of the in-plane transform of layer j: (e11, e22, g12) to (exx, eyy,
-// gxy), on the initial base vectors of the layer.
+// gxy). It is built on the initial base vectors of the layer, so that the
+// strain stays a Green-Lagrange strain of the reference state, work-conjugate
+// to the second Piola-Kirchhoff stress, and its variations stay those of the
+// covariant components alone.
 void plane_transform(const double* G1, const double* G2, double* M) {
   double e1[3], e3[3], e2[3], n[3], G1c[3], G2c[3];
   VUNIT(G1, e1, 3);
