@@ -117,14 +117,6 @@ void bmat(const double BM[3][NE], const double BK[3][NE], const double BS[3][2][
   }
 }
 
-// True when the nine integrating points share one tangent, as an elastic
-// element's do.
-bool uniform_d(const SHLREC& r) {
-  for (int j = 1; j <= 3; ++j)
-    for (int i = 1; i <= 3; ++i)
-      if (std::memcmp(&r.D(1, i, j), &r.D(1, 1, 1), 15 * sizeof(double)) != 0) return false;
-  return true;
-}
 
 void unpack5(const double* Dp, double* D) {
   for (int i = 1; i <= 5; ++i)
@@ -213,6 +205,13 @@ double layer_c(const SHLREC& r, int j) { return -0.5 * r.THICK * SHLZETA[j]; }
 
 }  // namespace
 
+bool SHLUNIFORM(const SHLREC& r) {
+  for (int j = 1; j <= 3; ++j)
+    for (int i = 1; i <= 3; ++i)
+      if (std::memcmp(&r.D(1, i, j), &r.D(1, 1, 1), 15 * sizeof(double)) != 0) return false;
+  return true;
+}
+
 void SHLKLIN(const std::int32_t* NOD, const Arr2<double>& XYZ, const SHLREC& r, double* SK) {
   SHLGEO g;
   shl_geo(NOD, XYZ, g);
@@ -221,7 +220,7 @@ void SHLKLIN(const std::int32_t* NOD, const Arr2<double>& XYZ, const SHLREC& r, 
   shear_rows(g, BS);
   ZEROD(K15, NL15 * NL15);
   const double f = r.THICK * g.DET / 12.0;
-  if (uniform_d(r)) {
+  if (SHLUNIFORM(r)) {
     // One tangent through the thickness: the integrand is quadratic in the
     // thickness coordinate, and two Gauss points give the three layers' sum.
     const double c = 0.5 * r.THICK / std::sqrt(3.0);

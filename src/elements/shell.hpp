@@ -60,6 +60,10 @@ void SHLUPDATE(Model& m, SHLREC& r, const double* S, int PT, int LY, int IELEM, 
 void SHLSCATTER(Arr2<double>& P, Arr2<double>& PD, double BETA, const double* F,
                 const std::int32_t* NOD, int IDAMP);
 
+// True when points 1 to 3 of all layers share one tangent D, as the points
+// of an elastic element do.
+bool SHLUNIFORM(const SHLREC& r);
+
 // Small-displacement stiffness in global axes on the reference geometry.
 void SHLKLIN(const std::int32_t* NOD, const Arr2<double>& XYZ, const SHLREC& r, double* SK);
 

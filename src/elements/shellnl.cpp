@@ -20,6 +20,7 @@
 namespace ossa::elements {
 
 using base::CROSS;
+using base::PACKIDX;
 using base::CROSSUNIT;
 using base::DOT;
 using base::VNORM;
@@ -282,21 +283,81 @@ NLState nlstate(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<dou
   return s;
 }
 
-// Strain vector of (layer j, point i) from the products' changes, and its
-// B(5,18) by columns.
-void point_strain(const StrainMap& sm, const ProdVals& o, int j, int i, double* e, double* B) {
-  for (int k = 0; k < 5; ++k) {
-    const double* l = sm.L[j][i][k];
-    double v = 0.0;
-    for (int q = 0; q < NQ; ++q) v += l[q] * o.CHG[q];
-    e[k] = v;
-    if (!B) continue;
-    for (int c = 0; c < NE; ++c) B[k + 5 * c] = 0.0;
-    for (int q = 0; q < NQ; ++q) {
-      if (l[q] == 0.0) continue;  // a layer's in-plane rows use three products
-      for (int c = 0; c < NE; ++c) B[k + 5 * c] += l[q] * o.DP[q][c];
-    }
+// Strain vector of (layer j, point i) from the products' changes.
+void point_strain(const StrainMap& sm, const ProdVals& o, int j, int i, double* e) {
+  for (int k = 0; k < 5; ++k) e[k] = DOT(sm.L[j][i][k], o.CHG, NQ);
+}
+
+// The first variations of the strains: a layer's in-plane rows P[j] are
+// the same at its four points, a point's shear rows S[i] the same in the
+// three layers.
+struct BRows {
+  double P[3][3][NE], S[3][2][NE];
+};
+
+BRows brows(const StrainMap& sm, const ProdVals& o) {
+  BRows br;
+  auto row = [&](const double* l, double* b) {
+    ZEROD(b, NE);
+    for (int q = 0; q < NQ; ++q)
+      if (l[q] != 0.0)  // an in-plane row uses its layer's three products
+        for (int c = 0; c < NE; ++c) b[c] += l[q] * o.DP[q][c];
+  };
+  for (int j = 0; j < 3; ++j)
+    for (int k = 0; k < 3; ++k) row(sm.L[j][0][k], br.P[j][k]);
+  for (int i = 0; i < 3; ++i)
+    for (int k = 0; k < 2; ++k) row(sm.L[0][i][3 + k], br.S[i][k]);
+  return br;
+}
+
+// B(5,18) by columns of (layer j, point i).
+void bpoint(const BRows& br, int j, int i, double* B) {
+  for (int c = 0; c < NE; ++c) {
+    for (int k = 0; k < 3; ++k) B[k + 5 * c] = br.P[j][k][c];
+    for (int k = 0; k < 2; ++k) B[3 + k + 5 * c] = br.S[i][k][c];
   }
+}
+
+// K(18,18) upper += W R^T D R for NR rows R (row by row) and D(NR,NR) taken
+// from the packed 5 x 5 DP at offset OFF (0 in-plane block, 3 shear block).
+void btdb_rows(const double (*R)[NE], int NR, const double* DP, int OFF, double W, double* K) {
+  double DR[3][NE];
+  for (int k = 0; k < NR; ++k)
+    for (int c = 0; c < NE; ++c) {
+      double v = 0.0;
+      for (int l = 0; l < NR; ++l) v += DP[PACKIDX(OFF + k + 1, OFF + l + 1, 5) - 1] * R[l][c];
+      DR[k][c] = W * v;
+    }
+  for (int q = 0; q < NE; ++q)
+    for (int p = 0; p <= q; ++p) {
+      double v = 0.0;
+      for (int k = 0; k < NR; ++k) v += R[k][p] * DR[k][q];
+      K[p + NE * q] += v;
+    }
+}
+
+// True when no in-plane strain meets a shear stress in D (packed 5 x 5).
+bool splits(const double* D) {
+  return D[3] == 0.0 && D[4] == 0.0 && D[7] == 0.0 && D[8] == 0.0 && D[10] == 0.0 && D[11] == 0.0;
+}
+
+// The material part of the tangent. With one tangent at all points that
+// does not couple in-plane and shear, the layers' in-plane rows and the
+// points' shear rows are integrated each once, with their summed weights.
+void material_k(const SHLREC& r, const StrainMap& sm, const BRows& br, double* K) {
+  if (SHLUNIFORM(r) && splits(&r.D(1, 1, 1))) {
+    for (int j = 0; j < 3; ++j)
+      btdb_rows(br.P[j], 3, &r.D(1, 1, 1), 0, sm.WDET[j][0] + sm.WDET[j][1] + sm.WDET[j][2], K);
+    for (int i = 0; i < 3; ++i)
+      btdb_rows(br.S[i], 2, &r.D(1, 1, 1), 3, sm.WDET[0][i] + sm.WDET[1][i] + sm.WDET[2][i], K);
+    return;
+  }
+  double B[5 * NE];
+  for (int j = 0; j < 3; ++j)
+    for (int i = 0; i < 3; ++i) {
+      bpoint(br, j, i, B);
+      SHLBTDB(B, &r.D(1, i + 1, j + 1), sm.WDET[j][i], K, NE);
+    }
 }
 
 }  // namespace
@@ -350,16 +411,17 @@ void SHLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>
   const Products pr = products(s.t);
   const StrainMap sm = strain_map(s, r);
   const ProdVals o = prod_vals(pr, s);
-  double K[NE * NE], B[5 * NE], e[5], cq[NQ] = {};
+  double K[NE * NE], cq[NQ] = {};
   ZEROD(K, NE * NE);
+  material_k(r, sm, brows(sm, o), K);
+  // The geometric part: each product's second variation times the stress
+  // that its change carries.
   for (int j = 0; j < 3; ++j)
-    for (int i = 0; i < 3; ++i) {
-      point_strain(sm, o, j, i, e, B);
-      const double w = sm.WDET[j][i];
-      SHLBTDB(B, &r.D(1, i + 1, j + 1), w, K, NE);
-      for (int k = 0; k < 5; ++k)
-        for (int q = 0; q < NQ; ++q) cq[q] += w * r.STRESS(k + 1, i + 1, j + 1) * sm.L[j][i][k][q];
-    }
+    for (int i = 0; i < 3; ++i)
+      for (int k = 0; k < 5; ++k) {
+        const double ws = sm.WDET[j][i] * r.STRESS(k + 1, i + 1, j + 1);
+        for (int q = 0; q < NQ; ++q) cq[q] += ws * sm.L[j][i][k][q];
+      }
   for (int q = 0; q < NQ; ++q)
     if (cq[q] != 0.0) prod_hess(pr, o, s, q, cq[q], K);
   // Rotations of a node with a frame go into its axes: K := F K F^T.
@@ -384,14 +446,27 @@ void SHLFNL(Model& m, Arr2<double>& P, Arr2<double>& PD, SHLREC& r, const Arr2<d
   const Products pr = products(s.t);
   const StrainMap sm = strain_map(s, r);
   const ProdVals o = prod_vals(pr, s);
-  double f[NE] = {}, B[5 * NE], e[5];
+  double e[5];
   for (int j = 0; j < 3; ++j)
     for (int i = 0; i < 4; ++i) {
-      point_strain(sm, o, j, i, e, i < 3 ? B : nullptr);
+      point_strain(sm, o, j, i, e);
       SHLUPDATE(m, r, e, i + 1, j + 1, IELEM, UNITNO);
-      if (i == 3) continue;
-      const double* sig = &r.STRESS(1, i + 1, j + 1);
-      for (int c = 0; c < NE; ++c) f[c] += sm.WDET[j][i] * DOT(B + 5 * c, sig, 5);
+    }
+  // f = sum of w det / 6 B^T STRESS over points 1 to 3 of each layer, by the
+  // shared rows.
+  const BRows br = brows(sm, o);
+  double f[NE] = {};
+  for (int j = 0; j < 3; ++j)
+    for (int k = 0; k < 3; ++k) {
+      double c = 0.0;
+      for (int i = 0; i < 3; ++i) c += sm.WDET[j][i] * r.STRESS(k + 1, i + 1, j + 1);
+      for (int q = 0; q < NE; ++q) f[q] += c * br.P[j][k][q];
+    }
+  for (int i = 0; i < 3; ++i)
+    for (int k = 0; k < 2; ++k) {
+      double c = 0.0;
+      for (int j = 0; j < 3; ++j) c += sm.WDET[j][i] * r.STRESS(k + 4, i + 1, j + 1);
+      for (int q = 0; q < NE; ++q) f[q] += c * br.S[i][k][q];
     }
   SHLSCATTER(P, PD, r.BETA, f, NOD, IDAMP);
 }
