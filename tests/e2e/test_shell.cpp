@@ -235,31 +235,38 @@ TEST(ShellJob, BadShellCardsStopWithTheElementNumber) {
   }
 }
 
-TEST(ShellJob, BoneShellYieldsOrCracksThroughTheStatusPass) {
+TEST(ShellJob, BoneShellsYieldCrackAndCrushThroughTheStatusPass) {
   // A membrane strip of bone, E = 1000, pulled along x to 2.1 times its
   // yield stress Y = 10 in 20 steps: every layer of every shell turns
   // PLASTIC and the strain follows Y / E + (s - Y) / Et; with a tensile
-  // strength below the yield stress every layer cracks instead.
+  // strength below the yield stress every layer cracks instead; pushed, it
+  // yields and crushes past a strain of 0.02 in step 11, where the limit on
+  // crushed layers ends the job.
   const double E = 1000.0, Y = 10.0, ETR = 0.1, L = 4.0, b = 1.0, t = 0.1;
   const ShellMesh s(4, 1, L, b);
-  struct Case { double sigt; int state; };
-  for (const Case c : {Case{1.0e6, 2}, Case{5.5, 1}}) {
+  struct Case { double sigt, ecrush, sign; int state; const char* label; };
+  const Case cases[] = {{1.0e6, 1.0e5, 1.0, 2, "                   PLASTIC : "},
+                        {5.5, 1.0e5, 1.0, 1, "                   CRACKED : "},
+                        {1.0e6, 2.0e4, -1.0, 3, "                   CRUSHED : "}};
+  for (const Case& c : cases) {
     test::ScratchDir dir;
     int nl = 0, nh = 0;
-    const std::string load = test::edge_load(s, L, {2.1 * Y * b * t, 0, 0, 0, 0, 0}, nl);
+    const std::string load = test::edge_load(s, L, {c.sign * 2.1 * Y * b * t, 0, 0, 0, 0, 0}, nl);
     std::string held;
-    for (int n = 1; n <= s.nnode(); ++n) {
-      const bool end = s.xyz[n - 1].x == 0.0;
-      held += test::plnk(n, end ? (n == 1 ? "111111" : "101111") : "001111"), ++nh;
-    }
-    run(head(s.nnode(), 0, s.ntri(), test::cntrl(0, 1, 30, 1e-7, -1), 20) + s.node_cards() + s.shell_cards(t, {0.0, E, 1, c.sigt, Y, ETR, 1.0e5}) + test::ngld(1) +
-        test::nplnk(nh) + test::nload(2, nl) + test::tblld(0, 0) + test::tblld(1, 1) + load + held + "END\n");
+    for (int n = 1; n <= s.nnode(); ++n)
+      held += test::plnk(n, s.xyz[n - 1].x == 0.0 ? (n == 1 ? "111111" : "101111") : "001111"), ++nh;
+    std::string deck = head(s.nnode(), 0, s.ntri(), test::cntrl(0, 1, 30, 1e-7, -1), 20) + s.node_cards() +
+                       s.shell_cards(t, {0.0, E, 1, c.sigt, Y, ETR, c.ecrush}) + test::ngld(1) + test::nplnk(nh) +
+                       test::nload(2, nl) + test::tblld(0, 0) + test::tblld(1, 1) + load + held + "END\n";
+    const std::string limit = test::card("CNTR3%5s%15d%15s%5d%5d", "", 3 * s.ntri(), "", -1, 0);
+    if (c.state == 3) deck.replace(deck.find(test::cntr3_cpu()), limit.size(), limit);
+    run(deck);
     const std::string log = test::read_file("EXEC.LOG");
-    const std::string label = c.state == 2 ? "                   PLASTIC : " : "                   CRACKED : ";
     const std::size_t shl = log.rfind("     SHELL LAYER   ELASTIC : ");
     ASSERT_NE(shl, std::string::npos);
-    EXPECT_NE(log.find(label + base::fI(3 * s.ntri(), 8), shl), std::string::npos) << log.substr(shl, 200);
+    EXPECT_NE(log.find(c.label + base::fI(3 * s.ntri(), 8), shl), std::string::npos) << log.substr(shl, 200);
     const post::Frame f = test::result_frame(test::result_frames());
+    EXPECT_EQ(test::result_frames(), c.state == 3 ? 11u : 20u);
     for (const auto& e : f.SHELL)
       for (const auto& l : e.L) EXPECT_EQ(l.STATE, c.state);
     if (c.state != 2) continue;
