@@ -59,12 +59,13 @@ struct Turn {
   void apply(const double* a, double* b) const { base::MATMUL(Q, a, b, 3, 3, 1); }
 };
 
-// MacNeal and Harder's irregular patch, 0.24 x 0.12, four inner nodes.
+// MacNeal and Harder's irregular patch, 0.24 x 0.12, four inner nodes, in
+// the plane's own axes, turned by Q and moved by OFF.
+constexpr double MH[8][2] = {{0, 0}, {0.24, 0}, {0.24, 0.12}, {0, 0.12},
+                             {0.04, 0.02}, {0.18, 0.03}, {0.16, 0.08}, {0.08, 0.08}};
 Patch macneal(const Turn& q, const double* off) {
-  const double p[8][2] = {{0, 0}, {0.24, 0}, {0.24, 0.12}, {0, 0.12},
-                          {0.04, 0.02}, {0.18, 0.03}, {0.16, 0.08}, {0.08, 0.08}};
   std::vector<std::array<double, 3>> xyz;
-  for (const auto& c : p) {
+  for (const auto& c : MH) {
     const double a[3] = {c[0], c[1], 0.0};
     std::array<double, 3> g;
     q.apply(a, g.data());
@@ -93,10 +94,8 @@ TEST(Shell, PatchTestsOnAnIrregularPatchOutOfItsPlane) {
   const double k = 1e-3, eps[3] = {1e-3, -0.4e-3, 0.6e-3};  // exx, eyy, gxy
   for (int bending = 0; bending < 2; ++bending) {
     m.U.fill(0.0);
-    const double p[8][2] = {{0, 0}, {0.24, 0}, {0.24, 0.12}, {0, 0.12},
-                            {0.04, 0.02}, {0.18, 0.03}, {0.16, 0.08}, {0.08, 0.08}};
     for (int n = 1; n <= 8; ++n) {
-      const double x = p[n - 1][0], y = p[n - 1][1];
+      const double x = MH[n - 1][0], y = MH[n - 1][1];
       double ul[3], tl[3] = {0.0, 0.0, 0.0};
       if (bending) {
         ul[0] = ul[1] = 0.0;
