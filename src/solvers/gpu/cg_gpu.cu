@@ -255,24 +255,20 @@ void download(GPUMEM& d, const GPUPLAN& p, double* X) {
   cudaMemcpy(X, d.DX, sizeof(double) * static_cast<std::size_t>(p.NEQ), cudaMemcpyDeviceToHost);
 }
 
-template <class T>
-void drop(T*& a) {
-  cudaFree(a);
-  a = nullptr;
-}
-
 void release(GPUMEM& d) {
-  drop(d.ELLV), drop(d.ELLJ), drop(d.PITCH), drop(d.COOR), drop(d.COOC), drop(d.COOV);
-  for (double** v : {&d.DX, &d.DB, &d.DD, &d.DP, &d.DR, &d.DZ, &d.DQ, &d.DPART, &d.DSTATE}) drop(*v);
+  GPUARRAYS(d, [](auto*& a) { cudaFree(a), a = nullptr; });
 }
 
 void carry(GPUMEM& d, bool free) {
-  if (free) {
-    drop(d.TEMPROW), drop(d.TEMPVAL);
+  if (!free) {
+    alloc(d.TEMPROW, GPUMAXWARPS);
+    alloc(d.TEMPVAL, GPUMAXWARPS);
     return;
   }
-  alloc(d.TEMPROW, GPUMAXWARPS);
-  alloc(d.TEMPVAL, GPUMAXWARPS);
+  cudaFree(d.TEMPROW);
+  cudaFree(d.TEMPVAL);
+  d.TEMPROW = nullptr;
+  d.TEMPVAL = nullptr;
 }
 
 const char* error() {

@@ -172,24 +172,20 @@ double state(GPUMEM& d, int slot) { return d.DSTATE[slot - 1]; }
 
 void download(GPUMEM& d, const GPUPLAN& p, double* X) { std::copy(d.DX, d.DX + p.NEQ, X); }
 
-template <class T>
-void drop(T*& a) {
-  delete[] a;
-  a = nullptr;
-}
-
 void release(GPUMEM& d) {
-  drop(d.ELLV), drop(d.ELLJ), drop(d.PITCH), drop(d.COOR), drop(d.COOC), drop(d.COOV);
-  for (double** v : {&d.DX, &d.DB, &d.DD, &d.DP, &d.DR, &d.DZ, &d.DQ, &d.DPART, &d.DSTATE}) drop(*v);
+  GPUARRAYS(d, [](auto*& a) { delete[] a, a = nullptr; });
 }
 
 void carry(GPUMEM& d, bool free) {
-  if (free) {
-    drop(d.TEMPROW), drop(d.TEMPVAL);
+  if (!free) {
+    d.TEMPROW = grab<std::int32_t>(GPUMAXWARPS);
+    d.TEMPVAL = grab<double>(GPUMAXWARPS);
     return;
   }
-  d.TEMPROW = grab<std::int32_t>(GPUMAXWARPS);
-  d.TEMPVAL = grab<double>(GPUMAXWARPS);
+  delete[] d.TEMPROW;
+  delete[] d.TEMPVAL;
+  d.TEMPROW = nullptr;
+  d.TEMPVAL = nullptr;
 }
 
 const char* error() { return nullptr; }

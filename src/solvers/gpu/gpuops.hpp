@@ -4,6 +4,7 @@
 // device code (nvcc) compiles against this header alone.
 #pragma once
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -75,6 +76,13 @@ struct GPUMEM {
   double* TEMPVAL = nullptr;
   int PI = 0, PV = 0;  // host copies of the strides
 };
+
+// F on each array of one solve but the carry arrays (their addresses' owners).
+template <class F>
+void GPUARRAYS(GPUMEM& d, F&& f) {
+  f(d.ELLV), f(d.ELLJ), f(d.PITCH), f(d.COOR), f(d.COOC), f(d.COOV);
+  for (double** v : {&d.DX, &d.DB, &d.DD, &d.DP, &d.DR, &d.DZ, &d.DQ, &d.DPART, &d.DSTATE}) f(*v);
+}
 
 // What the iteration asks of a device. Each call is one or a few kernel
 // launches or copies; ERROR gives the last error's text and clears it
