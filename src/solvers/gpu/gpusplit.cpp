@@ -82,31 +82,45 @@ GPUPLAN GPUPLANOF(const int* IAF, int NEQ) {
   return p;
 }
 
+namespace {
+
+// Walks the split: ELL(slot, row, entry) for the first EW entries of each row,
+// COO(n, row, entry) for the rest, in ascending rows. Rows go in blocks, slot
+// by slot within a block, so that the writes of the column-wise ELL run along
+// memory while the rows being read stay in cache.
+template <class E, class C>
+void splitwalk(const GPUPLAN& p, const int* IAF, E&& ELL, C&& COO) {
+  constexpr int RB = 64;
+  int n = 0;
+  for (int r0 = 0; r0 < p.NEQ; r0 += RB) {
+    const int r1 = std::min(r0 + RB, p.NEQ);
+    for (int k = 0; k < p.EW; ++k)
+      for (int r = r0; r < r1; ++r)
+        if (IAF[r] + k < IAF[r + 1]) ELL(static_cast<std::size_t>(k) * p.ES + r, IAF[r] - 1 + k);
+    for (int r = r0; r < r1; ++r)
+      for (int e = IAF[r] - 1 + p.EW; e < IAF[r + 1] - 1; ++e) COO(n++, r, e);
+  }
+}
+
+}  // namespace
+
 void GPUSPLITIDX(const GPUPLAN& p, const int* IAF, const int* JAF, GPUHOST& h) {
   h.ELLJ.assign(static_cast<std::size_t>(p.EW) * p.ES, 0);
   h.COOR.resize(p.NCOO);
   h.COOC.resize(p.NCOO);
-  int n = 0;
-  for (int r = 0; r < p.NEQ; ++r)
-    for (int k = 0, e = IAF[r] - 1; e < IAF[r + 1] - 1; ++k, ++e) {
-      if (k < p.EW) {
-        h.ELLJ[static_cast<std::size_t>(k) * p.ES + r] = JAF[e] - 1;
-      } else {
+  splitwalk(
+      p, IAF, [&](std::size_t at, int e) { h.ELLJ[at] = JAF[e] - 1; },
+      [&](int n, int r, int e) {
         h.COOR[n] = r;
-        h.COOC[n++] = JAF[e] - 1;
-      }
-    }
+        h.COOC[n] = JAF[e] - 1;
+      });
 }
 
 void GPUSPLITVAL(const GPUPLAN& p, const int* IAF, const double* AF, GPUHOST& h) {
   h.ELLV.assign(static_cast<std::size_t>(p.EW) * p.ES, 0.0);
   h.COOV.resize(p.NCOO);
-  int n = 0;
-  for (int r = 0; r < p.NEQ; ++r) {
-    const int e0 = IAF[r] - 1, e1 = IAF[r + 1] - 1, ell = std::min(e1, e0 + p.EW);
-    for (int e = e0; e < ell; ++e) h.ELLV[static_cast<std::size_t>(e - e0) * p.ES + r] = AF[e];
-    for (int e = ell; e < e1; ++e) h.COOV[n++] = AF[e];
-  }
+  splitwalk(
+      p, IAF, [&](std::size_t at, int e) { h.ELLV[at] = AF[e]; }, [&](int n, int, int e) { h.COOV[n] = AF[e]; });
 }
 
 }  // namespace ossa::solvers
