@@ -9,6 +9,7 @@
 #include "base/fmt.hpp"
 #include "model/stop.hpp"
 #include "solvers/cg/cg.hpp"
+#include "solvers/cg/cgkern.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/gpu/gpu.hpp"
 #include "solvers/ork/orkfact.hpp"
@@ -93,6 +94,9 @@ void solve_gpu(Model& m, int) {
   const int n = m.KK(kk::NEQ), nfull = 2 * m.KK(kk::NZ) - n;
   GPUEXPAND(m.IA.data(), m.JA.data(), m.AV.data(), m.KK(kk::NZ), n, g.IAF.data(), g.JAF.data(),
             g.AF.data(), nfull, g.DIAG.data());
+  // A pivot of zero or below stops the job as it stops the processor CG.
+  for (int i = 1; i <= n; ++i)
+    if (g.DIAG(i) <= 0.0) CGSTOP(m, m.UNIT(2), "PIVOT .LE. 0. , PROGRAM STOPPED !", -1);
   for (int i = 1; i <= n; ++i) m.DX(i, 1) = 0.0;
   const int st = GPUCG(g, GPUDEVICEOPS(), g.AF.data(), g.IAF.data(), g.JAF.data(), n, m.DX.data(),
                        m.RHS.data(), m.RR(rr::TOLCG), g.DIAG.data(), m.KK(kk::DEVICE));

@@ -66,7 +66,8 @@ int iterate(std::FILE* log, const GPUOPS& OPS, GPUMEM& d, const GPUPLAN& p, doub
     return 0;
   }
   const int SQ = static_cast<int>(std::sqrt(static_cast<double>(p.NEQ)));
-  const int MAXIT = p.NEQ / 5;
+  // A start reading that is no finite number (a zero pivot) cannot converge.
+  const int MAXIT = std::isfinite(RZ0) ? p.NEQ / 5 : 0;
   int GAP = SQ, LAST = 0, ITR = 0;
   double RZ = RZ0;  // the host's copy, until the first reading
   for (; ITR < MAXIT; ++ITR) {
@@ -86,8 +87,9 @@ int iterate(std::FILE* log, const GPUOPS& OPS, GPUMEM& d, const GPUPLAN& p, doub
     }
     OPS.BETP(d, p);
   }
-  if (RZ > TARGET) {
-    // ITR is the count of iterations taken.
+  // ITR is the count of iterations taken. A reading that is no finite number
+  // (a breakdown) is not converged either.
+  if (!(std::isfinite(RZ) && RZ <= TARGET)) {
     std::fprintf(log, "not converged! itr = %d, r^2 = %.10e, r0^2*eps = %.10e\n\n ", ITR, RZ, TARGET);
     return -1;
   }
