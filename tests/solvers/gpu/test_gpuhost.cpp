@@ -223,6 +223,7 @@ TEST(GpuCg, EndsOfTheIteration) {
     if (k.deviceerror) ops.ERROR = oom;
     model::GPUDATA g;
     EXPECT_EQ(gpucg(g, ops, test::half(s, true), x, f, 1e-10), k.status) << k.what;
+    solvers::GPUDONE(g, ops);
     for (double v : x) ASSERT_TRUE(std::isfinite(v) || k.zeropivot) << k.what;
     const auto l = test::read_lines("gpu_solver.log");
     if (k.deviceerror) {
