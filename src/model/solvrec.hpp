@@ -58,6 +58,7 @@ struct GPUDATA {
   base::Arr1<double> DIAG;         // NEQ
   std::string NAME;                // the checked device's name
   bool CHECKED = false;            // the device check has run in this job
+  bool EMULATE = false;            // the device is the host emulation (set by tests, not decks)
   int MARK = 0;                    // 12345 once the device has been set up
   void* TEMPROW = nullptr;         // carry rows of the COO warps
   void* TEMPVAL = nullptr;         // carry values of the COO warps

@@ -98,7 +98,7 @@ void solve_gpu(Model& m, int) {
   for (int i = 1; i <= n; ++i)
     if (g.DIAG(i) <= 0.0) CGSTOP(m, m.UNIT(2), "PIVOT .LE. 0. , PROGRAM STOPPED !", -1);
   for (int i = 1; i <= n; ++i) m.DX(i, 1) = 0.0;
-  const int st = GPUCG(g, GPUDEVICEOPS(), g.AF.data(), g.IAF.data(), g.JAF.data(), n, m.DX.data(),
+  const int st = GPUCG(g, GPUJOBOPS(m), g.AF.data(), g.IAF.data(), g.JAF.data(), n, m.DX.data(),
                        m.RHS.data(), m.RR(rr::TOLCG), g.DIAG.data(), m.KK(kk::DEVICE));
   if (st == 1) model::ERRSTOP(m, -5, 0, m.UNIT(2));
   if (st == -1) model::ERRSTOP(m, -8, 0, m.UNIT(2));
@@ -109,7 +109,7 @@ void free_gpu(Model& m) {
   m.GPU.JAF.deallocate();
   m.GPU.AF.deallocate();
   m.GPU.DIAG.deallocate();
-  GPUDONE(m.GPU, GPUDEVICEOPS());
+  GPUDONE(m.GPU, GPUJOBOPS(m));
 }
 
 // ---- ORK (KK(21) = 2): its own budget test, analysis, report and files.

@@ -27,12 +27,19 @@ using model::Model;
 // could not be read.
 void GPUREPORT(std::FILE* OUT, const GPUINFO& INFO, int& DEVICE, std::string& NAME, int NAMELEN);
 
-// GPUQUERY, then its report to a new gpu_device.txt.
-void GPUPROBE(int& DEVICE, std::string& NAME, int NAMELEN);
+// The report of INFO to a new gpu_device.txt.
+void GPUPROBE(const GPUINFO& INFO, int& DEVICE, std::string& NAME, int NAMELEN);
 
 // The device check of KK(28) >= 0: the probe, the check's two lines in the
-// log, KK(28) = -1 when the device cannot be used.
+// log, KK(28) = -1 when the device cannot be used. With m.GPU.EMULATE the
+// machine has one device, the host emulation.
 void GPUCHECK(Model& m);
+
+// The machine as the emulation presents it: one device, "Host emulation".
+GPUINFO GPUEMUINFO();
+
+// The device operations of the job: the CUDA device's, or the emulation's.
+const GPUOPS& GPUJOBOPS(const Model& m);
 
 // Whether this build has the CUDA layer.
 bool DEVLAYER();

@@ -196,4 +196,16 @@ constexpr GPUOPS EMU = {setdev, upload, spmv, rpr0, dot, alpxr, betp, state, dow
 
 const GPUOPS& GPUEMUOPS() { return EMU; }
 
+GPUINFO GPUEMUINFO() {
+  GPUINFO info;
+  info.count = 1;
+  GPUPROPS p;
+  p.name = "Host emulation";
+  p.major = 9;
+  p.warpsize = 32;
+  p.maxthreads = 1024;
+  info.props.push_back(p);
+  return info;
+}
+
 }  // namespace ossa::solvers

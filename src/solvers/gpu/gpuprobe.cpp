@@ -85,14 +85,13 @@ void GPUREPORT(std::FILE* OUT, const GPUINFO& INFO, int& DEVICE, std::string& NA
   }
 }
 
-void GPUPROBE(int& DEVICE, std::string& NAME, int NAMELEN) {
-  const GPUINFO info = GPUQUERY();
+void GPUPROBE(const GPUINFO& INFO, int& DEVICE, std::string& NAME, int NAMELEN) {
   std::FILE* out = std::fopen("gpu_device.txt", "w");
   if (!out) {  // no report, no device
     DEVICE = -1;
     return;
   }
-  GPUREPORT(out, info, DEVICE, NAME, NAMELEN);
+  GPUREPORT(out, INFO, DEVICE, NAME, NAMELEN);
   std::fclose(out);
 }
 
@@ -101,7 +100,7 @@ void GPUCHECK(Model& m) {
   int dev = m.KK(kk::DEVICE);
   if (dev < 0) return;
   std::string name;
-  GPUPROBE(dev, name, 80);
+  GPUPROBE(m.GPU.EMULATE ? GPUEMUINFO() : GPUQUERY(), dev, name, 80);
   model::LOGLINE(m, base::fX(11) + " * * *   GPU DEVICE CHECK   * * *");
   if (dev < 0) {
     m.KK(kk::DEVICE) = -1;
@@ -112,5 +111,7 @@ void GPUCHECK(Model& m) {
   m.GPU.NAME = name;
   model::LOGLINE(m, base::fX(21) + "Device" + base::fI(dev, 3) + ": " + name);
 }
+
+const GPUOPS& GPUJOBOPS(const Model& m) { return m.GPU.EMULATE ? GPUEMUOPS() : GPUDEVICEOPS(); }
 
 }  // namespace ossa::solvers

@@ -2,7 +2,8 @@
 // width rule with its edge cases, the layouts and the COO plan, products of
 // the emulated kernels, and the iteration through the emulation: the
 // processor CG's solution, its sparse readings of r.z and gpu_solver.log,
-// and the ways it ends.
+// and the ways it ends; and the femur example through the emulated device
+// against the processor CG.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,6 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "../examples/femur/femur_deck.hpp"
+#include "deckgen.hpp"
+#include "job/job.hpp"
 #include "model/model.hpp"
 #include "solvers/cg/cg.hpp"
 #include "solvers/gpu/gpucases.hpp"
@@ -57,6 +61,35 @@ double countstate(solvers::GPUMEM& d, int slot) {
   return solvers::GPUEMUOPS().STATE(d, slot);
 }
 const char* oom() { return "out of memory"; }
+
+// The femur example with the device field of its CNTR3 card (columns 41-45)
+// set to DEVICE, run in a child process (a stop must not end the test) on the
+// emulated device; the displacements of the last frame.
+std::vector<float> femur(int device) {
+  std::FILE* f = std::fopen("EXEC.INP", "w");
+  example::FemurOptions o;
+  o.H = 5.0;  // coarser meshes need more than NEQ/5 iterations
+  example::write_femur_deck(f, o);
+  std::fclose(f);
+  std::string deck = test::read_file("EXEC.INP");
+  char field[6];
+  std::snprintf(field, sizeof field, "%5d", device);
+  deck.replace(deck.find("\nCNTR3") + 41, 5, field);
+  test::write_file("EXEC.INP", deck);
+  EXPECT_EXIT(
+      {
+        if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
+        model::Model m;
+        m.GPU.EMULATE = true;
+        if (job::JOBOPEN(m)) job::JOBRUN(m);
+        std::exit(7);
+      },
+      ::testing::ExitedWithCode(7), "");
+  std::vector<float> v;
+  const std::size_t n = test::result_frames();
+  for (const auto& d : test::result_frame(n - 1).DISP) v.insert(v.end(), d.V, d.V + 3);
+  return v;
+}
 
 }  // namespace
 
@@ -236,4 +269,24 @@ TEST(GpuCg, EndsOfTheIteration) {
     ASSERT_GE(l.size(), 14u) << k.what;
     EXPECT_EQ(l[13].rfind(k.line, 0), 0u) << k.what << ": " << l[13];
   }
+}
+
+TEST(GpuCg, FemurOnTheEmulatedDeviceAsOnTheProcessor) {
+  test::ScratchDir dir;
+  const std::vector<float> cpu = femur(-1), gpu = femur(0);
+  const std::string log = test::read_file("EXEC.LOG"), solver = test::read_file("gpu_solver.log");
+  EXPECT_NE(log.find("Device  0: Host emulation"), std::string::npos);
+  EXPECT_NE(log.find("LINEAR EQUATION SOLVER : CG (GPU)"), std::string::npos);
+  EXPECT_NE(log.find(" *****  CG-METHOD (GPU) SOLVER MESSAGE  *****"), std::string::npos);
+  EXPECT_NE(solver.find("Converged!"), std::string::npos);
+  EXPECT_EQ(solver.find("not converged"), std::string::npos);
+  ASSERT_EQ(gpu.size(), cpu.size());
+  ASSERT_FALSE(cpu.empty());
+  float dmax = 0.0f, diff = 0.0f;
+  for (std::size_t k = 0; k < cpu.size(); ++k) {
+    dmax = std::max(dmax, std::fabs(cpu[k]));
+    diff = std::max(diff, std::fabs(gpu[k] - cpu[k]));
+  }
+  EXPECT_GT(dmax, 0.0f);
+  EXPECT_LT(diff, 1e-5f * dmax);
 }
