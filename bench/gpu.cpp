@@ -5,9 +5,10 @@
 // index and value passes of the split), and the whole solve through the host
 // emulation of the kernels, with its iterations.
 // On a device, when one answers: one iteration's time and its effective
-// bandwidth (the bytes an iteration must move at the least: the ELL and COO
-// arrays, each vector read or written once a kernel) against the device's own
-// copy bandwidth measured in the same run, and the whole solve on the device.
+// bandwidth (the bytes its kernels read and write, each once: the ELL values
+// with their padding, the ELL columns in use, the COO arrays, and each vector
+// once a kernel, 17 vector passes in all) against the device's own copy
+// bandwidth measured in the same run, and the whole solve on the device.
 //
 // Usage: bench_gpu [cubes per side, default 24]
 #include <algorithm>
