@@ -59,7 +59,7 @@ std::vector<float> femur(int device) {
   std::vector<float> v;
   const std::size_t n = test::result_frames();
   if (n == 0) return v;
-  for (const auto& d : test::result_frame(n - 1).DISP) v.insert(v.end(), d.V, d.V + 3);
+  for (const auto& d : test::result_frame(n).DISP) v.insert(v.end(), d.V, d.V + 3);
   return v;
 }
 

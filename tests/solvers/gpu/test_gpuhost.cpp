@@ -69,6 +69,7 @@ std::vector<float> femur(int device) {
   std::FILE* f = std::fopen("EXEC.INP", "w");
   example::FemurOptions o;
   o.H = 5.0;  // coarser meshes need more than NEQ/5 iterations
+  o.NSTEP = 1;
   example::write_femur_deck(f, o);
   std::fclose(f);
   std::string deck = test::read_file("EXEC.INP");
@@ -87,7 +88,7 @@ std::vector<float> femur(int device) {
       ::testing::ExitedWithCode(7), "");
   std::vector<float> v;
   const std::size_t n = test::result_frames();
-  for (const auto& d : test::result_frame(n - 1).DISP) v.insert(v.end(), d.V, d.V + 3);
+  for (const auto& d : test::result_frame(n).DISP) v.insert(v.end(), d.V, d.V + 3);
   return v;
 }
 
