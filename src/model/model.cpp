@@ -101,6 +101,7 @@ long FREEWORDS(const Model& m) {
   w += ORKWORDS(m.ORK);
   w += CGWORDS(m.CG);
   w += GPUWORDS(m.GPU);
+  w += PDSWORDS(m.PDS);
   return w;
 }
 
