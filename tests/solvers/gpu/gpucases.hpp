@@ -3,6 +3,7 @@
 // COO kernels, and a shifted grid Laplacian with one long row, a symmetric
 // positive definite system that uses both the ELL and the COO product.
 #pragma once
+#include <algorithm>
 #include <cmath>
 #include <random>
 #include <vector>
@@ -88,6 +89,17 @@ inline Csr grid(int N, double shift) {
     c.IA.push_back(static_cast<int>(c.JA.size()) + 1);
   }
   return c;
+}
+
+// The largest difference of two displacement lists against their largest
+// value: the processor's and the device's answers to one job.
+inline double disp_mismatch(const std::vector<float>& cpu, const std::vector<float>& gpu) {
+  float dmax = 0.0f, diff = 0.0f;
+  for (std::size_t k = 0; k < cpu.size() && k < gpu.size(); ++k) {
+    dmax = std::max(dmax, std::fabs(cpu[k]));
+    diff = std::max(diff, std::fabs(gpu[k] - cpu[k]));
+  }
+  return cpu.size() == gpu.size() && dmax > 0.0f ? diff / dmax : 1.0;
 }
 
 }  // namespace ossa::test

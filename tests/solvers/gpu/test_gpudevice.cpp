@@ -111,11 +111,5 @@ TEST(GpuDevice, FemurOnTheDeviceAsOnTheProcessor) {
   ASSERT_EQ(gpu.size(), cpu.size());
   EXPECT_NE(test::read_file("EXEC.LOG").find("CG (GPU)"), std::string::npos);
   EXPECT_NE(test::read_file("gpu_solver.log").find("Converged!"), std::string::npos);
-  float dmax = 0.0f, diff = 0.0f;
-  for (std::size_t k = 0; k < cpu.size(); ++k) {
-    dmax = std::max(dmax, std::fabs(cpu[k]));
-    diff = std::max(diff, std::fabs(gpu[k] - cpu[k]));
-  }
-  EXPECT_GT(dmax, 0.0f);
-  EXPECT_LT(diff, 1e-5f * dmax);
+  EXPECT_LT(test::disp_mismatch(cpu, gpu), 1e-5);
 }
