@@ -10,13 +10,7 @@ namespace {
 
 namespace el = ossa::elements;
 
-template <class F>
-void timed(const char* what, int ne, F pass) {
-  const ossa::bench::Stopwatch sw;
-  const double check = pass();
-  std::printf("%-8s %d elements: %.3f s wall, %.3f s processor  (check %.6e)\n", what, ne,
-              sw.wall(), sw.cpu(), check);
-}
+using ossa::bench::timed;
 
 }  // namespace
 

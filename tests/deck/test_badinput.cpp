@@ -104,18 +104,31 @@ TEST(DeckBadInput, SecondRowOrNoRow) {
       "EXEC.INP, LINE 7: TRUSS ELEMENT 5 HAS NO \"PROPT\" ROW.");
 }
 
-TEST(DeckBadInput, TrussNamesNoTable) {
+TEST(DeckBadInput, TrussNamesNoTableOrABadOne) {
   test::ScratchDir dir;
-  auto d = [](long table) {
-    return std::vector<std::string>{test::cntnd(2), test::cntel(0, 0, 0, 0, 1), test::cntrl_static(),
-                                    test::cpu(), test::node(1, "0", "0", "0"),
-                                    test::node(2, "1", "0", "0"), test::truss(5, 1, 2),
-                                    Card("TRSTB").i(11, 15, 1), Card("").f(1, 15, "0.1").f(16, 30, "1"),
-                                    test::propt_truss(table, 5), "END"};
+  // The table's rows (strain, force), and the table the row names.
+  auto d = [](long table, const std::vector<std::pair<const char*, const char*>>& rows) {
+    std::vector<std::string> v = {test::cntnd(2), test::cntel(0, 0, 0, 0, 1), test::cntrl_static(),
+                                  test::cpu(), test::node(1, "0", "0", "0"),
+                                  test::node(2, "1", "0", "0"), test::truss(5, 1, 2),
+                                  test::propt_truss(table, 5), Card("TRSTB").i(11, 15, static_cast<long>(rows.size()))};
+    for (const auto& [x, y] : rows) v.push_back(Card("").f(1, 15, x).f(16, 30, y));
+    v.push_back("END");
+    return v;
   };
-  expect_message(read_bad_deck(d(2)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 2 IS OUTSIDE 1..1.");
-  expect_message(read_bad_deck(d(0)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 0 IS OUTSIDE 1..1.");
-  expect_message(read_bad_deck(d(-3)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE -3 IS OUTSIDE 1..1.");
+  const std::vector<std::pair<const char*, const char*>> one = {{"0.1", "1"}}, two = {{"0.0", "0"}, {"0.1", "1"}};
+  const struct { long table; std::vector<std::pair<const char*, const char*>> rows; const char* msg; } cases[] = {
+      {2, two, "EXEC.INP, LINE 8, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 2 IS OUTSIDE 1..1."},
+      {0, two, "EXEC.INP, LINE 8, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 0 IS OUTSIDE 1..1."},
+      {-3, two, "EXEC.INP, LINE 8, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE -3 IS OUTSIDE 1..1."},
+      {1, one, "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1 HAS FEWER THAN TWO POINTS."},
+      {1, {}, "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1 HAS FEWER THAN TWO POINTS."},
+      {1, {{"0.0", "0"}, {"0.1", "1"}, {"0.1", "2"}},
+       "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1: STRAIN OF POINT 3 DOES NOT INCREASE."},
+      {1, {{"0.2", "0"}, {"0.1", "1"}},
+       "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1: STRAIN OF POINT 2 DOES NOT INCREASE."},
+  };
+  for (const auto& c : cases) expect_message(read_bad_deck(d(c.table, c.rows)), c.msg);
 }
 
 // Numbers used as positions or indexes as they stand, and load groups that

@@ -62,16 +62,6 @@ inline std::vector<KindDeck> kind_decks() {
     p.extra = solid(nt + 1, t[0]).replace(0, 5, "RUBB ") +
               card("PROPT00004%10d%10.5f%10.3E%10.3E%10.3E", nt + 1, 0.5, 0.1, 0.0, 100.0);
   });
-  add("THE TRUSS ELEMENT", [&](DeckParts& p) {
-    p.cntel = cntel(nt, 0, 0, 0, 1);
-    p.extra = card("TRUSS%10d%10d%10d", 1, 1, b.nnode()) + card("TRSTB%5s%5d", "", 2) +
-              card("%15.6f%15.6f", 0.0, 0.0) + card("%15.6f%15.6f", 1.0, 100.0) +
-              card("PROPT%4d5%10d", 1, 1);
-  });
-  add("THE GAP ELEMENT", [&](DeckParts& p) {
-    p.cntel = cntel(nt, 0, 1);
-    p.extra = card("GAP  %10d%10d%10d%10d%10d%10d", t[0][0], t[0][1], t[0][2], t[1][0], t[1][1], t[1][2]);
-  });
   add("THE THIRD-PARTY DIRECT SOLVER (SELECTOR -2)",
       [](DeckParts& p) { p.cntrl = cntrl(0, 0, 10, 1e-4, -2); });
   return v;
