@@ -14,15 +14,19 @@ struct Missing {
   const char* what;
 };
 
-// A Riks limit at or before the last step: a static job would leave load
-// control there.
+// A Riks limit at or before the last step: a static job leaves load control
+// there. Its steps scale the nodal forces alone and settle no gap or
+// contact state.
 bool riks(const Model& m) {
   return m.KK(kk::DYNAMIC) == 0 && m.KK(kk::RIKS) > 0 && m.KK(kk::RIKS) <= m.KK(kk::NSTEP);
 }
 
 constexpr Missing MISSING[] = {
     {[](const Model& m) { return m.KK(kk::DYNAMIC) == 1; }, "DYNAMIC ANALYSIS"},
-    {riks, "RIKS ARC-LENGTH CONTROL"},
+    {[](const Model& m) { return riks(m) && (m.KK(kk::NPRESS) > 0 || m.KK(kk::NDIRFC) > 0); },
+     "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES"},
+    {[](const Model& m) { return riks(m) && (m.NGAP() > 0 || m.KK(kk::NBODY) > 0); },
+     "RIKS ARC-LENGTH CONTROL WITH GAPS OR CONTACT"},
     {[](const Model& m) { return m.KK(kk::RESTART) == 1; }, "RESTART FROM EXEC.RST1"},
     {[](const Model& m) { return m.KK(kk::RSTOUT) == 1; }, "RESTART FILE OUTPUT"},
     {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},

@@ -38,21 +38,19 @@ void DISPUPD(Model& m, int FIRST) {
     for (int j = 1; j <= 3; ++j) m.X(j, nd) = m.XYZ(j, nd) + m.U(j, nd);
 }
 
-namespace {
-
-// Euclidean norms of the right-hand side over the free translations,
-// rotations and seventh directions of the grid points.
-void load_norms(const Model& m, double FNRM[3]) {
+void EQNORMS(const Model& m, const double* v, double N[3]) {
   double s[3] = {0.0, 0.0, 0.0};
   for (int nd = 1; nd <= m.NNODE(); ++nd)
     for (int k = 1; k <= 7; ++k) {
       const int e = m.IDOF(k, nd);
       if (e <= 0) continue;
       const int g = k <= 3 ? 0 : (k <= 6 ? 1 : 2);
-      s[g] += m.RHS(e, 1) * m.RHS(e, 1);
+      s[g] += v[e - 1] * v[e - 1];
     }
-  for (int g = 0; g < 3; ++g) FNRM[g] = std::sqrt(s[g]);
+  for (int g = 0; g < 3; ++g) N[g] = std::sqrt(s[g]);
 }
+
+namespace {
 
 // The equilibrium loop: KK(6) solves in KK(6)+1 passes. Returns CONVD.
 int equilibrium(Model& m, IncrState& s, int& FIRST) {
@@ -74,7 +72,7 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
     t = m.clock.now();
     STFASM(m, FIRST);
     m.TIMES(model::T_ASSEMBLY) += m.clock.now() - t;
-    if (FIRST == 1) load_norms(m, s.FNRM);
+    if (FIRST == 1) EQNORMS(m, m.RHS.data(), s.FNRM);
     t = m.clock.now();
     solvers::SOLVE(m, ITER);
     tsolve = m.clock.now() - t;

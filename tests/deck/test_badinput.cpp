@@ -247,3 +247,33 @@ TEST(DeckBadInput, TableRowsCutShortStopTheReader) {
       },
       ::testing::ExitedWithCode(2), "EXEC.INP, LINE 3, COLUMNS 1-15: FIELD \"END\" IS NOT A NUMBER");
 }
+
+// Riks steps with nothing to scale or no arc to go along, and pressure, which
+// the arc-length steps would drop from the load: numbered input stops.
+TEST(DeckBadInput, RiksStepsNeedAnArcAndNodalForces) {
+  test::ScratchDir dir;
+  const std::string group = Card("NLOAD").i(11, 15, 1).i(16, 25, 1), tbl = Card("TBLLD").f(6, 20, "1.0");
+  const std::string force = Card("FORCE").i(6, 15, 40).f(16, 30, "1.0");
+  const std::string press = Card("PRESS").i(6, 15, 1).i(16, 25, 2).i(26, 35, 3).f(36, 50, "1.0");
+  // Arc length, first Riks step, and the load groups' data cards.
+  auto riks = [&](const char* arc, long first, const std::vector<std::string>& loads) {
+    std::vector<std::string> extra = {Card("CNTR2").f(6, 15, arc).i(16, 20, first),
+                                      Card("NGLD").i(6, 10, static_cast<long>(loads.size()))};
+    for (const auto& l : loads) extra.insert(extra.end(), {group, tbl, l});
+    return test::one_tet(extra);
+  };
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {riks("0.0", 1, {force}), "ARC LENGTH OF RIKS CONTROL IS NOT POSITIVE."},
+      {riks("-0.1", 1, {force}), "ARC LENGTH OF RIKS CONTROL IS NOT POSITIVE."},
+      {riks("0.1", -2, {force}), "FIRST RIKS STEP -2 IS NO STEP."},
+      {riks("0.1", 1, {Card("FORCE").i(6, 15, 40)}), "RIKS CONTROL HAS NO \"FORCE\" LOAD TO SCALE."},
+      {riks("0.1", 1, {press}), "RIKS CONTROL HAS NO \"FORCE\" LOAD TO SCALE."},
+      {riks("0.1", 1, {force, press}),
+       "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES IS NOT AVAILABLE IN THIS VERSION."},
+  };
+  for (const auto& [deck, msg] : cases) expect_message(read_bad_deck(deck), msg);
+  // A first Riks step past the last one leaves the job under load control.
+  model::Model m;
+  test::read_deck(m, riks("0.0", 2, {press}));
+  EXPECT_EQ(m.KK(kk::RIKS), 2);
+}
