@@ -1,7 +1,8 @@
 // Arc-length control through the whole program on the shallow two-bar truss
 // (snap-through): the path past both limit points and back to positive
-// stiffness on the closed-form curve, on ORK and CG, where load control
-// jumps across the unstable branch.
+// stiffness on the closed-form curve, with either solver selector, where
+// load control jumps across the unstable branch; and the same truss built
+// of tetrahedra between ball joints, against its own closed form.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -91,4 +92,75 @@ TEST(Riks, LoadControlJumpsAcrossTheUnstableBranch) {
   const bool stopped = log.find("RESIDUAL FORCE DID NOT CONVERGE!") != std::string::npos;
   const bool jumped = !v.empty() && v.back().w > 0.155;
   EXPECT_TRUE(stopped || jumped);
+}
+
+namespace {
+
+// The same truss of solids: each bar a box of `ncell` cubes (b x b section,
+// nu = 0) between ball joints, a pyramid of four stiff bars from a joint
+// node to each end face of a box. Every node is held across the plane.
+test::LinkDeck solid_two_bar(double b, double d, double E, int ncell, double P) {
+  test::LinkDeck dk;
+  dk.geom = 1;
+  dk.E = E;
+  dk.nu = 0.0;
+  dk.xyz = {{-A, 0, b / 2}, {A, 0, b / 2}, {0, H, b / 2}};  // joints 1, 2 and the apex 3
+  dk.tables = {{{-1.0, -1e3 * E * b * b}, {1.0, 1e3 * E * b * b}}};
+  const double L0 = std::hypot(A, H), Lb = L0 - 2 * d;
+  const test::Box box(ncell, 1, 1, Lb, b, b);
+  for (int bar = 0; bar < 2; ++bar) {
+    const double ax[2] = {(bar == 0 ? A : -A) / L0, H / L0}, pp[2] = {-ax[1], ax[0]};
+    const double x0 = (bar == 0 ? -A : A) + d * ax[0], y0 = d * ax[1];
+    const int off = static_cast<int>(dk.xyz.size());
+    for (const test::P3& p : box.xyz)
+      dk.xyz.push_back({x0 + p.x * ax[0] + (p.y - b / 2) * pp[0], y0 + p.x * ax[1] + (p.y - b / 2) * pp[1], p.z});
+    for (auto t : box.tets) {  // turned, not mirrored: 6V stays positive
+      for (int& n : t) n += off;
+      dk.tets.push_back(t);
+    }
+    for (int j = 0; j <= 1; ++j)
+      for (int k = 0; k <= 1; ++k) {
+        dk.bars.push_back({bar + 1, off + box.id(0, j, k), 1});
+        dk.bars.push_back({3, off + box.id(ncell, j, k), 1});
+      }
+  }
+  dk.holds = {{1, "111000"}, {2, "111000"}};
+  for (int n = 3; n <= static_cast<int>(dk.xyz.size()); ++n) dk.holds.push_back({n, "001000"});
+  dk.forces = {{3.0, 0.0, -P, 0.0}};
+  return dk;
+}
+
+// Its load scale at apex deflection w: the box between the rigid pyramids
+// in uniaxial stress, N = E b^2 s (s^2 - 1) / 2 at stretch s (second
+// Piola-Kirchhoff stress proportional to Green's strain).
+double solid_two_bar_load(double b, double d, double E, double P, double w) {
+  const double L0 = std::hypot(A, H), L = std::hypot(A, H - w);
+  const double s = (L - 2 * d) / (L0 - 2 * d), N = E * b * b * s * (s * s - 1.0) / 2.0;
+  return -2.0 * N * (H - w) / L / P;
+}
+
+}  // namespace
+
+TEST(Riks, TrussOfSolidsPassesItsLimitLoad) {
+  const double b = 0.01, d = 0.01, E = 1.0e7;
+  double top = 0.0;
+  for (int i = 1; i < 4000; ++i) top = std::max(top, solid_two_bar_load(b, d, E, 1.0, H * i / 4000.0));
+  test::ScratchDir dir;
+  test::LinkDeck dk = solid_two_bar(b, d, E, 10, 1.5 * top);
+  dk.tol = 1e-6;  // absolute: the reference load norm is below 1
+  dk.riks = 1;
+  dk.arc = 0.1;
+  dk.nstep = 150;
+  dk.load = {{0.0, 0.0}, {1.0, 1.0}};
+  const std::vector<Point> v = path(dk, "##$$ExSv end 1 1\n");
+  ASSERT_GT(v.size(), 20u);
+  double hi = 0.0, wprev = 0.0;
+  for (const Point& p : v) {
+    EXPECT_NEAR(p.lam, solid_two_bar_load(b, d, E, 1.5 * top, p.w), 0.005 / 1.5) << "w " << p.w;
+    EXPECT_GT(p.w, wprev);
+    wprev = p.w;
+    if (p.w < 0.1) hi = std::max(hi, p.lam);
+  }
+  EXPECT_NEAR(hi, 1.0 / 1.5, 0.005 / 1.5);
+  EXPECT_GE(v.back().lam, 1.0);
 }
