@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
 
 #include "e2e/links.hpp"
 #include "testutil.hpp"
@@ -172,6 +173,21 @@ TEST(GapJob, OpensAndClosesWhereTheFacesMeetAgain) {
     EXPECT_NEAR(react_x(f, driven), want[s], 1e-5 * k * d0) << "step " << s + 1;
     EXPECT_EQ(f.LINKV.empty(), s < 2) << "step " << s + 1;
   }
+  // The tool's node table: the gaps push B's face away from A with the
+  // force that holds B at its last displacement.
+  const auto r = test::run_tool("frame 4 nodes");
+  std::istringstream rows(r.out);
+  std::string line;
+  std::getline(rows, line);
+  EXPECT_EQ(line, "node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz");
+  double lx = 0.0;
+  while (std::getline(rows, line)) {
+    std::vector<double> v;
+    std::istringstream cells(line);
+    for (std::string c; std::getline(cells, c, ',');) v.push_back(std::stod(c));
+    if (v.size() == 13 && v[0] > 8) lx += v[10];
+  }
+  EXPECT_NEAR(lx, -want[3], 1e-5 * k * d0);
   // All six open in the first step, and close again on the way back.
   EXPECT_NE(log.find("   * CONTACT ITER. =   2   CONVERGED!    \n                 FREE  CONTACT\n"
                      "        FREE        6      0\n     CONTACT        0      0\n"),
