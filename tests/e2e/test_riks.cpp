@@ -49,11 +49,13 @@ std::vector<Point> path(test::LinkDeck d, const std::string& end) {
 
 TEST(Riks, SnapThroughFollowsTheClosedFormPastBothLimitPoints) {
   const double P = 1.5 * pmax(), top = pmax() / P;
-  for (int solver : {-1, 0}) {
+  // ORK from the start, and CG with two load-controlled steps before the
+  // arc-length steps take over.
+  for (const auto [solver, first] : {std::pair{-1, 1}, std::pair{0, 3}}) {
     test::ScratchDir dir;
     test::LinkDeck d = test::two_bar(A, H, EA, P);
     d.solver = solver;
-    d.riks = 1;
+    d.riks = first;
     d.arc = 0.1;
     d.nstep = 150;
     d.load = {{0.0, 0.0}, {1.0, 1.0}};
@@ -163,4 +165,20 @@ TEST(Riks, TrussOfSolidsPassesItsLimitLoad) {
   }
   EXPECT_NEAR(hi, 1.0 / 1.5, 0.005 / 1.5);
   EXPECT_GE(v.back().lam, 1.0);
+}
+
+TEST(Riks, JobEndsAtTheLastStepShortOfTheFullLoadAndSaysSo) {
+  test::ScratchDir dir;
+  test::LinkDeck d = test::two_bar(A, H, EA, 1.5 * pmax());
+  d.riks = 1;
+  d.arc = 0.1;
+  d.nstep = 5;
+  d.load = {{0.0, 0.0}, {1.0, 1.0}};
+  const std::vector<Point> v = path(d, "##$$ExSv end 1 1\n");
+  ASSERT_EQ(v.size(), 5u);  // every arc-length step, by the output interval in steps
+  const std::string log = test::read_file("EXEC.LOG");
+  EXPECT_NE(log.find("\n RIKS CONTROL ENDS AT THE LAST STEP WITH LOAD FACTOR 3.2147E-01.\n"),
+            std::string::npos) << log;
+  EXPECT_NE(log.find("\n   * RIKS LOAD FACTOR =   "), std::string::npos);
+  EXPECT_LT(v.back().lam, 1.0);
 }
