@@ -87,7 +87,11 @@ void CNTR2RD(Model& m, const Card& c) {
 }
 
 void RIKSCHK(Model& m) {
-  if (m.KK(kk::DYNAMIC) != 0 || m.KK(kk::RIKS) == 0) return;
+  if (m.KK(kk::RIKS) == 0) return;
+  if (m.KK(kk::DYNAMIC) != 0) {
+    model::LOGMSG(m, "RIKS CONTROL IS NOT USED IN DYNAMIC ANALYSIS.");
+    return;
+  }
   if (m.KK(kk::RIKS) < 0)
     model::FAIL(m, "FIRST RIKS STEP " + std::to_string(m.KK(kk::RIKS)) + " IS NO STEP.", -2);
   if (m.KK(kk::RIKS) > m.NSTEP()) return;

@@ -272,6 +272,16 @@ TEST(DeckBadInput, RiksStepsNeedAnArcAndNodalForces) {
        "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES IS NOT AVAILABLE IN THIS VERSION."},
   };
   for (const auto& [deck, msg] : cases) expect_message(read_bad_deck(deck), msg);
+  // A dynamic job takes no Riks steps, and says so.
+  {
+    model::Model d;
+    test::open_log(d);
+    d.KK(kk::DYNAMIC) = 1;
+    d.KK(kk::RIKS) = 1;
+    deck::RIKSCHK(d);
+    base::close_unit(d.unit(d.UNIT(2)));
+    EXPECT_EQ(test::read_file("EXEC.LOG"), "\n RIKS CONTROL IS NOT USED IN DYNAMIC ANALYSIS.\n");
+  }
   // A first Riks step past the last one leaves the job under load control.
   model::Model m;
   test::read_deck(m, riks("0.0", 2, {press}));
