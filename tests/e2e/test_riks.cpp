@@ -182,3 +182,21 @@ TEST(Riks, JobEndsAtTheLastStepShortOfTheFullLoadAndSaysSo) {
   EXPECT_NE(log.find("\n   * RIKS LOAD FACTOR =   "), std::string::npos);
   EXPECT_LT(v.back().lam, 1.0);
 }
+
+TEST(Riks, EnforcedDisplacementsStayWhereLoadControlLeftThem) {
+  // Support 2 is moved out by 0.01 over the time table; one load-controlled
+  // step takes it to 0.0005, and the arc-length steps after it leave it there.
+  test::ScratchDir dir;
+  test::LinkDeck d = test::two_bar(A, H, EA, pmax());
+  d.holds[1].second = "211000";
+  d.disps = {{2.0, 0.01, 0.0, 0.0}};
+  d.riks = 2;
+  d.arc = 0.1;
+  d.nstep = 20;
+  d.load = {{0.0, 0.0}, {1.0, 1.0}};
+  const std::vector<Point> v = path(d, "##$$ExSv end 1 1\n");
+  ASSERT_EQ(v.size(), 20u);
+  for (std::size_t k = 1; k <= v.size(); ++k)
+    EXPECT_FLOAT_EQ(test::result_frame(k).DISP.at(1).V[0], 0.0005f) << "frame " << k;
+  EXPECT_GT(v.back().w, 10 * v.front().w);  // while the arc moved the apex on
+}
