@@ -32,8 +32,6 @@ constexpr Missing MISSING[] = {
     {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},
     {[](const Model& m) { return m.KK(kk::NSHELL) > 0; }, "THE SHELL ELEMENT"},
     {[](const Model& m) { return m.KK(kk::NRUBB) > 0; }, "THE RUBBER ELEMENT"},
-    {[](const Model& m) { return m.KK(kk::SOLVER) == 3; },
-     "THE THIRD-PARTY DIRECT SOLVER (SELECTOR -2)"},
 };
 
 }  // namespace

@@ -1,7 +1,6 @@
 // One small deck for each kind of job a user can ask for beyond the static
-// solid job: dynamics, restart, contact, each element family, the
-// third-party solver. Built on a box of six tetrahedra held at x = 0 and
-// pulled at x = 1.
+// solid job: dynamics, restart, contact, each element family. Built on a
+// box of six tetrahedra held at x = 0 and pulled at x = 1.
 #pragma once
 #include <string>
 #include <vector>
@@ -61,8 +60,6 @@ inline std::vector<KindDeck> kind_decks() {
     p.extra = solid(nt + 1, t[0]).replace(0, 5, "RUBB ") +
               card("PROPT00004%10d%10.5f%10.3E%10.3E%10.3E", nt + 1, 0.5, 0.1, 0.0, 100.0);
   });
-  add("THE THIRD-PARTY DIRECT SOLVER (SELECTOR -2)",
-      [](DeckParts& p) { p.cntrl = cntrl(0, 0, 10, 1e-4, -2); });
   return v;
 }
 

@@ -49,9 +49,10 @@ std::vector<Point> path(test::LinkDeck d, const std::string& end) {
 
 TEST(Riks, SnapThroughFollowsTheClosedFormPastBothLimitPoints) {
   const double P = 1.5 * pmax(), top = pmax() / P;
-  // ORK from the start, and CG with two load-controlled steps before the
-  // arc-length steps take over.
-  for (const auto [solver, first] : {std::pair{-1, 1}, std::pair{0, 3}}) {
+  // ORK from the start, CG with two load-controlled steps before the
+  // arc-length steps take over, and the third-party selector: the arc-length
+  // steps run on ORK whatever the deck chose.
+  for (const auto& [solver, first] : {std::pair{-1, 1}, std::pair{0, 3}, std::pair{-2, 1}}) {
     test::ScratchDir dir;
     test::LinkDeck d = test::two_bar(A, H, EA, P);
     d.solver = solver;
