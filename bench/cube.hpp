@@ -33,8 +33,8 @@ template <class F>
 void timed(const char* what, int ne, F pass) {
   const Stopwatch sw;
   const double check = pass();
-  std::printf("%-8s %d elements: %.3f s wall, %.3f s processor  (check %.6e)\n", what, ne,
-              sw.wall(), sw.cpu(), check);
+  std::printf("%-8s %d elements: %.3f s wall, %.3f s processor, %.3f us an element  (check %.6e)\n", what,
+              ne, sw.wall(), sw.cpu(), 1e6 * sw.cpu() / ne, check);
 }
 
 // Fills nodes, the element directory and the solid records (elastic, E 1000,
