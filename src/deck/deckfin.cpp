@@ -178,10 +178,17 @@ void rubber_fields(Model& m, int row, long line, model::RUBREC& s) {
   s.BETA = m.RD.PROPFP(8, row);
 }
 
-// The table number was checked on its card.
-void truss_fields(Model& m, int row, model::TRSREC& s) {
+// The table number was checked on its card. The force law needs a segment
+// and a slope on each: two points at least, strains increasing.
+void truss_fields(Model& m, int row, long line, model::TRSREC& s) {
   const std::int32_t tab = m.RD.PROPIP(1, row);
   const std::int32_t n = m.RD.TRSN(tab);
+  const std::string what = "TRUSS ELEMENT " + std::to_string(m.RD.PROPIP(6, row)) +
+                           ": \"TRSTB\" TABLE " + std::to_string(tab);
+  if (n < 2) INPUTFAIL(m, line, what + " HAS FEWER THAN TWO POINTS.");
+  for (int j = 2; j <= n; ++j)
+    if (!(m.RD.TRSTBL(j, 1, tab) > m.RD.TRSTBL(j - 1, 1, tab)))
+      INPUTFAIL(m, line, what + ": STRAIN OF POINT " + std::to_string(j) + " DOES NOT INCREASE.");
   s.TABLE = tab;
   s.NPT = n;
   const int st = s.CURVE.allocate(n, 2) ? 0 : 1;
@@ -226,7 +233,7 @@ void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
       }
       case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.RD.PROPFP(5, row); break;
       case 4: rubber_fields(m, row, line, m.RUBREC(i)); break;
-      case 5: truss_fields(m, row, m.TRSREC(i)); break;
+      case 5: truss_fields(m, row, line, m.TRSREC(i)); break;
       default: break;
     }
   }

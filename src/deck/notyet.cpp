@@ -14,8 +14,9 @@ struct Missing {
   const char* what;
 };
 
-// A Riks limit at or before the last step: a static job would leave load
-// control there.
+// A Riks limit at or before the last step: a static job leaves load control
+// there. Its steps scale the nodal forces alone and settle no gap or
+// contact state.
 bool riks(const Model& m) {
   return m.KK(kk::DYNAMIC) == 0 && m.KK(kk::RIKS) > 0 && m.KK(kk::RIKS) <= m.KK(kk::NSTEP);
 }
@@ -29,12 +30,13 @@ constexpr Missing MISSING[] = {
     {[](const Model& m) { return rubber_in(m, kk::DYNAMIC); }, "RUBBER ELEMENTS IN DYNAMIC ANALYSIS"},
     {[](const Model& m) { return rubber_in(m, kk::NBODY); }, "RUBBER ELEMENTS IN CONTACT ANALYSIS"},
     {[](const Model& m) { return m.KK(kk::DYNAMIC) == 1; }, "DYNAMIC ANALYSIS"},
-    {riks, "RIKS ARC-LENGTH CONTROL"},
+    {[](const Model& m) { return riks(m) && (m.KK(kk::NPRESS) > 0 || m.KK(kk::NDIRFC) > 0); },
+     "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES"},
+    {[](const Model& m) { return riks(m) && (m.NGAP() > 0 || m.KK(kk::NBODY) > 0); },
+     "RIKS ARC-LENGTH CONTROL WITH GAPS OR CONTACT"},
     {[](const Model& m) { return m.KK(kk::RESTART) == 1; }, "RESTART FROM EXEC.RST1"},
     {[](const Model& m) { return m.KK(kk::RSTOUT) == 1; }, "RESTART FILE OUTPUT"},
     {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},
-    {[](const Model& m) { return m.KK(kk::NTRUSS) > 0; }, "THE TRUSS ELEMENT"},
-    {[](const Model& m) { return m.KK(kk::NGAP) > 0; }, "THE GAP ELEMENT"},
 };
 
 }  // namespace

@@ -1,12 +1,14 @@
 #include <cmath>
 
 #include "base/files.hpp"
+#include "base/fmt.hpp"
 #include "elements/family.hpp"
 #include "job/job.hpp"
 #include "model/stop.hpp"
 #include "results/resout.hpp"
 #include "results/rst.hpp"
 #include "solution/incr.hpp"
+#include "solution/riks.hpp"
 #include "solution/index.hpp"
 #include "solvers/solver.hpp"
 
@@ -42,7 +44,7 @@ double next_output(double next, double dt, double t) {
 
 }  // namespace
 
-int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG) {
+int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG, int RIKSSTEP) {
   if (STOPFLAG == 1) return 1;
   const int nstep = m.NSTEP();
   const double tend = m.T(nstep);
@@ -50,7 +52,11 @@ int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG) {
   const bool held = m.KK(kk::OUTHOLD) != 0 && FIRSTCHG < 1;
   if (m.KK(kk::OUTBYTIME) == 0) {
     const int ns = s.NEXTSTEP < 0 ? 0 : (s.NEXTSTEP > nstep ? nstep : s.NEXTSTEP);
-    if (!(t > m.T(ns) - 1.0e-8)) return 0;
+    // Under arc-length control the time follows the load scale, which may
+    // fall: an interval in steps counts the steps, and the end of the job
+    // writes whatever step it reached.
+    const bool due = RIKSSTEP > 0 ? RIKSSTEP >= ns || t > tend - 1.0e-8 : t > m.T(ns) - 1.0e-8;
+    if (!due) return 0;
     const int doout = (held && s.NEXTSTEP != nstep) ? 0 : 1;
     s.NEXTSTEP += s.STEPINT > 0 ? s.STEPINT : nstep;
     if (s.NEXTSTEP > nstep) s.NEXTSTEP = nstep;
@@ -122,6 +128,26 @@ bool repeating(const Model& m, const Walk& w) {
   return m.KK(kk::MITERTYPE) == 0 && m.KK(kk::NSUBSTEP) >= 2 && w.FIRSTCHG == 1;
 }
 
+// One arc-length step; the time is the load scale's share of the end time.
+void riks_step(Model& m, Walk& w) {
+  solution::IncrState s;
+  s.STEP = w.STEP;
+  s.ISUB = 1;
+  s.FIRSTCHG = w.FIRSTCHG;
+  s.STOPFLAG = w.STOPFLAG;
+  if (m.U.allocated()) solution::RIKS(m, s);
+  w.TIME = s.TIME;
+  w.FIRSTCHG = s.FIRSTCHG;
+  w.STOPFLAG = s.STOPFLAG;
+}
+
+// Arc-length steps count against the time table: a job whose load scale
+// has not reached 1 by its last step ends there, and says so.
+void riks_short(Model& m) {
+  model::LOGMSG(m, "RIKS CONTROL ENDS AT THE LAST STEP WITH LOAD FACTOR " +
+                       base::fPE(m.RIKS.LAMBDA, 10, 4) + ".");
+}
+
 void snapshot(Model& m, const Walk& w) {
   results::RstHead h;
   h.STEP = w.STEP;
@@ -141,17 +167,26 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
   if (saving(m, w)) snapshot(m, w);
   for (;;) {
     ++w.STEP;
-    if (w.STEP > nstep) break;  // the table is spent
-    const double t0 = m.T(w.STEP - 1);
-    const double dt = (m.T(w.STEP) - t0) / w.NSUB;
-    for (int isub = 1; isub <= w.NSUB; ++isub) {
-      const double tprev = w.TIME;
-      w.TIME = isub * dt + t0;
-      if (!dynamic && m.U.allocated()) increment(m, w, isub, tprev);
-      if (w.STOPFLAG == 1) break;
-      if (isub < w.NSUB) model::PROGRESS(w.TIME, tend);
+    if (w.STEP > nstep) {  // the table is spent
+      if (w.RIKSLIM <= nstep) riks_short(m);
+      break;
     }
-    if (w.STEP < w.RIKSLIM && repeating(m, w)) {
+    const bool riks = !dynamic && w.RIKSLIM > 0 && w.STEP >= w.RIKSLIM;
+    if (riks) {
+      riks_step(m, w);
+    } else {
+      const double t0 = m.T(w.STEP - 1);
+      const double dt = (m.T(w.STEP) - t0) / w.NSUB;
+      for (int isub = 1; isub <= w.NSUB; ++isub) {
+        const double tprev = w.TIME;
+        w.TIME = isub * dt + t0;
+        if (!dynamic && m.U.allocated()) increment(m, w, isub, tprev);
+        if (w.STOPFLAG == 1) break;
+        if (isub < w.NSUB) model::PROGRESS(w.TIME, tend);
+      }
+      if (tend != 0.0) m.RIKS.LAMBDA = m.T(w.STEP) / tend;
+    }
+    if (!riks && repeating(m, w)) {
       // The first status change: the step again, from its start, in KK(5) substeps.
       results::RstHead h;
       results::RSTLOAD(m, h);
@@ -163,7 +198,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       continue;
     }
     model::PROGRESS(w.TIME, tend);
-    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) {
+    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG, riks ? w.STEP : 0) == 1) {
       ++w.NOUT;
       results::RESOUT(m, w.STEP, w.TIME);
     }

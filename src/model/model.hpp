@@ -48,7 +48,14 @@ struct DYNDATA {
 // Riks arc-length control (KK(7) /= 0).
 struct RIKSDATA {
   Arr2<double> FREF;                  // 7, N: the reference load
-  std::array<Arr1<double>, 3> ARCV;   // NEQ each
+  std::array<Arr1<double>, 3> ARCV;   // NEQ each: DUPREV, DUACC, DUI
+  // The load scale, at the start of the last step, the last step's
+  // increment and this step's; the norms of the first tangent solution
+  // (UNORM(1) scales all products) and the load norms of the first Riks
+  // step; the Riks steps taken.
+  double LAMBDA = 0.0, LAMPREV = 0.0, DLAMPREV = 0.0, DLAMACC = 0.0;
+  double UNORM[3] = {0.0, 0.0, 0.0}, FNRM[3] = {0.0, 0.0, 0.0};
+  std::int32_t NRIKS = 0;
 };
 
 // Contact iterations: work vectors (7*N), and the displacements and

@@ -32,7 +32,9 @@ Commands:
                     solids, rubbers or trusses; without it all tables that
                     have rows are printed, separated by an empty line.
                     nodes:   node, displacement ux uy uz, external force
-                             fx fy fz, reaction rx ry rz (0 where not stored)
+                             fx fy fz, reaction rx ry rz, link vector lx ly
+                             lz (the forces that trusses and gaps exert on
+                             the node) (0 where not stored)
                     solids:  element, state, principal stresses s1 s2 s3,
                              their directions (n1 n2 n3, 3 components each),
                              principal strains e1 e2 e3, strain energy
@@ -47,7 +49,9 @@ Commands:
                     States: 0 elastic, 1 cracked, 2 plastic, 3 crushed.
   history NODE...   one row per frame: frame, step, time, the sums of the
                     reactions RX RY RZ, and ux uy uz of each node named (deck
-                    node numbers): the load-displacement curve of a job
+                    node numbers): the load-displacement curve of a job.
+                    Under Riks control the time is the load scale times the
+                    end time of the time table.
   vtu [OUTDIR]      write ParaView files to OUTDIR (default: the job
                     directory): EXEC_NNNN.vtu for each frame and the time
                     series EXEC.pvd. The mesh comes from the job's EXEC.INP,
@@ -109,13 +113,14 @@ const float* at_node(const std::vector<NodeOut>& s, std::size_t& j, std::int32_t
 }
 
 void print_nodes(const Frame& f) {
-  std::printf("node,ux,uy,uz,fx,fy,fz,rx,ry,rz\n");
-  std::size_t jf = 0, jr = 0;
+  std::printf("node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz\n");
+  std::size_t jf = 0, jr = 0, jl = 0;
   for (const NodeOut& d : f.DISP) {
     std::printf("%d", d.ID);
     pv(d.V, 3);
     pv(at_node(f.FORCE, jf, d.ID), 3);
     pv(at_node(f.REACT, jr, d.ID), 3);
+    pv(at_node(f.LINKV, jl, d.ID), 3);
     std::printf("\n");
   }
 }

@@ -4,6 +4,7 @@
 
 #include "elements/family.hpp"
 #include "elements/status.hpp"
+#include "elements/truss.hpp"
 #include "model/stop.hpp"
 #include "solution/assembly.hpp"
 #include "solution/loads.hpp"
@@ -45,21 +46,19 @@ void DISPUPD(Model& m, int FIRST) {
   if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) elements::SHLVUPD(m);
 }
 
-namespace {
-
-// Euclidean norms of the right-hand side over the free translations,
-// rotations and seventh directions of the grid points.
-void load_norms(const Model& m, double FNRM[3]) {
+void EQNORMS(const Model& m, const double* v, double N[3]) {
   double s[3] = {0.0, 0.0, 0.0};
   for (int nd = 1; nd <= m.NNODE(); ++nd)
     for (int k = 1; k <= 7; ++k) {
       const int e = m.IDOF(k, nd);
       if (e <= 0) continue;
       const int g = k <= 3 ? 0 : (k <= 6 ? 1 : 2);
-      s[g] += m.RHS(e, 1) * m.RHS(e, 1);
+      s[g] += v[e - 1] * v[e - 1];
     }
-  for (int g = 0; g < 3; ++g) FNRM[g] = std::sqrt(s[g]);
+  for (int g = 0; g < 3; ++g) N[g] = std::sqrt(s[g]);
 }
+
+namespace {
 
 // The equilibrium loop: KK(6) solves in KK(6)+1 passes. Returns CONVD.
 int equilibrium(Model& m, IncrState& s, int& FIRST) {
@@ -81,7 +80,7 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
     t = m.clock.now();
     STFASM(m, FIRST);
     m.TIMES(model::T_ASSEMBLY) += m.clock.now() - t;
-    if (FIRST == 1) load_norms(m, s.FNRM);
+    if (FIRST == 1) EQNORMS(m, m.RHS.data(), s.FNRM);
     t = m.clock.now();
     solvers::SOLVE(m, ITER);
     tsolve = m.clock.now() - t;
@@ -105,6 +104,16 @@ int status_level(Model& m, IncrState& s, int level, int iter) {
   return ok == 1 || iter == m.KK(kk::MITERMAX) ? 1 : 0;
 }
 
+// The contact-or-gap level: 1 when its states have settled. Without
+// contact the gaps decide; with neither, the level is passed once.
+int gap_status(Model& m, int ITER3) {
+  if (m.KK(kk::CONTACT) == 1 || m.NGAP() < 1) return 1;
+  const double t = m.clock.now();
+  const int CNTOK = elements::GAPCHK(m, ITER3);
+  m.TIMES(model::T_CONTACT) += m.clock.now() - t;
+  return CNTOK;
+}
+
 }  // namespace
 
 void INCR_STATIC(Model& m, IncrState& s) {
@@ -117,8 +126,7 @@ void INCR_STATIC(Model& m, IncrState& s) {
         equilibrium(m, s, FIRST);
         if (status_level(m, s, 2, ITER2) == 1) break;
       }
-      const int CNTOK = 1;  // neither contact nor gaps change state yet
-      if (CNTOK == 1) break;
+      if (gap_status(m, ITER3) == 1) break;
     }
     if (status_level(m, s, 4, ITER4) == 1) break;
   }

@@ -20,6 +20,10 @@ struct IncrState {
 // Runs one increment from TPREV to TIME.
 void INCR_STATIC(Model& m, IncrState& s);
 
+// Euclidean norms of the equation vector v over the grid points' free
+// translations, rotations and seventh directions.
+void EQNORMS(const Model& m, const double* v, double N[3]);
+
 // Adds the solution DX(:,1) (and, with FIRST = 1, the enforced increments)
 // to the displacements and updates the current coordinates.
 void DISPUPD(Model& m, int FIRST);

@@ -1,7 +1,7 @@
 // One small deck for each kind of job a user can ask for beyond the static
-// solid and shell job: dynamics, Riks, restart, contact, the element
-// families still to come. Built on a box of six tetrahedra held at x = 0 and
-// pulled at x = 1.
+// solid and shell job: dynamics, restart, contact, the element families
+// still to come. Built on a box of six tetrahedra held at x = 0 and pulled
+// at x = 1.
 #pragma once
 #include <string>
 #include <vector>
@@ -45,7 +45,6 @@ inline std::vector<KindDeck> kind_decks() {
     p.cntrl[8] = '1';
     p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
   });
-  add("RIKS ARC-LENGTH CONTROL", [](DeckParts& p) { p.cntr2.replace(15, 5, "    2"); });
   add("RESTART FROM EXEC.RST1", [](DeckParts& p) { p.cntrl[5] = '1'; });
   add("RESTART FILE OUTPUT", [](DeckParts& p) { p.prpl2 = card("PRPL2%25s%3d", "", 1); });
   add("CONTACT ANALYSIS", [&](DeckParts& p) {
@@ -67,16 +66,6 @@ inline std::vector<KindDeck> kind_decks() {
     rubber(p);
     p.extra += card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
                card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
-  });
-  add("THE TRUSS ELEMENT", [&](DeckParts& p) {
-    p.cntel = cntel(nt, 0, 0, 0, 1);
-    p.extra = card("TRUSS%10d%10d%10d", 1, 1, b.nnode()) + card("TRSTB%5s%5d", "", 2) +
-              card("%15.6f%15.6f", 0.0, 0.0) + card("%15.6f%15.6f", 1.0, 100.0) +
-              card("PROPT%4d5%10d", 1, 1);
-  });
-  add("THE GAP ELEMENT", [&](DeckParts& p) {
-    p.cntel = cntel(nt, 0, 1);
-    p.extra = card("GAP  %10d%10d%10d%10d%10d%10d", t[0][0], t[0][1], t[0][2], t[1][0], t[1][1], t[1][2]);
   });
   return v;
 }

@@ -11,6 +11,7 @@
 
 #include "deckgen.hpp"
 #include "e2e/kinds.hpp"
+#include "e2e/links.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -37,6 +38,20 @@ std::vector<std::vector<std::string>> base_decks() {
                            test::end_traction(b, b.LX, 5.0) + held + "END\n";
   std::vector<std::vector<std::string>> v = {lines_of(deck)};
   for (const auto& k : test::kind_decks()) v.push_back(lines_of(k.deck));
+  // Trusses on the nonlinear route, under load and arc-length control, and
+  // gaps between solids.
+  test::LinkDeck bars = test::two_bar(1.0, 0.1, 1000.0, 0.3);
+  bars.load = {{0.0, 0.0}, {1.0, 1.0}};
+  std::vector<int> driven;
+  test::LinkDeck gaps = test::driven_blocks(1.5, 1000.0, {{0, 0}, {1, 0.01}, {2, -0.01}}, driven);
+  gaps.gaps = test::block_gaps();
+  gaps.kk9 = 3;
+  v.push_back(lines_of(bars.str()));
+  bars.riks = 1;  // and past the limit point under arc-length control
+  bars.arc = 0.2;
+  bars.nstep = 20;
+  v.push_back(lines_of(bars.str()));
+  v.push_back(lines_of(gaps.str()));
   return v;
 }
 
