@@ -12,25 +12,41 @@ double* no_beta(Model&, const ELEMREC&, int&) { return nullptr; }
 bool no_stiff(Model&, const ELEMREC&, double*) { return false; }
 void no_force(Model&, const ELEMREC&, Arr2<double>&, int) {}
 bool no_status(Model&, const ELEMREC&) { return false; }
+bool no_mass(const Model&, const ELEMREC&, int, MASSDATA& M) {
+  M.NEN = 0;
+  return false;
+}
 void no_res(const Model&, const ELEMREC&, const Arr2<double>&, void*) {}
 int no_snap(Model&, const ELEMREC&, SNAPITEM*) { return 0; }
+
+bool never_alive(const Model&, const ELEMREC&) { return false; }
+bool always_alive(const Model&, const ELEMREC&) { return true; }
+// A shell lives while one of the three points of its three layers is not
+// CRUSHED.
+bool shell_alive(const Model& m, const ELEMREC& e) {
+  const model::SHLREC& r = m.SHLREC(e.IDX);
+  for (int l = 1; l <= 3; ++l)
+    for (int p = 1; p <= 3; ++p)
+      if (r.STATE(p, l) != 3) return true;
+  return false;
+}
 
 static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES &&
               sizeof(RubberOut) <= MAXRESBYTES && sizeof(TrussOut) <= MAXRESBYTES);
 
 // Row 0 stands for a TYPE that names no family.
 constexpr FAMILY ROWS[NFAMILY + 1] = {
-    {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, 0, no_res,
+    {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, no_mass, never_alive, 0, no_res,
      no_snap},
-    {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS,
+    {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS, no_mass, shell_alive,
      sizeof(ShellOut), SHLRES, SHLSNAP},
-    {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS,
+    {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS, SOLMASS, SOLALIVE,
      sizeof(SolidOut), SOLRES, SOLSNAP},
-    {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS,
+    {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS, no_mass, never_alive,
      0, GAPRES, GAPSNAP},
-    {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS,
+    {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS, no_mass, always_alive,
      sizeof(RubberOut), RUBRES, RUBSNAP},
-    {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS,
+    {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS, no_mass, never_alive,
      sizeof(TrussOut), TRSRES, TRSSNAP},
 };
 
