@@ -1,5 +1,5 @@
 // One small deck for each kind of job a user can ask for beyond the static
-// solid job: dynamics, Riks, restart, contact, each element family, the
+// and dynamic solid jobs: Riks, restart, contact, each element family, the
 // third-party solver. Built on a box of six tetrahedra held at x = 0 and
 // pulled at x = 1.
 #pragma once
@@ -40,10 +40,6 @@ inline std::vector<KindDeck> kind_decks() {
     edit(p);
     v.push_back({what, join(b, p)});
   };
-  add("DYNAMIC ANALYSIS", [](DeckParts& p) {
-    p.cntrl[8] = '1';
-    p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
-  });
   add("RIKS ARC-LENGTH CONTROL", [](DeckParts& p) { p.cntr2.replace(15, 5, "    2"); });
   add("RESTART FROM EXEC.RST1", [](DeckParts& p) { p.cntrl[5] = '1'; });
   add("RESTART FILE OUTPUT", [](DeckParts& p) { p.prpl2 = card("PRPL2%25s%3d", "", 1); });
