@@ -89,9 +89,9 @@ struct Beam {
 };
 
 // A dynamic deck of the beam: weight density for a first period of 1,
-// Rayleigh factors in multiples of the first frequency, NSTEP steps over
-// NPER periods, output at every step. Returns the first circular frequency
-// of the density as printed.
+// Rayleigh factors giving the damping ratios ZA and ZB at the first
+// frequency, NSTEP steps over NPER periods, output at every step. Returns
+// the first circular frequency of the density as printed.
 double beam_deck(const Beam& m, double za, double zb, int nstep, int nper, double& tend) {
   const Box& b = m.b;
   const double gam = printed("%10.3E", GRAV * std::pow(m.w1 / (2.0 * M_PI), 2));
@@ -159,23 +159,33 @@ double amplitude(const std::vector<double>& t, const std::vector<double>& u, dou
   return 0.5 * (hi - lo);
 }
 
+// Runs the beam over NPER periods of NSUB steps each and reads the first
+// modal coordinate Q of every frame at times T (and the tip's deflection);
+// returns the first circular frequency.
+double run_beam(const Beam& beam, double za, double zb, int nper, int nsub, std::vector<double>& t,
+                std::vector<double>& q, std::vector<double>* tip = nullptr) {
+  double tend = 0.0;
+  const double w = beam_deck(beam, za, zb, nper * nsub, nper, tend);
+  run_ok();
+  history(0, 0, tend / (nper * nsub), t, q, &beam);
+  std::vector<double> tt;
+  if (tip) history(beam.tipnode(), 2, tend / (nper * nsub), tt, *tip);
+  return w;
+}
+
 }  // namespace
 
 TEST(Dynamic, CantileverVibratesAtItsFirstFrequencyAboutTwiceItsStaticPeak) {
   const Beam beam;
   test::ScratchDir dir;
-  double tend = 0.0;
-  const int nper = 20, nstep = 40 * nper;
-  const double w = beam_deck(beam, 0.0, 0.0, nstep, nper, tend);
-  run_ok();
+  const int nper = 20;
+  std::vector<double> t, q, u;
+  const double w = run_beam(beam, 0.0, 0.0, nper, 40, t, q, &u);
   const std::string log = test::read_file("EXEC.LOG");
   EXPECT_NE(log.find("     MASS MATRIX          : CONSISTENT\n"), std::string::npos);
   EXPECT_NE(log.find("     TIME INTEGRATION     : NEWMARK, THREE LEVELS, GAMMA = 0.5000, BETA = 0.3333\n"),
             std::string::npos);
-  std::vector<double> t, u, tq, q;
-  history(beam.tipnode(), 2, tend / nstep, t, u);
-  history(0, 0, tend / nstep, tq, q, &beam);
-  ASSERT_EQ(static_cast<int>(t.size()), nstep);
+  ASSERT_EQ(static_cast<int>(t.size()), 40 * nper);
   // A load switched on from rest: the tip's peak is twice its static
   // deflection (the first mode carries nearly all of its motion).
   EXPECT_NEAR(*std::max_element(u.begin(), u.end()) / beam.tip, 2.0, 0.06);
@@ -191,12 +201,9 @@ TEST(Dynamic, RayleighDampingDecaysByItsRatioAndTheStepErrorIsOfSecondOrder) {
   {
     // Mass and stiffness parts each give a ratio of 0.01 at the first frequency.
     test::ScratchDir dir;
-    double tend = 0.0;
-    const int nper = 10, nstep = 40 * nper;
-    const double w = beam_deck(beam, 0.01, 0.01, nstep, nper, tend);
-    run_ok();
+    const int nper = 10;
     std::vector<double> t, u;
-    history(0, 0, tend / nstep, t, u, &beam);
+    const double w = run_beam(beam, 0.01, 0.01, nper, 40, t, u);
     const std::string inp = test::read_file("EXEC.INP");
     const std::size_t p = inp.find("PROPT");
     const double a = std::atof(inp.substr(p + 80, 10).c_str()), b = std::atof(inp.substr(p + 90, 10).c_str());
@@ -216,12 +223,8 @@ TEST(Dynamic, RayleighDampingDecaysByItsRatioAndTheStepErrorIsOfSecondOrder) {
   double err[2];
   for (int h = 0; h < 2; ++h) {
     test::ScratchDir dir;
-    double tend = 0.0;
-    const int nper = 8, nstep = (10 << h) * nper;
-    const double w = beam_deck(beam, 0.0, 0.0, nstep, nper, tend);
-    run_ok();
     std::vector<double> t, u;
-    history(0, 0, tend / nstep, t, u, &beam);
+    const double w = run_beam(beam, 0.0, 0.0, 8, 10 << h, t, u);
     err[h] = period(t, u, mean(u)) * w / (2.0 * M_PI) - 1.0;
   }
   EXPECT_GT(err[1], 0.0);  // the period lengthens
