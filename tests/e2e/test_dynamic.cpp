@@ -88,6 +88,19 @@ struct Beam {
   }
 };
 
+// Control cards (ORK, output at every step), the time table, nodes and
+// solids of a box; PROPT rows with weight density GAM, Rayleigh factors and
+// the row VEL of the "VEL" table.
+std::string head(const Box& b, const std::string& kukan, bool dynamic, double gam, double alpha, double beta,
+                 int vel) {
+  std::string d = test::cntnd(b.nnode()) + test::cntel(b.ntet()) + test::cntrl(0, 0, 10, 1e-6, -1) +
+                  test::cntr2(1, 1) + test::cntr3_cpu() + test::card("PRPLT%10s%5d", "", 1) + kukan;
+  d[d.find("CNTRL") + 8] = dynamic ? '1' : '0';
+  for (int n = 1; n <= b.nnode(); ++n) d += test::node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
+  for (int e = 1; e <= b.ntet(); ++e) d += test::solid(e, b.tets[e - 1]) + test::propt_dyn(e, NU, E, gam, alpha, beta, vel);
+  return d;
+}
+
 // A dynamic deck of the beam: weight density for a first period of 1,
 // Rayleigh factors giving the damping ratios ZA and ZB at the first
 // frequency, NSTEP steps over NPER periods, output at every step. Returns
@@ -98,13 +111,7 @@ double beam_deck(const Beam& m, double za, double zb, int nstep, int nper, doubl
   const double w = m.w1 / std::sqrt(gam / GRAV);
   const double alpha = printed("%10.3E", 2.0 * za * w), beta = zb > 0 ? printed("%10.3E", 2.0 * zb / w) : 1e-30;
   tend = printed("%15.6f", nper * 2.0 * M_PI / w);
-  std::string d = test::cntnd(b.nnode()) + test::cntel(b.ntet()) + test::cntrl(0, 0, 10, 1e-6, -1) +
-                  test::cntr2(1, 1) + test::cntr3_cpu() + test::card("PRPLT%10s%5d", "", 1) +
-                  test::kukan(tend, nstep);
-  d[d.find("CNTRL") + 8] = '1';
-  for (int n = 1; n <= b.nnode(); ++n) d += test::node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
-  for (int e = 1; e <= b.ntet(); ++e) d += test::solid(e, b.tets[e - 1]);
-  for (int e = 1; e <= b.ntet(); ++e) d += test::propt_dyn(e, NU, E, gam, alpha, beta);
+  std::string d = head(b, test::kukan(tend, nstep), true, gam, alpha, beta, 0);
   int nheld = 0;
   const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
   const std::vector<int> tip = m.tipnodes();
@@ -249,13 +256,7 @@ TEST(Dynamic, FreeBodyMovesWithItsInitialVelocityAndFallsUnderItsWeight) {
   const std::string tables[] = {test::kukan(0.1, 10), test::card("KUKAN%15.6f%10d%15.6f%10d", 0.05, 5, 0.1, 10)};
   for (const std::string& kukan : tables) {
     test::ScratchDir dir;
-    std::string d = test::cntnd(b.nnode()) + test::cntel(b.ntet()) + test::cntrl(0, 0, 10, 1e-6, -1) +
-                    test::cntr2(1, 1) + test::cntr3_cpu() + test::card("PRPLT%10s%5d", "", 1) + kukan;
-    d[d.find("CNTRL") + 8] = '1';
-    for (int n = 1; n <= b.nnode(); ++n) d += test::node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
-    for (int e = 1; e <= b.ntet(); ++e)
-      d += test::solid(e, b.tets[e - 1]) + test::propt_dyn(e, NU, E, gam, 0.0, 0.0, 1);
-    d += test::card("VEL       %15.6f%15.6f%15.6f", v0, 0.0, 0.0) + test::ngld(1) + test::nplnk(0) +
+    std::string d = head(b, kukan, true, gam, 0.0, 0.0, 1) + test::card("VEL       %15.6f%15.6f%15.6f", v0, 0.0, 0.0) + test::ngld(1) + test::nplnk(0) +
          test::nload(1, b.nnode()) + test::tblld(0.0, 1.0);
     for (int n = 1; n <= b.nnode(); ++n) d += test::force(n, 0.0, 0.0, fz[n]);
     test::write_file("EXEC.INP", d + "END\n");
@@ -290,18 +291,14 @@ TEST(Dynamic, BodyLoadOfAStaticJobWeighsTheBody) {
   const double gam = 2.0;
   int nheld = 0;
   const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
-  std::string d = test::cntnd(b.nnode()) + test::cntel(b.ntet()) + test::cntrl(0, 0, 10, 1e-6, -1) +
-                  test::cntr2(1, 1) + test::cntr3_cpu() + test::kukan(1.0, 1);
-  for (int n = 1; n <= b.nnode(); ++n) d += test::node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
-  for (int e = 1; e <= b.ntet(); ++e) d += test::solid(e, b.tets[e - 1]) + test::propt_dyn(e, NU, E, gam, 0.0, 0.0, 1);
   // Gravity along -x, in mm/s^2.
-  d += test::card("VEL       %15.6f%15.6f%15.6f", -GRAV, 0.0, 0.0) + test::ngld(0) + test::nplnk(nheld);
+  std::string d = head(b, test::kukan(1.0, 1), false, gam, 0.0, 0.0, 1) + test::card("VEL       %15.6f%15.6f%15.6f", -GRAV, 0.0, 0.0) + test::ngld(0) + test::nplnk(nheld);
   test::write_file("EXEC.INP", d + held + "END\n");
   run_ok();
   post::ResIndex idx;
   ASSERT_EQ(post::RESSCAN(".", idx), "");
   post::Frame f;
-  ASSERT_EQ(post::RESREAD(idx, idx.frames.size(), f), "");
+  ASSERT_EQ(post::RESREAD(idx, idx.frames.size(), f, post::READ_NODES), "");
   double r[3];
   post::SECTSUM(f.REACT, r);
   EXPECT_NEAR(r[0], gam * 2.0, 1e-5);
