@@ -5,6 +5,7 @@
 #include "elements/family.hpp"
 #include "solution/assembly.hpp"
 #include "solution/loads.hpp"
+#include "solution/reschk.hpp"
 
 namespace ossa::solution {
 
@@ -87,6 +88,19 @@ void momentum(Model& m, const DYNSTEP& d) {
   }
 }
 
+// P: the elastic forces WO P(n-1) + WN P(n) + (1 - WO - WN) P(n+1), and the
+// damping and inertia forces of the step.
+void effective(Model& m, const DYNSTEP& d, double WO, double WN) {
+  model::DYNDATA& y = m.DYN;
+  const double wn1 = 1.0 - WO - WN;
+  for (int nd = 1; nd <= nall(m); ++nd) {
+    for (int k = 1; k <= 7; ++k)
+      m.P(k, nd) = WO * y.PO(k, nd) + wn1 * y.PN1(k, nd) + WN * y.PN(k, nd) + 0.5 * (y.CVO(k, nd) + y.CVN(k, nd));
+    for (int i = 1; i <= 3; ++i)
+      m.P(i, nd) += 0.5 * (y.AMVO(i, nd) + y.AMVN(i, nd)) + (y.MVN(i, nd) - y.MVO(i, nd)) / d.DTAV;
+  }
+}
+
 }  // namespace
 
 void DYNINIT(Model& m, double DT) {
@@ -141,20 +155,22 @@ void FORCEREC_DYN(Model& m, int FIRST, const DYNSTEP& d) {
   for (int nd = 1; nd <= n; ++nd)
     for (int k = 1; k <= 7; ++k) y.CVN(k, nd) = (y.CUN(k, nd) - y.CUO(k, nd)) / d.DT;
   momentum(m, d);
+  // Dead nodes lose their inertia and damping forces. Their elastic forces
+  // stay: the tangent keeps the crushed elements' stiffness, and a residual
+  // cleared of it could never be reduced by a solve.
   if (d.FIRSTCHG > 0)
     for (int nd = 1; nd <= m.NNODE(); ++nd) {
       if (y.DEADND(nd) != 1) continue;
-      for (auto* a : {&y.PN1, &y.PN, &y.PO, &y.CVN, &y.CVO, &y.MVN, &y.MVO, &y.AMVN, &y.AMVO})
-        clear_node(*a, nd);
+      for (auto* a : {&y.CVN, &y.CVO, &y.MVN, &y.MVO, &y.AMVN, &y.AMVO}) clear_node(*a, nd);
     }
   const double beta = m.RR(rr::THIRD);
-  for (int nd = 1; nd <= n; ++nd) {
-    for (int k = 1; k <= 7; ++k)
-      m.P(k, nd) = beta * (y.PO(k, nd) + y.PN1(k, nd)) + (1.0 - 2.0 * beta) * y.PN(k, nd) +
-                   0.5 * (y.CVO(k, nd) + y.CVN(k, nd));
-    for (int i = 1; i <= 3; ++i)
-      m.P(i, nd) += 0.5 * (y.AMVO(i, nd) + y.AMVN(i, nd)) + (y.MVN(i, nd) - y.MVO(i, nd)) / d.DTAV;
-  }
+  effective(m, d, beta, 1.0 - 2.0 * beta);
+}
+
+void DYNRESULT(Model& m, const DYNSTEP& d) {
+  copy(m.F, m.DYN.FN1);
+  effective(m, d, 0.0, 0.0);
+  REACTIONS(m);
 }
 
 void DYNMIX(Model& m, const ELEMREC& e, const DYNSTEP& d, double* Ke, int n) {

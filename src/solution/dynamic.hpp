@@ -37,6 +37,12 @@ void LOADINC_DYN(Model& m, double TPREV, double TIME);
 // Internal, damping and inertia forces of the present state: PEFF into P.
 void FORCEREC_DYN(Model& m, int FIRST, const DYNSTEP& d);
 
+// The increment's result at TIME, for the output: the external force at
+// n+1 in F, and the reactions of the level n+1 (its elastic forces, with
+// the damping and inertia forces of the step) in REACT. The balance solved
+// is centred on level n; its own reactions would lag a step behind TIME.
+void DYNRESULT(Model& m, const DYNSTEP& d);
+
 // The element matrix of the dynamic tangent:
 //   Ke := (BETA + b / (2 DT)) Ke + (1 / (DT DTAV) + a / (2 DT)) Me
 // on the packed Ke of order n.

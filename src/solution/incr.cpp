@@ -114,7 +114,10 @@ void loops(Model& m, IncrState& s, const DYNSTEP* dyn) {
       const int CNTOK = 1;  // neither contact nor gaps change state yet
       if (CNTOK == 1) break;
     }
-    if (dyn) DYNSHIFT(m, *dyn);
+    if (dyn) {
+      DYNRESULT(m, *dyn);
+      DYNSHIFT(m, *dyn);
+    }
     const int leave = status_level(m, s, 4, ITER4);
     if (dyn && s.FIRSTCHG > 0) DEADNODES(m);
     if (leave == 1) break;
