@@ -77,7 +77,11 @@ struct FAMILY {
   // ELASTIC.
   bool (*STATUS)(Model& m, const ELEMREC& e);
   // The element's mass under option OPT (MASS_CONSISTENT or MASS_LUMPED);
-  // false, with NEN 0, where the family has none (truss, gap).
+  // false, with NEN 0, where the family has none (truss, gap). The dynamic
+  // assembly mixes it into STIFF's matrix over the element's NEN nodes; a
+  // family with more mass nodes than that (rubber, whose interior node is
+  // condensed) mixes it in its own STIFF before the condensation, with the
+  // step's m.DYN.DT and DTAV.
   bool (*MASS)(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M);
   // Whether the element keeps inertia at its nodes: some point of it is not
   // CRUSHED. False for the families that do not count (truss, gap).

@@ -187,6 +187,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       w.STEP = h.STEP;
       w.TIME = m.T(w.STEP);
       m.DYN.DTPREV = h.DTPREV;
+      if (m.KK(kk::DYNAMIC) == 1) solution::DEADNODES(m);  // of the restored states
       w.NSUB = m.KK(kk::NSUBSTEP);
       w.FIRSTCHG = 2;
       w.STOPFLAG = 0;

@@ -50,7 +50,8 @@ struct DYNDATA {
   // 3, N: momentum at n+1/2 and n-1/2, and ALPHA times it.
   Arr2<double> MVN, MVO, AMVN, AMVO;
   Arr1<std::int32_t> DEADND;          // NNODE: 1 where all elements are crushed
-  double DT = 0.0, DTPREV = 0.0;      // this increment and the one before
+  // This increment, the one before and their mean (set by the increment).
+  double DT = 0.0, DTPREV = 0.0, DTAV = 0.0;
   // Mass option of the job: 0 consistent, 1 lumped (no deck entry chooses
   // it; the driver logs the one in use).
   int MASSOPT = 0;

@@ -17,15 +17,14 @@ using model::ELEMREC;
 int nall(const Model& m) { return m.NNODE() + m.NAUX(); }
 
 bool dead(const Model& m, int nd) {
-  return nd >= 1 && nd <= m.NNODE() && m.DYN.DEADND(nd) == 1;
+  return m.DYN.DEADND.allocated() && nd >= 1 && nd <= m.NNODE() && m.DYN.DEADND(nd) == 1;
 }
 
-// The element's mass; after the first status change without the nodes that
-// DEADNODES marked. False where the element has none.
-bool elmass(const Model& m, const ELEMREC& e, int FIRSTCHG, MASSDATA& md) {
+// The element's mass without the nodes that DEADNODES marked (none before
+// the first status change). False where the element has none.
+bool elmass(const Model& m, const ELEMREC& e, MASSDATA& md) {
   const elements::FAMILY& f = elements::FAMILYOF(e.TYPE);
   if (!f.RECOK(m, e) || !f.MASS(m, e, m.DYN.MASSOPT, md) || md.NEN < 1) return false;
-  if (FIRSTCHG <= 0) return true;
   const int n = md.NEN;
   for (int a = 1; a <= n; ++a) {
     if (!dead(m, e.NOD(a))) continue;
@@ -80,7 +79,7 @@ void momentum(Model& m, const DYNSTEP& d) {
   double v[elements::MAXMASSNODE][3];
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const ELEMREC& e = m.ELEM(ie);
-    if (!elmass(m, e, d.FIRSTCHG, md)) continue;
+    if (!elmass(m, e, md)) continue;
     for (int a = 0; a < md.NEN; ++a)
       for (int i = 0; i < 3; ++i) v[a][i] = (m.U(i + 1, e.NOD(a + 1)) - y.UO(i + 1, e.NOD(a + 1))) / d.DT;
     massmul(m, e, md, v, y.MVN, 1.0);
@@ -113,7 +112,7 @@ void DYNINIT(Model& m, double DT) {
   double v[elements::MAXMASSNODE][3];
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const ELEMREC& e = m.ELEM(ie);
-    if (!elmass(m, e, 0, md) || !row_vector(m, md, v)) continue;
+    if (!elmass(m, e, md) || !row_vector(m, md, v)) continue;
     massmul(m, e, md, v, y.MVO, 1.0);
     massmul(m, e, md, v, y.AMVO, md.ALPHA);
     for (int a = 1; a <= md.NEN; ++a)
@@ -149,20 +148,18 @@ void FORCEREC_DYN(Model& m, int FIRST, const DYNSTEP& d) {
   copy(y.PN1, m.P);
   if (FIRST == 1) copy(y.CUO, y.CUN);
   const int n = nall(m);
-  if (d.FIRSTCHG > 0)
-    for (int nd = 1; nd <= m.NNODE(); ++nd)
-      if (y.DEADND(nd) == 1) clear_node(y.CUN, nd);
+  for (int nd = 1; nd <= m.NNODE(); ++nd)
+    if (y.DEADND(nd) == 1) clear_node(y.CUN, nd);
   for (int nd = 1; nd <= n; ++nd)
     for (int k = 1; k <= 7; ++k) y.CVN(k, nd) = (y.CUN(k, nd) - y.CUO(k, nd)) / d.DT;
   momentum(m, d);
   // Dead nodes lose their inertia and damping forces. Their elastic forces
   // stay: the tangent keeps the crushed elements' stiffness, and a residual
   // cleared of it could never be reduced by a solve.
-  if (d.FIRSTCHG > 0)
-    for (int nd = 1; nd <= m.NNODE(); ++nd) {
-      if (y.DEADND(nd) != 1) continue;
-      for (auto* a : {&y.CVN, &y.CVO, &y.MVN, &y.MVO, &y.AMVN, &y.AMVO}) clear_node(*a, nd);
-    }
+  for (int nd = 1; nd <= m.NNODE(); ++nd) {
+    if (y.DEADND(nd) != 1) continue;
+    for (auto* a : {&y.CVN, &y.CVO, &y.MVN, &y.MVO, &y.AMVN, &y.AMVO}) clear_node(*a, nd);
+  }
   const double beta = m.RR(rr::THIRD);
   effective(m, d, beta, 1.0 - 2.0 * beta);
 }
@@ -180,7 +177,9 @@ void DYNMIX(Model& m, const ELEMREC& e, const DYNSTEP& d, double* Ke, int n) {
   const double ck = m.RR(rr::THIRD) + (b ? *b : 0.0) / (2.0 * d.DT);
   for (int k = 0; k < n * (n + 1) / 2; ++k) Ke[k] *= ck;
   MASSDATA md;
-  if (!elmass(m, e, d.FIRSTCHG, md)) return;
+  // A mass over nodes beyond the element's list (the rubber's interior node)
+  // is the family's own to mix in before its condensation.
+  if (!elmass(m, e, md) || md.NEN > e.NEN) return;
   const double cm = 1.0 / (d.DT * d.DTAV) + md.ALPHA / (2.0 * d.DT);
   elements::MASSADD(Ke, n, cm, md.S, md.NEN, f.NPOS, m.DYN.MASSOPT);
 }
@@ -221,7 +220,7 @@ void BODYLOADS(Model& m) {
   double a[elements::MAXMASSNODE][3];
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
     const ELEMREC& e = m.ELEM(ie);
-    if (elmass(m, e, 0, md) && row_vector(m, md, a)) massmul(m, e, md, a, m.F, 1.0);
+    if (elmass(m, e, md) && row_vector(m, md, a)) massmul(m, e, md, a, m.F, 1.0);
   }
 }
 

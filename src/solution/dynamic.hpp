@@ -20,7 +20,6 @@ using model::Model;
 // The step of one dynamic increment.
 struct DYNSTEP {
   double DT = 0.0, DTAV = 0.0;
-  int FIRSTCHG = 0;  // after the first status change dead nodes lose their mass
 };
 
 // Set-up of a dynamic job before its first step (DT its length): levels
@@ -53,7 +52,8 @@ void DYNMIX(Model& m, const model::ELEMREC& e, const DYNSTEP& d, double* Ke, int
 void DYNSHIFT(Model& m, const DYNSTEP& d);
 
 // Marks the nodes whose elements all are crushed (trusses and gaps do not
-// count): they drop out of the mass terms.
+// count): they drop out of the mass terms. Run after each increment from the
+// first status change on, and after a step's state is restored.
 void DEADNODES(Model& m);
 
 // Body loads of a static job: M a of each element whose "VEL" row is its

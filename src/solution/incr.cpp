@@ -139,7 +139,8 @@ void INCR_DYNAMIC(Model& m, IncrState& s) {
   DYNSTEP d;
   d.DT = s.DT;
   d.DTAV = 0.5 * (s.DT + s.DTPREV);
-  d.FIRSTCHG = s.FIRSTCHG;
+  m.DYN.DT = d.DT;
+  m.DYN.DTAV = d.DTAV;
   loops(m, s, &d);
 }
 
