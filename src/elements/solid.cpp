@@ -339,10 +339,11 @@ bool SOLMASS(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M) {
   gather_x(e.NOD.data(), m.XYZ, X);
   const double mass = r.RHO * std::fabs(TETDN(X, DN)) / 6.0;
   M.NEN = 4;
-  for (int a = 0; a < 4; ++a)
-    for (int b = 0; b < 4; ++b) M.S[a + 4 * b] = (a == b ? 0.1 : 0.05) * mass;
   if (OPT == MASS_LUMPED)
     for (int a = 0; a < 4; ++a) M.S[a] = 0.25 * mass;
+  else
+    for (int a = 0; a < 4; ++a)
+      for (int b = 0; b < 4; ++b) M.S[a + 4 * b] = (a == b ? 0.1 : 0.05) * mass;
   M.ALPHA = r.ALPHA;
   M.BODYLOAD = r.BODYLOAD;
   return true;
