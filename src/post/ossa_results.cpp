@@ -2,6 +2,7 @@
 // them. Exit status 0 when done, 2 on bad arguments or unreadable files.
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -199,13 +200,12 @@ void rates(const std::vector<double>& t, const std::vector<double>& u, std::size
   const std::size_t n = t.size();
   v = a = 0.0;
   if (n < 2) return;
-  const std::size_t i = k == 0 ? 1 : (k == n - 1 ? n - 2 : k);  // middle of the three frames used
-  const double h1 = t[i] - t[i - 1];
-  if (n < 3) {
-    v = h1 != 0.0 ? (u[1] - u[0]) / h1 : 0.0;
+  if (n == 2) {
+    v = t[1] > t[0] ? (u[1] - u[0]) / (t[1] - t[0]) : 0.0;
     return;
   }
-  const double h2 = t[i + 1] - t[i];
+  const std::size_t i = std::clamp<std::size_t>(k, 1, n - 2);  // middle of the three frames used
+  const double h1 = t[i] - t[i - 1], h2 = t[i + 1] - t[i];
   if (h1 <= 0.0 || h2 <= 0.0) return;
   const double s1 = (u[i] - u[i - 1]) / h1, s2 = (u[i + 1] - u[i]) / h2;
   a = 2.0 * (s2 - s1) / (h1 + h2);
