@@ -31,6 +31,17 @@ bool shell_alive(const Model& m, const ELEMREC& e) {
   return false;
 }
 
+// The shell's mass in the table's form: its three nodes, and the record's
+// ALPHA and body-acceleration row.
+bool shell_mass(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M) {
+  const model::SHLREC& r = m.SHLREC(e.IDX);
+  SHLMASS(m, e, OPT == MASS_LUMPED ? 1 : 0, M.S);
+  M.NEN = 3;
+  M.ALPHA = r.ALPHA;
+  M.BODYLOAD = r.BODYLOAD;
+  return true;
+}
+
 static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES &&
               sizeof(RubberOut) <= MAXRESBYTES && sizeof(TrussOut) <= MAXRESBYTES);
 
@@ -38,7 +49,7 @@ static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES
 constexpr FAMILY ROWS[NFAMILY + 1] = {
     {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, no_mass, never_alive, 0, no_res,
      no_snap},
-    {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS, no_mass, shell_alive,
+    {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS, shell_mass, shell_alive,
      sizeof(ShellOut), SHLRES, SHLSNAP},
     {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS, SOLMASS, SOLALIVE,
      sizeof(SolidOut), SOLRES, SOLSNAP},

@@ -59,8 +59,23 @@ TEST(Mass, SolidMatricesSumToTheElementMassAndNoDensityGivesNone) {
     EXPECT_NEAR(sum(l.S, 4), rho * t.vol, 1e-15);
     EXPECT_NEAR(c.S[0], 2.0 * c.S[1], 1e-18);
   }
-  // Trusses and gaps have none.
+  // The shell on three of the corners: RHO T A, 3/6 + 6/12 = 1 and 3/3 = 1.
   OneTet t(1.0);
+  t.m.KK(kk::NSHELL) = 1;
+  t.m.SHLREC.allocate(1);
+  t.m.SHLREC(1).RHO = 3.0, t.m.SHLREC(1).THICK = 0.5;
+  model::ELEMREC sh = t.e;
+  sh.TYPE = F_SHELL, sh.NEN = 3, sh.NDF = 6;
+  double d1[3], d2[3], c[3];
+  base::VSUB(t.m.XYZ.at(1, 1), t.m.XYZ.at(1, 3), d1, 3), base::VSUB(t.m.XYZ.at(1, 2), t.m.XYZ.at(1, 3), d2, 3);
+  base::CROSS(d1, d2, c);
+  for (int opt : {MASS_CONSISTENT, MASS_LUMPED}) {
+    MASSDATA s3;
+    ASSERT_TRUE(FAMILYOF(F_SHELL).MASS(t.m, sh, opt, s3));
+    EXPECT_EQ(s3.NEN, 3);
+    EXPECT_NEAR(sum(s3.S, opt == MASS_LUMPED ? 3 : 9), 1.5 * 0.5 * base::VNORM(c, 3), 1e-14);
+  }
+  // Trusses and gaps have none.
   MASSDATA md;
   for (int f : {F_TRUSS, F_GAP}) EXPECT_FALSE(FAMILYOF(f).MASS(t.m, t.e, MASS_CONSISTENT, md));
 }
