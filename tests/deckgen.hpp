@@ -49,6 +49,12 @@ inline std::string propt_solid(int id, double nu, double E, int bone = 0, double
   return card("PROPT0%1d%1d%1d2%10d%10.5f%10.3E%10.3E%10.3E%10.3E%10.4f%10.4f%10.4f%10.1f", 0, bone, 0, id,
               nu, E, rho, sigt, yield, etr, 0.0, 0.0, ecrush);
 }
+// Solid row of a dynamic job: weight density, Rayleigh factors and the row
+// of the "VEL" table.
+inline std::string propt_dyn(int id, double nu, double E, double weight, double alpha, double beta,
+                             int vel = 0) {
+  return card("PROPT0%1d002%10d%10.5f%10.3E%10.3E%30s%10.3E%10.3E", vel, id, nu, E, weight, "", alpha, beta);
+}
 inline std::string ngld(int n) { return card("NGLD %5d", n); }
 inline std::string nplnk(int n) { return card("NPLNK%5s%7d", "", n); }
 inline std::string plnk(int nd, const char* flags) { return card("PLNK %10d%-6s", nd, flags); }

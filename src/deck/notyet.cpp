@@ -29,7 +29,6 @@ bool rubber_in(const Model& m, int key) { return m.NRUBB() > 0 && m.KK(key) > 0;
 constexpr Missing MISSING[] = {
     {[](const Model& m) { return rubber_in(m, kk::DYNAMIC); }, "RUBBER ELEMENTS IN DYNAMIC ANALYSIS"},
     {[](const Model& m) { return rubber_in(m, kk::NBODY); }, "RUBBER ELEMENTS IN CONTACT ANALYSIS"},
-    {[](const Model& m) { return m.KK(kk::DYNAMIC) == 1; }, "DYNAMIC ANALYSIS"},
     {[](const Model& m) { return riks(m) && (m.KK(kk::NPRESS) > 0 || m.KK(kk::NDIRFC) > 0); },
      "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES"},
     {[](const Model& m) { return riks(m) && (m.NGAP() > 0 || m.KK(kk::NBODY) > 0); },

@@ -1,5 +1,6 @@
 #include "elements/solid.hpp"
 
+#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -332,6 +333,26 @@ void SOLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP) {
   if (m.KK(kk::GEONL) == 0) SOLFLIN(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
   else SOLFNL(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
 }
+
+// Mass RHO V on the initial geometry: the consistent matrix of the linear
+// tetrahedron (m/10 on the diagonal, m/20 off it) or a quarter to each node.
+bool SOLMASS(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M) {
+  const SOLREC& r = m.SOLREC(e.IDX);
+  double X[12], DN[12];
+  gather_x(e.NOD.data(), m.XYZ, X);
+  const double mass = r.RHO * std::fabs(TETDN(X, DN)) / 6.0;
+  M.NEN = 4;
+  if (OPT == MASS_LUMPED)
+    for (int a = 0; a < 4; ++a) M.S[a] = 0.25 * mass;
+  else
+    for (int a = 0; a < 4; ++a)
+      for (int b = 0; b < 4; ++b) M.S[a + 4 * b] = (a == b ? 0.1 : 0.05) * mass;
+  M.ALPHA = r.ALPHA;
+  M.BODYLOAD = r.BODYLOAD;
+  return true;
+}
+
+bool SOLALIVE(const Model& m, const ELEMREC& e) { return m.SOLREC(e.IDX).STATE != CRUSHED; }
 
 // The single point by its state; true when an ELASTIC point changed state.
 bool SOLSTATUS(Model& m, const ELEMREC& e) {

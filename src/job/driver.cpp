@@ -1,4 +1,5 @@
 #include <cmath>
+#include <string>
 
 #include "base/files.hpp"
 #include "base/fmt.hpp"
@@ -7,6 +8,7 @@
 #include "model/stop.hpp"
 #include "results/resout.hpp"
 #include "results/rst.hpp"
+#include "solution/dynamic.hpp"
 #include "solution/incr.hpp"
 #include "solution/riks.hpp"
 #include "solution/index.hpp"
@@ -101,8 +103,9 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   w.STOPFLAG = 0;
 }
 
-// One substep of a static job.
-void increment(Model& m, Walk& w, int isub, double tprev) {
+// One substep; a dynamic one of length DT after the substep before it, or
+// after a first one of its own length.
+void increment(Model& m, Walk& w, int isub, double tprev, bool dynamic, double dt) {
   solution::IncrState s;
   s.STEP = w.STEP;
   s.ISUB = isub;
@@ -110,7 +113,14 @@ void increment(Model& m, Walk& w, int isub, double tprev) {
   s.TIME = w.TIME;
   s.FIRSTCHG = w.FIRSTCHG;
   s.STOPFLAG = w.STOPFLAG;
-  solution::INCR_STATIC(m, s);
+  if (dynamic) {
+    s.DT = dt;
+    s.DTPREV = m.DYN.DTPREV > 0.0 ? m.DYN.DTPREV : dt;
+    solution::INCR_DYNAMIC(m, s);
+    m.DYN.DTPREV = dt;
+  } else {
+    solution::INCR_STATIC(m, s);
+  }
   w.FIRSTCHG = s.FIRSTCHG;
   w.STOPFLAG = s.STOPFLAG;
 }
@@ -153,7 +163,26 @@ void snapshot(Model& m, const Walk& w) {
   h.STEP = w.STEP;
   h.NSUB = w.NSUB;
   h.FIRSTCHG = w.FIRSTCHG;
+  h.DTPREV = m.DYN.DTPREV;
   results::RSTSAVE(m, h);
+}
+
+// The dynamic driver's own set-up: the time table checked (the method
+// divides by every step), the method and the mass option logged, the
+// initial state.
+void DYNPREP(Model& m) {
+  for (int k = 1; k <= m.NSTEP(); ++k)
+    if (!(m.T(k) > m.T(k - 1)))
+      model::FAIL(m, "TIME STEP " + std::to_string(k) + " OF THE DYNAMIC ANALYSIS IS NOT POSITIVE.", -2);
+  const bool lumped = m.DYN.MASSOPT == elements::MASS_LUMPED;
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, "   * DYNAMIC ANALYSIS");
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, std::string("     MASS MATRIX          : ") + (lumped ? "LUMPED" : "CONSISTENT"));
+  model::LOGLINE(m, "     TIME INTEGRATION     : NEWMARK, THREE LEVELS, GAMMA =" + base::fF(0.5, 7, 4) +
+                      ", BETA =" + base::fF(m.RR(rr::THIRD), 7, 4));
+  m.DYN.DTPREV = 0.0;
+  if (m.NSTEP() >= 1 && m.U.allocated()) solution::DYNINIT(m, m.T(1) - m.T(0));
 }
 
 }  // namespace
@@ -180,7 +209,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       for (int isub = 1; isub <= w.NSUB; ++isub) {
         const double tprev = w.TIME;
         w.TIME = isub * dt + t0;
-        if (!dynamic && m.U.allocated()) increment(m, w, isub, tprev);
+        if (m.U.allocated()) increment(m, w, isub, tprev, dynamic, dt);
         if (w.STOPFLAG == 1) break;
         if (isub < w.NSUB) model::PROGRESS(w.TIME, tend);
       }
@@ -192,6 +221,8 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       results::RSTLOAD(m, h);
       w.STEP = h.STEP;
       w.TIME = m.T(w.STEP);
+      m.DYN.DTPREV = h.DTPREV;
+      if (m.KK(kk::DYNAMIC) == 1) solution::DEADNODES(m);  // of the restored states
       w.NSUB = m.KK(kk::NSUBSTEP);
       w.FIRSTCHG = 2;
       w.STOPFLAG = 0;
@@ -219,6 +250,7 @@ void DRVSTAT(Model& m) {
 void DRVDYN(Model& m) {
   Walk w;
   DRVPREP(m, w, true);
+  DYNPREP(m);
   STEPWALK(m, w, true);
   if (m.KK(kk::CONTACT) == 0) solvers::SOLVERFREE(m);
   if (m.KK(kk::MATNL) == 1 && m.KK(kk::NSUBSTEP) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);

@@ -41,7 +41,9 @@ void MODELALLOC(Model& m) {
     a(m.RIKS.FREF.allocate(7, n));
     for (auto* v : {&m.P, &m.W, &m.DU, &m.LINKV, &m.CONT.UCI, &m.CONT.XCI}) a(v->allocate(7, n));
   } else if (kind == 1) {
-    for (auto& w : m.DYN.DYNW) a(w.allocate(7, n));
+    // Eighteen (7, N) vectors: the increment's own five and the levels.
+    for (auto* v : {&m.U, &m.P, &m.W, &m.DU, &m.LINKV}) a(v->allocate(7, n));
+    for (auto* v : DYNLEVELS(m.DYN)) a(v->allocate(7, n));
     a(m.DYN.MVN.allocate(3, n));
     a(m.DYN.MVO.allocate(3, n));
     a(m.DYN.AMVN.allocate(3, n));
@@ -65,7 +67,7 @@ long groupwords(const READDATA& r) {
 
 long groupwords(const DYNDATA& d) {
   long w = words(d.MVN) + words(d.MVO) + words(d.AMVN) + words(d.AMVO) + words(d.DEADND);
-  for (const auto& a : d.DYNW) w += words(a);
+  for (const auto* a : DYNLEVELS(d)) w += words(*a);
   return w;
 }
 

@@ -38,12 +38,31 @@ struct READDATA {
   std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0;
 };
 
-// Dynamic jobs (KK(3) = 1).
+// Dynamic jobs (KK(3) = 1): the levels n-1, n, n+1 of the three-level
+// integration, n+1 being solved. The displacement at n+1 is the model's U,
+// the effective forces FEFF and PEFF stand in F and P.
 struct DYNDATA {
-  std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
-  Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
-  Arr1<std::int32_t> DEADND;          // NNODE
+  // 7, N: displacement at n; external force at n+1, n, n-1; internal force
+  // at n+1, n, n-1; stiffness damping force at n+1 and n; its rate at
+  // n+1/2 and n-1/2; velocity at n+1/2 and acceleration at n of the last
+  // increment.
+  Arr2<double> UO, FN1, FN, FO, PN1, PN, PO, CUN, CUO, CVN, CVO, VEL, ACC;
+  // 3, N: momentum at n+1/2 and n-1/2, and ALPHA times it.
+  Arr2<double> MVN, MVO, AMVN, AMVO;
+  Arr1<std::int32_t> DEADND;          // NNODE: 1 where all elements are crushed
+  // This increment, the one before and their mean (set by the increment).
+  double DT = 0.0, DTPREV = 0.0, DTAV = 0.0;
+  // Mass option of the job: 0 consistent, 1 lumped (no deck entry chooses
+  // it; the driver logs the one in use).
+  int MASSOPT = 0;
 };
+
+// The thirteen (7, N) level arrays of a DYNDATA, const or not.
+template <class D>
+auto DYNLEVELS(D& d) {
+  return std::array{&d.UO,  &d.FN1, &d.FN,  &d.FO,  &d.PN1, &d.PN, &d.PO,
+                    &d.CUN, &d.CUO, &d.CVN, &d.CVO, &d.VEL, &d.ACC};
+}
 
 // Riks arc-length control (KK(7) /= 0).
 struct RIKSDATA {

@@ -2,6 +2,8 @@
 // them. Exit status 0 when done, 2 on bad arguments or unreadable files.
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -47,11 +49,17 @@ Commands:
                              energy density
                     trusses: element, strain, force
                     States: 0 elastic, 1 cracked, 2 plastic, 3 crushed.
-  history NODE...   one row per frame: frame, step, time, the sums of the
+  history [-r] NODE...
+                    one row per frame: frame, step, time, the sums of the
                     reactions RX RY RZ, and ux uy uz of each node named (deck
                     node numbers): the load-displacement curve of a job.
                     Under Riks control the time is the load scale times the
                     end time of the time table.
+                    With -r also the velocity vx vy vz and the acceleration
+                    ax ay az of each node, for a dynamic job: the files hold
+                    displacements only, so these are differences of the
+                    frames (central inside, one-sided at the ends), as good
+                    as the frames are dense in time
   vtu [OUTDIR]      write ParaView files to OUTDIR (default: the job
                     directory): EXEC_NNNN.vtu for each frame and the time
                     series EXEC.pvd. The mesh comes from the job's EXEC.INP,
@@ -190,7 +198,30 @@ int cmd_frame(const ResIndex& idx, int argc, char** argv) {
   return 0;
 }
 
+// Rates of a history at frame k (0-based) from its neighbours: velocity by
+// the central difference of unequal steps, acceleration by the second
+// difference; one-sided at the ends.
+void rates(const std::vector<double>& t, const std::vector<double>& u, std::size_t k, double& v, double& a) {
+  const std::size_t n = t.size();
+  v = a = 0.0;
+  if (n < 2) return;
+  if (n == 2) {
+    v = t[1] > t[0] ? (u[1] - u[0]) / (t[1] - t[0]) : 0.0;
+    return;
+  }
+  const std::size_t i = std::clamp<std::size_t>(k, 1, n - 2);  // middle of the three frames used
+  const double h1 = t[i] - t[i - 1], h2 = t[i + 1] - t[i];
+  if (h1 <= 0.0 || h2 <= 0.0) return;
+  const double s1 = (u[i] - u[i - 1]) / h1, s2 = (u[i + 1] - u[i]) / h2;
+  a = 2.0 * (s2 - s1) / (h1 + h2);
+  // The derivative of the parabola through the three frames, at frame k.
+  const double tk = t[k] - t[i];
+  v = (h2 * s1 + h1 * s2) / (h1 + h2) + a * tk;
+}
+
 int cmd_history(const ResIndex& idx, int argc, char** argv) {
+  const bool withrates = argc >= 1 && std::strcmp(argv[0], "-r") == 0;
+  if (withrates) --argc, ++argv;
   if (argc < 1) return usage("history needs at least one node number");
   std::vector<std::int32_t> ids;
   for (int k = 0; k < argc; ++k) {
@@ -198,10 +229,12 @@ int cmd_history(const ResIndex& idx, int argc, char** argv) {
     if (!parse_int(argv[k], v)) return usage(std::string("bad node number '") + argv[k] + "'");
     ids.push_back(static_cast<std::int32_t>(v));
   }
-  std::printf("frame,step,time,RX,RY,RZ");
-  for (std::int32_t id : ids) std::printf(",ux_%d,uy_%d,uz_%d", id, id, id);
-  std::printf("\n");
+  // All frames first: the rates need the neighbours of each.
   std::vector<std::size_t> pos;
+  std::vector<double> t;
+  std::vector<std::array<double, 3>> react;
+  std::vector<std::vector<double>> u(3 * ids.size());  // by node and direction
+  std::vector<std::int32_t> step;
   for (std::size_t n = 1; n <= idx.frames.size(); ++n) {
     Frame f;
     const std::string err = RESREAD(idx, n, f, READ_NODES);
@@ -214,13 +247,31 @@ int cmd_history(const ResIndex& idx, int argc, char** argv) {
         pos.push_back(i);
       }
     }
-    double r[3];
-    SECTSUM(f.REACT, r);
-    std::printf("%zu,%d,%.9g,%.9g,%.9g,%.9g", n, f.h.STEP, static_cast<double>(f.h.TIME), r[0],
-                r[1], r[2]);
-    for (std::size_t i : pos) {
-      if (i >= f.DISP.size()) return fail("frame " + std::to_string(n) + " has fewer nodes");
-      pv(f.DISP[i].V, 3);
+    std::array<double, 3> r;
+    SECTSUM(f.REACT, r.data());
+    react.push_back(r);
+    step.push_back(f.h.STEP);
+    t.push_back(static_cast<double>(f.h.TIME));
+    for (std::size_t j = 0; j < pos.size(); ++j) {
+      if (pos[j] >= f.DISP.size()) return fail("frame " + std::to_string(n) + " has fewer nodes");
+      for (int d = 0; d < 3; ++d) u[3 * j + d].push_back(f.DISP[pos[j]].V[d]);
+    }
+  }
+  std::printf("frame,step,time,RX,RY,RZ");
+  for (std::int32_t id : ids) {
+    std::printf(",ux_%d,uy_%d,uz_%d", id, id, id);
+    if (withrates) std::printf(",vx_%d,vy_%d,vz_%d,ax_%d,ay_%d,az_%d", id, id, id, id, id, id);
+  }
+  std::printf("\n");
+  for (std::size_t k = 0; k < t.size(); ++k) {
+    std::printf("%zu,%d,%.9g,%.9g,%.9g,%.9g", k + 1, step[k], t[k], react[k][0], react[k][1], react[k][2]);
+    for (std::size_t j = 0; j < pos.size(); ++j) {
+      double v[3], a[3];
+      for (int d = 0; d < 3; ++d) {
+        std::printf(",%.9g", u[3 * j + d][k]);
+        rates(t, u[3 * j + d], k, v[d], a[d]);
+      }
+      if (withrates) std::printf(",%.9g,%.9g,%.9g,%.9g,%.9g,%.9g", v[0], v[1], v[2], a[0], a[1], a[2]);
     }
     std::printf("\n");
   }

@@ -1,6 +1,7 @@
 #include "results/rst.hpp"
 
 #include <cstring>
+#include <type_traits>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ struct Out {
     b.insert(b.end(), c, c + n * static_cast<long>(sizeof(T)));
   }
   template <class T>
+  void items(const T* p, long n) { put(p, n); }
+  template <class T>
   void val(const T& v) { put(&v, 1); }
   template <class A>
   void arr(const A& a) { put(a.data(), a.size()); }
@@ -41,6 +44,8 @@ struct In {
     std::memcpy(p, b.data() + pos, bytes);
     pos += bytes;
   }
+  template <class T>
+  void items(T* p, long n) { get(p, n); }
   template <class T>
   void val(T& v) { get(&v, 1); }
   template <class A>
@@ -65,12 +70,38 @@ void read(Model& m, base::Unit& u, In& in, std::size_t expect) {
 
 // Nodal state of a static job. The contact arrays (slave states, positions,
 // links and forces) follow FRAME as empty items in a job without contact.
+// A dynamic job keeps its levels instead: the displacements at n+1 and n,
+// then X, XPREV, FRAME, then the forces and momenta of levels n and n-1.
 template <class IO, class M>
 void nodal(IO& io, M& m) {
+  if (m.KK(kk::DYNAMIC) == 1) {
+    auto& d = m.DYN;
+    io.arr(m.U); io.arr(d.UO); io.arr(m.X); io.arr(m.XOLD); io.arr(m.FRAME);
+    for (auto* a : {&d.FN, &d.FO, &d.PN, &d.PO, &d.CUO, &d.CVO, &d.MVO, &d.AMVO}) io.arr(*a);
+    return;
+  }
   io.arr(m.U); io.arr(m.UPREV); io.arr(m.X); io.arr(m.XOLD); io.arr(m.FRAME);
 }
 
-constexpr std::size_t HEADBYTES = 2 * sizeof(std::int32_t) + 6 * sizeof(double) + 2 * sizeof(std::int32_t);
+// The head: static STEP, NSTEPC, LAMBDA, FNRM, ARCS, NSUB, FIRSTCHG; dynamic
+// STEP, DTPREV, NSTEPC, LAMBDA, NSUB, FIRSTCHG.
+template <class IO, class H>
+void head(IO& io, H& h, bool dynamic) {
+  std::int32_t i[4] = {h.STEP, h.NSTEPC, h.NSUB, h.FIRSTCHG};
+  io.val(i[0]);
+  if (dynamic) io.val(h.DTPREV);
+  io.val(i[1]);
+  io.val(h.LAMBDA);
+  if (!dynamic) {
+    io.items(h.FNRM, 3);
+    io.items(h.ARCS, 2);
+  }
+  io.val(i[2]);
+  io.val(i[3]);
+  if constexpr (!std::is_const_v<H>) {
+    h.STEP = i[0]; h.NSTEPC = i[1]; h.NSUB = i[2]; h.FIRSTCHG = i[3];
+  }
+}
 
 std::size_t size_of(const Out& o) { return o.b.size(); }
 
@@ -109,13 +140,7 @@ void RSTSAVE(Model& m, const RstHead& h) {
   base::close_unit(u);
   if (!base::open_seq_out(u, NAME)) model::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
   Out o;
-  o.val(static_cast<std::int32_t>(h.STEP));
-  o.val(static_cast<std::int32_t>(h.NSTEPC));
-  o.val(h.LAMBDA);
-  o.put(h.FNRM, 3);
-  o.put(h.ARCS, 2);
-  o.val(static_cast<std::int32_t>(h.NSUB));
-  o.val(static_cast<std::int32_t>(h.FIRSTCHG));
+  head(o, h, m.KK(kk::DYNAMIC) == 1);
   write(m, u, o);
   Out n;
   nodal(n, m);
@@ -128,16 +153,12 @@ void RSTLOAD(Model& m, RstHead& h) {
   base::Unit& u = m.unit(m.UNIT(5));
   base::close_unit(u);
   if (!base::open_seq_in(u, NAME)) model::FILESTOP(m, std::string("CANNOT OPEN ") + NAME);
+  const bool dynamic = m.KK(kk::DYNAMIC) == 1;
+  Out hs;
+  head(hs, h, dynamic);
   In in;
-  read(m, u, in, HEADBYTES);
-  std::int32_t i32 = 0;
-  in.val(i32); h.STEP = i32;
-  in.val(i32); h.NSTEPC = i32;
-  in.val(h.LAMBDA);
-  in.get(h.FNRM, 3);
-  in.get(h.ARCS, 2);
-  in.val(i32); h.NSUB = i32;
-  in.val(i32); h.FIRSTCHG = i32;
+  read(m, u, in, size_of(hs));
+  head(in, h, dynamic);
   Out sz;
   nodal(sz, m);
   read(m, u, in, size_of(sz));

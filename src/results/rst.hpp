@@ -1,5 +1,5 @@
 // The repeat snapshot EXEC.RST (unit UNIT(5)): the whole changing state of a
-// static job, written before each step while the first status change may
+// job, written before each step while the first status change may
 // still come, and read back to run that step again with more substeps.
 //
 // Record 1 is the head below; record 2 the nodal state (U, UPREV, X, XPREV,
@@ -19,6 +19,7 @@ struct RstHead {
   double FNRM[3] = {0.0, 0.0, 0.0};
   double ARCS[2] = {0.0, 0.0};
   int NSUB = 1, FIRSTCHG = 0;
+  double DTPREV = 0.0;  // dynamic jobs: the increment before the step
 };
 
 // Rewrites EXEC.RST with the present state.

@@ -6,6 +6,7 @@
 #include "base/kernels.hpp"
 #include "elements/family.hpp"
 #include "model/stop.hpp"
+#include "solution/dynamic.hpp"
 
 namespace ossa::solution {
 
@@ -78,7 +79,7 @@ int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n) {
 
 namespace ossa::solution {
 
-void STFASM(Model& m, int FIRST) {
+void STFASM(Model& m, int FIRST, const DYNSTEP* dyn) {
   m.AV.fill(0.0);
   const int maxedof = m.KK(kk::MAXEDOF) > 0 ? m.KK(kk::MAXEDOF) : 1;
   std::vector<double> Ke(static_cast<std::size_t>(maxedof) * (maxedof + 1) / 2);
@@ -87,6 +88,7 @@ void STFASM(Model& m, int FIRST) {
     const model::ELEMREC& e = m.ELEM(ie);
     if (!elements::FAMILYOF(e.TYPE).STIFF(m, e, Ke.data())) continue;
     int n = ossa::solution::EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), dofs.data());
+    if (dyn) DYNMIX(m, e, *dyn, Ke.data(), n);
     n = LINKEXP(m, Ke.data(), dofs.data(), n);
     if (FIRST == 1) ENFRHS(m, Ke.data(), dofs.data(), n);
     ADDK(m, Ke.data(), dofs.data(), n);

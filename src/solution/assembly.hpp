@@ -26,9 +26,12 @@ void RHSADD(Model& m);
 // length; without links the matrix and list stay as they are.
 int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n);
 
+struct DYNSTEP;
+
 // Clears AV and walks the element table: element matrix, links, enforced
-// displacements (FIRST = 1), scatter; then closes the right-hand side.
-void STFASM(Model& m, int FIRST);
+// displacements (FIRST = 1), scatter; then closes the right-hand side. With
+// DYN each element matrix is the dynamic one of its step.
+void STFASM(Model& m, int FIRST, const DYNSTEP* DYN = nullptr);
 
 // Internal forces P (and link forces LINKV) of the present state. With
 // IDAMP = 1 the elements also add BETA times their force to PD, the

@@ -7,6 +7,7 @@
 #include "elements/truss.hpp"
 #include "model/stop.hpp"
 #include "solution/assembly.hpp"
+#include "solution/dynamic.hpp"
 #include "solution/loads.hpp"
 #include "solution/reschk.hpp"
 #include "solvers/solver.hpp"
@@ -61,12 +62,14 @@ void EQNORMS(const Model& m, const double* v, double N[3]) {
 namespace {
 
 // The equilibrium loop: KK(6) solves in KK(6)+1 passes. Returns CONVD.
-int equilibrium(Model& m, IncrState& s, int& FIRST) {
+// DYN is the step of a dynamic increment, null in a static one.
+int equilibrium(Model& m, IncrState& s, int& FIRST, const DYNSTEP* dyn) {
   double tsolve = 0.0;
   Arr2<double> nodamp;
   for (int ITER = 1; ITER <= m.KK(kk::ITERMAX) + 1; ++ITER) {
     double t = m.clock.now();
-    FORCEREC(m, nodamp, 0);  // a static job keeps no damping force
+    if (dyn) FORCEREC_DYN(m, FIRST, *dyn);
+    else FORCEREC(m, nodamp, 0);  // a static job keeps no damping force
     m.TIMES(model::T_RECOVERY) += m.clock.now() - t;
     s.NITER = ITER;
     if (RESCHK(m, ITER - 1, FIRST, s.STEP, s.ISUB, s.TIME, s.FNRM, tsolve) == 1) return 1;
@@ -78,7 +81,7 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
       model::FAIL(m, "RESIDUAL FORCE DID NOT CONVERGE!", -9);
     }
     t = m.clock.now();
-    STFASM(m, FIRST);
+    STFASM(m, FIRST, dyn);
     m.TIMES(model::T_ASSEMBLY) += m.clock.now() - t;
     if (FIRST == 1) EQNORMS(m, m.RHS.data(), s.FNRM);
     t = m.clock.now();
@@ -114,22 +117,47 @@ int gap_status(Model& m, int ITER3) {
   return CNTOK;
 }
 
-}  // namespace
-
-void INCR_STATIC(Model& m, IncrState& s) {
-  LOADINC(m, s.TPREV, s.TIME);
-  if (m.KK(kk::MITERMAX) < 1) return;
+// The four loops of an increment; DYN as for equilibrium. A dynamic
+// increment shifts its levels after the contact loop, so that a repeated
+// ITER4 pass starts from shifted levels.
+void loops(Model& m, IncrState& s, const DYNSTEP* dyn) {
   int FIRST = 1;
   for (int ITER4 = 1; ITER4 <= m.KK(kk::MITERMAX); ++ITER4) {
     for (int ITER3 = 1; ITER3 <= m.KK(kk::CONTITER); ++ITER3) {
       for (int ITER2 = 1; ITER2 <= m.KK(kk::MITERMAX); ++ITER2) {
-        equilibrium(m, s, FIRST);
+        equilibrium(m, s, FIRST, dyn);
         if (status_level(m, s, 2, ITER2) == 1) break;
       }
       if (gap_status(m, ITER3) == 1) break;
     }
-    if (status_level(m, s, 4, ITER4) == 1) break;
+    if (dyn) {
+      DYNRESULT(m, *dyn);
+      DYNSHIFT(m, *dyn);
+    }
+    const int leave = status_level(m, s, 4, ITER4);
+    if (dyn && s.FIRSTCHG > 0) DEADNODES(m);
+    if (leave == 1) break;
   }
+}
+
+}  // namespace
+
+void INCR_STATIC(Model& m, IncrState& s) {
+  LOADINC(m, s.TPREV, s.TIME);
+  BODYLOADS(m);
+  if (m.KK(kk::MITERMAX) < 1) return;
+  loops(m, s, nullptr);
+}
+
+void INCR_DYNAMIC(Model& m, IncrState& s) {
+  LOADINC_DYN(m, s.TPREV, s.TIME);
+  if (m.KK(kk::MITERMAX) < 1) return;
+  DYNSTEP d;
+  d.DT = s.DT;
+  d.DTAV = 0.5 * (s.DT + s.DTPREV);
+  m.DYN.DT = d.DT;
+  m.DYN.DTAV = d.DTAV;
+  loops(m, s, &d);
 }
 
 }  // namespace ossa::solution

@@ -1,7 +1,7 @@
 // One small deck for each kind of job a user can ask for beyond the static
-// solid and shell job: dynamics, restart, contact, the element families
-// still to come. Built on a box of six tetrahedra held at x = 0 and pulled
-// at x = 1.
+// solid and shell jobs, static and dynamic: restart, contact, the element
+// families still to come. Built on a box of six tetrahedra held at x = 0 and
+// pulled at x = 1.
 #pragma once
 #include <string>
 #include <vector>
@@ -41,10 +41,6 @@ inline std::vector<KindDeck> kind_decks() {
     edit(p);
     v.push_back({what, join(b, p), built});
   };
-  add("DYNAMIC ANALYSIS", [](DeckParts& p) {
-    p.cntrl[8] = '1';
-    p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
-  });
   add("RESTART FROM EXEC.RST1", [](DeckParts& p) { p.cntrl[5] = '1'; });
   add("RESTART FILE OUTPUT", [](DeckParts& p) { p.prpl2 = card("PRPL2%25s%3d", "", 1); });
   add("CONTACT ANALYSIS", [&](DeckParts& p) {
