@@ -61,7 +61,8 @@ double min_spacing(const Volume& v) {
   return s;
 }
 
-// Sub-divisions per edge: about one sample per voxel along the longest edge.
+// Sub-divisions per edge (1, 2, 4 or 8): about one sample per voxel along
+// the longest edge.
 int subdivisions(const Mesh& m, const std::unordered_map<long, std::size_t>& at, double h) {
   double lmax = 0.0;
   for (const auto& t : m.TET)
@@ -70,7 +71,9 @@ int subdivisions(const Mesh& m, const std::unordered_map<long, std::size_t>& at,
         const V3 &p = m.XYZ[at.at(t[a])], &q = m.XYZ[at.at(t[b])];
         lmax = std::max(lmax, std::hypot(p[0] - q[0], p[1] - q[1], p[2] - q[2]));
       }
-  return std::clamp(static_cast<int>(std::ceil(lmax / h)), 1, 8);
+  int k = 1;
+  while (k < 8 && k * h < lmax) k *= 2;
+  return k;
 }
 
 struct ElemOut {
@@ -126,13 +129,28 @@ void bin(std::vector<ElemMat>& out, int nbins, double emin, double emax) {
 }  // namespace
 
 std::vector<std::array<double, 3>> sample_points(int k) {
-  // Centroids of the k(k+1)(k+2)/6 upright sub-tetrahedra of the regular
-  // division: symmetric in the four corners, so a linear field averages
-  // to its exact mean, and dense as k grows.
-  std::vector<std::array<double, 3>> pts;
-  for (int a = 0; a < k; ++a)
-    for (int b = 0; a + b < k; ++b)
-      for (int c = 0; a + b + c < k; ++c) pts.push_back({(a + 0.25) / k, (b + 0.25) / k, (c + 0.25) / k});
+  // Centroids of the 8^n equal tetrahedra of n regular (red) refinements,
+  // k = 2^n: exact for a linear field, second order for a smooth one.
+  using T = std::array<V3, 4>;  // corners as (L2, L3, L4)
+  std::vector<T> tets = {T{V3{0, 0, 0}, V3{1, 0, 0}, V3{0, 1, 0}, V3{0, 0, 1}}};
+  auto mid = [](const V3& a, const V3& b) { return V3{(a[0] + b[0]) / 2, (a[1] + b[1]) / 2, (a[2] + b[2]) / 2}; };
+  for (int s = 1; s < k; s *= 2) {
+    std::vector<T> next;
+    next.reserve(8 * tets.size());
+    for (const T& t : tets) {
+      const V3 m01 = mid(t[0], t[1]), m02 = mid(t[0], t[2]), m03 = mid(t[0], t[3]), m12 = mid(t[1], t[2]),
+               m13 = mid(t[1], t[3]), m23 = mid(t[2], t[3]);
+      next.insert(next.end(), {T{t[0], m01, m02, m03}, T{m01, t[1], m12, m13}, T{m02, m12, t[2], m23},
+                               T{m03, m13, m23, t[3]}, T{m01, m02, m03, m13}, T{m01, m02, m12, m13},
+                               T{m02, m03, m13, m23}, T{m02, m12, m13, m23}});
+    }
+    tets.swap(next);
+  }
+  std::vector<V3> pts;
+  pts.reserve(tets.size());
+  for (const T& t : tets)
+    pts.push_back({(t[0][0] + t[1][0] + t[2][0] + t[3][0]) / 4, (t[0][1] + t[1][1] + t[2][1] + t[3][1]) / 4,
+                   (t[0][2] + t[1][2] + t[2][2] + t[3][2]) / 4});
   return pts;
 }
 

@@ -41,7 +41,8 @@ struct MapReport {
 // refused when no element overlaps the volume.
 std::string map_moduli(const Volume& v, const Mesh& m, const Ct& ct, std::vector<ElemMat>& out, MapReport& r);
 
-// The points at which an element of `k` sub-divisions per edge is sampled,
+// The points at which an element of `k` sub-divisions per edge (a power of
+// two) is sampled, evenly weighted,
 // as volume coordinates of nodes 2, 3 and 4 (node 1 takes the rest).
 std::vector<std::array<double, 3>> sample_points(int k);
 

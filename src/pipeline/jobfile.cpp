@@ -39,7 +39,9 @@ std::string read_ct(const json& c, Ct& ct) {
   get(c, "bins", ct.BINS);
   get(c, "samples", ct.SAMPLES);
   if (!(ct.A > 0.0) || !(ct.B > 0.0) || !(ct.RHO_MIN > 0.0)) return "ct: a, b and rho_min must be positive";
-  if (ct.BINS < 0 || ct.SAMPLES < 0 || ct.SAMPLES > 32) return "ct: bins >= 0 and samples 0..32";
+  if (ct.BINS < 0) return "ct: bins must be 0 or more";
+  if (ct.SAMPLES != 0 && ct.SAMPLES != 1 && ct.SAMPLES != 2 && ct.SAMPLES != 4 && ct.SAMPLES != 8)
+    return "ct: samples must be 0 (from the voxel size), 1, 2, 4 or 8";
   return "";
 }
 

@@ -42,7 +42,7 @@ Job file:
     "loads": [{"set": "HEAD", "total": [700, 200, -1860]}]
   }
 With "ct", each tetrahedron gets the mean of E over points filling it (samples
-per edge; 0 chooses about one per voxel) and "material.E" is not used.
+per edge: 1, 2, 4 or 8, giving 1 to 512 points; 0 chooses about one per voxel) and "material.E" is not used.
 "bins" > 0 groups the moduli into that many classes. "bone": true writes bone
 rows (strength from the modulus); a material nonlinear analysis needs it.
 A load's total force is shared equally by the nodes of its set; the load
