@@ -41,8 +41,12 @@ Job file:
     "fixed": [{"set": "DISTAL", "dofs": "111"}],
     "loads": [{"set": "HEAD", "total": [700, 200, -1860]}]
   }
-With "ct", each tetrahedron gets the mean of E over points filling it (samples
-per edge: 1, 2, 4 or 8, giving 1 to 512 points; 0 chooses about one per voxel) and "material.E" is not used.
+With "ct", each tetrahedron gets the mean of E over points filling it evenly
+(samples: sub-divisions per edge, 1, 2, 4 or 8, giving 1 to 512 points; 0
+picks about one per voxel) and "material.E" is not used. The mesh must lie
+in the volume's world frame (NIfTI: its sform, else qform; MetaImage: Offset,
+TransformMatrix, ElementSpacing). Elements off the volume get rho_min, and
+are reported, as are densities below rho_min, raised to it.
 "bins" > 0 groups the moduli into that many classes. "bone": true writes bone
 rows (strength from the modulus); a material nonlinear analysis needs it.
 A load's total force is shared equally by the nodes of its set; the load
