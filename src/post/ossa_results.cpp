@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "post/plot.hpp"
 #include "post/reader.hpp"
 #include "post/vtu.hpp"
 
@@ -45,6 +47,11 @@ Commands:
                              energy density
                     trusses: element, strain, force
                     States: 0 elastic, 1 cracked, 2 plastic, 3 crushed.
+  plot NODE...      PNG plots by gnuplot in the job directory: EXEC_history.png
+                    (load factor against |u| of each node named, and the
+                    size of the reaction sum against the load factor) and
+                    EXEC_residual.png (the relative residual norms of every
+                    iteration, from EXEC.LOG)
   history NODE...   one row per frame: frame, step, time, the sums of the
                     reactions RX RY RZ, and ux uy uz of each node named (deck
                     node numbers): the load-displacement curve of a job
@@ -185,40 +192,87 @@ int cmd_frame(const ResIndex& idx, int argc, char** argv) {
   return 0;
 }
 
-int cmd_history(const ResIndex& idx, int argc, char** argv) {
-  if (argc < 1) return usage("history needs at least one node number");
-  std::vector<std::int32_t> ids;
+// The node numbers of the arguments; false (with the message given) when
+// one is bad.
+bool node_ids(int argc, char** argv, std::vector<std::int32_t>& ids) {
   for (int k = 0; k < argc; ++k) {
     long v = 0;
-    if (!parse_int(argv[k], v)) return usage(std::string("bad node number '") + argv[k] + "'");
+    if (!parse_int(argv[k], v)) {
+      usage(std::string("bad node number '") + argv[k] + "'");
+      return false;
+    }
     ids.push_back(static_cast<std::int32_t>(v));
   }
-  std::printf("frame,step,time,RX,RY,RZ");
-  for (std::int32_t id : ids) std::printf(",ux_%d,uy_%d,uz_%d", id, id, id);
-  std::printf("\n");
+  return true;
+}
+
+// Walks the frames with the positions of the nodes `ids`; `row` gets each
+// frame. "" when all were read.
+template <class Row>
+std::string each_frame(const ResIndex& idx, const std::vector<std::int32_t>& ids, Row&& row) {
   std::vector<std::size_t> pos;
   for (std::size_t n = 1; n <= idx.frames.size(); ++n) {
     Frame f;
     const std::string err = RESREAD(idx, n, f, READ_NODES);
-    if (!err.empty()) return fail(err);
+    if (!err.empty()) return err;
     if (pos.empty()) {
       for (std::int32_t id : ids) {
         std::size_t i = 0;
         while (i < f.DISP.size() && f.DISP[i].ID != id) ++i;
-        if (i == f.DISP.size()) return fail("node " + std::to_string(id) + " is not in the results");
+        if (i == f.DISP.size()) return "node " + std::to_string(id) + " is not in the results";
         pos.push_back(i);
       }
     }
+    for (std::size_t i : pos)
+      if (i >= f.DISP.size()) return "frame " + std::to_string(n) + " has fewer nodes";
     double r[3];
     SECTSUM(f.REACT, r);
-    std::printf("%zu,%d,%.9g,%.9g,%.9g,%.9g", n, f.h.STEP, static_cast<double>(f.h.TIME), r[0],
-                r[1], r[2]);
-    for (std::size_t i : pos) {
-      if (i >= f.DISP.size()) return fail("frame " + std::to_string(n) + " has fewer nodes");
-      pv(f.DISP[i].V, 3);
-    }
-    std::printf("\n");
+    row(n, f, r, pos);
   }
+  return "";
+}
+
+int cmd_history(const ResIndex& idx, int argc, char** argv) {
+  if (argc < 1) return usage("history needs at least one node number");
+  std::vector<std::int32_t> ids;
+  if (!node_ids(argc, argv, ids)) return 2;
+  std::printf("frame,step,time,RX,RY,RZ");
+  for (std::int32_t id : ids) std::printf(",ux_%d,uy_%d,uz_%d", id, id, id);
+  std::printf("\n");
+  const std::string err = each_frame(idx, ids, [](std::size_t n, const Frame& f, const double* r,
+                                                  const std::vector<std::size_t>& pos) {
+    std::printf("%zu,%d,%.9g,%.9g,%.9g,%.9g", n, f.h.STEP, static_cast<double>(f.h.TIME), r[0], r[1], r[2]);
+    for (std::size_t i : pos) pv(f.DISP[i].V, 3);
+    std::printf("\n");
+  });
+  return err.empty() ? 0 : fail(err);
+}
+
+int cmd_plot(const ResIndex& idx, const std::string& job, int argc, char** argv) {
+  if (argc < 1) return usage("plot needs at least one node number");
+  std::vector<std::int32_t> ids;
+  if (!node_ids(argc, argv, ids)) return 2;
+  if (idx.frames.empty()) return fail("the job has no complete frame");
+  std::vector<HistRow> hist;
+  std::string err = each_frame(idx, ids, [&](std::size_t, const Frame& f, const double* r,
+                                             const std::vector<std::size_t>& pos) {
+    HistRow h;
+    h.TIME = static_cast<double>(f.h.TIME);
+    h.REACT = std::sqrt(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
+    for (std::size_t i : pos) {
+      const float* u = f.DISP[i].V;
+      h.U.push_back(std::sqrt(static_cast<double>(u[0] * u[0] + u[1] * u[1] + u[2] * u[2])));
+    }
+    hist.push_back(h);
+  });
+  std::vector<ResidRow> res;
+  if (err.empty()) err = LOGRESID(job + "/EXEC.LOG", res);
+  const std::vector<int> nodes(ids.begin(), ids.end());
+  const std::string hp = job + "/EXEC_history.png", rp = job + "/EXEC_residual.png";
+  if (err.empty()) err = PLOTPNG(nodes, hist, res, hp, rp);
+  if (!err.empty()) return fail(err);
+  std::printf("%s\n", hp.c_str());
+  if (!res.empty()) std::printf("%s\n", rp.c_str());
   return 0;
 }
 
@@ -273,7 +327,7 @@ int main(int argc, char** argv) {
   }
   if (a >= argc) return usage("no command given");
   const std::string cmd = argv[a++];
-  if (cmd != "frames" && cmd != "frame" && cmd != "history" && cmd != "vtu")
+  if (cmd != "frames" && cmd != "frame" && cmd != "history" && cmd != "plot" && cmd != "vtu")
     return usage("unknown command '" + cmd + "'");
   ResIndex idx;
   const std::string err = RESSCAN(job, idx);
@@ -283,5 +337,6 @@ int main(int argc, char** argv) {
   if (cmd == "frames") return rest == 0 ? cmd_frames(idx) : usage("frames takes no arguments");
   if (cmd == "frame") return cmd_frame(idx, rest, args);
   if (cmd == "history") return cmd_history(idx, rest, args);
+  if (cmd == "plot") return cmd_plot(idx, job, rest, args);
   return cmd_vtu(idx, job, rest, args);
 }

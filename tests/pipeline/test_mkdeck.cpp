@@ -1,7 +1,8 @@
 // ossa-mkdeck as users meet it: one mesh written by Gmsh in three formats
 // gives one deck; tetrahedra come out positively oriented whatever the file
 // says; unsupported or inconsistent input is refused by name; and the deck
-// of a clamped bar under an end force solves to F L / (E A).
+// of a clamped bar under an end force solves to F L / (E A), watched by
+// ossa-run and plotted by ossa-results.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,6 +10,7 @@
 #include <sstream>
 
 #include "pipeline/job.hpp"
+#include "post/plot.hpp"
 #include "pipeline/mesh.hpp"
 #include "deckgen.hpp"
 #include "testutil.hpp"
@@ -195,4 +197,15 @@ TEST(Mkdeck, ClampedBarDeckSolvesToTheEndDisplacement) {
     }
   ASSERT_GT(n, 0);
   EXPECT_NEAR(sum / n, 0.2, 0.01);
+  // The plots: one residual row per iteration of the log, both PNGs drawn.
+  std::vector<post::ResidRow> res;
+  ASSERT_EQ(post::LOGRESID("EXEC.LOG", res), "");
+  ASSERT_EQ(res.size(), 2u);  // linear: one iteration per step
+  EXPECT_EQ(res[1].STEP, 2);
+  EXPECT_LT(res[1].RELN, 1e-3);
+  const auto p = test::run_program("ossa-results", "plot " + std::to_string(f.DISP[0].ID), 60);
+  ASSERT_EQ(p.status, 0) << p.err;
+  for (const char* png : {"EXEC_history.png", "EXEC_residual.png"})
+    EXPECT_EQ(test::read_file(png).substr(1, 3), "PNG") << png;
+  EXPECT_EQ(test::run_program("ossa-results", "plot 999999", 60).status, 2);
 }
