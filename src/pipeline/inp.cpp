@@ -4,6 +4,7 @@
 // refused by name, since dropping elements would change the model.
 #include <algorithm>
 #include <cctype>
+#include <cmath>
 #include <cstdlib>
 #include <fstream>
 #include <set>
@@ -95,20 +96,31 @@ std::string keyword(const std::string& line, State& st, Mesh& m) {
   return "";
 }
 
+// Node and element numbers: whole, positive and within ten columns.
+bool ids_ok(const std::vector<double>& v, std::size_t from, std::size_t to) {
+  for (std::size_t k = from; k < to && k < v.size(); ++k)
+    if (!(v[k] >= 1.0 && v[k] <= 999999999.0) || v[k] != std::floor(v[k])) return false;
+  return true;
+}
+
 std::string set_line(const std::vector<double>& v, const State& st, Mesh& m) {
   auto& s = st.b == Block::NSET ? m.NSET[st.set] : m.ELSET[st.set];
+  if (!ids_ok(v, 0, v.size())) return "a set member is not a number from 1 to 999999999";
   if (!st.generate) {
     for (double x : v) s.push_back(static_cast<long>(x));
     return "";
   }
   if (v.size() < 2) return "GENERATE needs first, last[, step]";
   const long step = v.size() > 2 ? static_cast<long>(v[2]) : 1;
-  if (step <= 0) return "GENERATE step must be positive";
-  for (long k = static_cast<long>(v[0]); k <= static_cast<long>(v[1]); k += step) s.push_back(k);
+  const long first = static_cast<long>(v[0]), last = static_cast<long>(v[1]);
+  if ((last - first) / step > 100000000L) return "GENERATE range too long";
+  for (long k = first; k <= last; k += step) s.push_back(k);
   return "";
 }
 
 std::string data(const std::vector<double>& v, const State& st, Mesh& m) {
+  const std::size_t nid = st.b == Block::NODE ? 1 : (st.b == Block::TET || st.b == Block::TRI ? v.size() : 0);
+  if (!ids_ok(v, 0, nid)) return "a node or element number is not a number from 1 to 999999999";
   switch (st.b) {
     case Block::NODE:
       if (v.size() < 4) return "a node needs number, x, y, z";

@@ -147,6 +147,7 @@ TEST(Mkdeck, UnsupportedOrInconsistentInputIsRefusedByName) {
       {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "fixed": [{"set": "base"}], "loads": [{"set": "top", "total": [0,0,1]}]})", "no modulus"},
       {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "material": {"E": 1}, "solver": "lu", "fixed": [{"set": "base"}], "loads": [{"set": "top", "total": [0,0,1]}]})", "solver 'lu'"},
       {"t.inp", one_tet("1, 2, x, 4"), TET_JOB, "t.inp:7: a field is not a number"},
+      {"t.inp", one_tet("1, 2, 3e20, 4"), TET_JOB, "t.inp:7: a node or element number is not"},
   };
   for (const auto& c : CASES) {
     test::write_file(c.mesh, c.text);
