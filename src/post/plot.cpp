@@ -101,7 +101,7 @@ std::string res_script(const std::vector<ResidRow>& res, const std::string& png)
   }
   s += "EOD\nset logscale y\nset grid\nset title 'residual norms'\nset xlabel 'iteration (all steps)'\n"
        "set ylabel 'relative residual'\nplot $R using 1:($2 > 0 ? $2 : 1/0) with linespoints title 'REL RES(N)', "
-       "$R using 1:($3 > 0 ? abs($3) : 1/0) with linespoints title 'REL RES(M)'\n";
+       "$R using 1:($3 != 0 ? abs($3) : 1/0) with linespoints title 'REL RES(M)'\n";
   return s;
 }
 
