@@ -42,6 +42,7 @@ struct Job {
   double E = 0.0, NU = 0.3;  // without a CT volume: one modulus for all
   bool BONE = false;          // bone material rows (cracking, yield, crushing)
   bool HAS_CT = false;
+  double SHELL_T = 0.0, SHELL_E = 0.0;  // thickness > 0: triangles become shells of this modulus
   Ct CT;
   std::vector<Fix> FIXED;
   std::vector<Load> LOADS;

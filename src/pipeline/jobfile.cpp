@@ -103,7 +103,7 @@ std::string read_material(const json& o, Job& j) {
   j.HAS_CT = o.contains("ct");
   if (j.HAS_CT) {
     if (std::string e = read_ct(o.at("ct"), j.CT); !e.empty()) return e;
-  } else if (!(j.E > 0.0)) {
+  } else if (!(j.E > 0.0) && !o.contains("shell")) {
     return "no modulus: give material.E or a ct block";
   }
   if (!(j.NU > -1.0 && j.NU < 0.5)) return "material: nu must lie in (-1, 0.5)";
@@ -111,9 +111,19 @@ std::string read_material(const json& o, Job& j) {
   return "";
 }
 
+std::string read_shell(const json& o, Job& j) {
+  if (!o.contains("shell")) return "";
+  const json& sh = o.at("shell");
+  if (std::string e = keys(sh, "shell", {"thickness", "E"}); !e.empty()) return e;
+  get(sh, "thickness", j.SHELL_T);
+  get(sh, "E", j.SHELL_E);
+  if (!(j.SHELL_T > 0.0) || !(j.SHELL_E > 0.0)) return "shell: thickness and E must be positive";
+  return "";
+}
+
 std::string read_all(const json& o, Job& j) {
   std::string err = keys(o, "the job file",
-                         {"mesh", "title", "analysis", "solver", "output", "material", "ct", "fixed", "loads"});
+                         {"mesh", "title", "analysis", "solver", "output", "material", "ct", "shell", "fixed", "loads"});
   if (!err.empty()) return err;
   if (!o.contains("mesh")) return "no mesh named";
   j.MESH = o.at("mesh").get<std::string>();
@@ -123,6 +133,7 @@ std::string read_all(const json& o, Job& j) {
   if (o.contains("analysis"))
     if (err = read_analysis(o.at("analysis"), j); !err.empty()) return err;
   if (err = read_solver(o, j); !err.empty()) return err;
+  if (err = read_shell(o, j); !err.empty()) return err;
   if (err = read_material(o, j); !err.empty()) return err;
   return read_sets(o, j);
 }

@@ -71,6 +71,7 @@ std::string check_and_orient(Mesh& m, long& flipped) {
   flipped = 0;
   by_number(m.NODEID, m.XYZ);
   by_number(m.TETID, m.TET);
+  by_number(m.TRIID, m.TRI);
   if (m.TET.empty() && m.TRI.empty()) return "the mesh has no tetrahedra or triangles";
   std::string err = unique(m.NODEID, "node");
   if (err.empty()) {

@@ -23,7 +23,8 @@ Meshes: Abaqus/CalculiX .inp (*NODE, *ELEMENT TYPE=C3D4 or S3, *NSET, *ELSET,
 GENERATE); every other extension (.msh 2.2/4.x, .vtk, .unv...) through the
 Gmsh SDK, whose physical groups become sets under their names. Tetrahedra
 are oriented (those reordered are counted); second-order and other element
-types are refused by name. Triangles beside tetrahedra serve as sets only.
+types are refused by name. Triangles serve as sets only, unless a "shell"
+block makes them shell elements.
 
 Job file:
   {
@@ -34,6 +35,7 @@ Job file:
     "solver": "cg",                      cg | ork | mumps
     "output": 1,                         steps between result frames
     "material": {"E": 17000, "nu": 0.3, "bone": false},
+    "shell": {"thickness": 0.5, "E": 17000},   optional: triangles as shells
     "ct": {"volume": "ct.nii.gz",        .nii, .nii.gz, .mha, .mhd
            "slope": 0.0008, "intercept": 0.0,   rho = slope HU + intercept (g/cm3)
            "a": 6850, "b": 1.49,         E = a rho^b (MPa), default femoral neck
@@ -88,8 +90,8 @@ int run(const std::string& jobfile, const std::string& deck) {
   if (std::string e = read_mesh(job_path(j, j.MESH), m); !e.empty()) return refuse(e);
   long flipped = 0;
   if (std::string e = check_and_orient(m, flipped); !e.empty()) return refuse(j.MESH + ": " + e);
-  std::printf("ossa-mkdeck: %zu nodes, %zu tetrahedra, %zu triangles (sets only), %ld points/lines skipped\n",
-              m.NODEID.size(), m.TET.size(), m.TRI.size(), m.IGNORED);
+  std::printf("ossa-mkdeck: %zu nodes, %zu tetrahedra, %zu triangles (%s), %ld points/lines skipped\n",
+              m.NODEID.size(), m.TET.size(), m.TRI.size(), j.SHELL_T > 0.0 ? "shells" : "sets only", m.IGNORED);
   if (flipped > 0) std::printf("ossa-mkdeck: %ld tetrahedra were inside out and have been reordered\n", flipped);
   std::vector<ElemMat> mat(m.TET.size(), ElemMat{j.E, 0.0});
   if (j.HAS_CT) {

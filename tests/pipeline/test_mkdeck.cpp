@@ -157,6 +157,30 @@ TEST(Mkdeck, UnsupportedOrInconsistentInputIsRefusedByName) {
   }
 }
 
+// Triangles as shells: a membrane strip, clamped at x = 0 and pulled at
+// x = 2 with every node held out of plane, stretches by F L / (E t W).
+TEST(Mkdeck, TrianglesBecomeShellsWhenAThicknessIsGiven) {
+  test::ScratchDir dir;
+  test::write_file("p.inp", "*NODE\n1, 0, 0, 0\n2, 1, 0, 0\n3, 2, 0, 0\n4, 0, 1, 0\n5, 1, 1, 0\n6, 2, 1, 0\n"
+                            "*ELEMENT, TYPE=S3\n1, 1, 2, 5\n2, 1, 5, 4\n3, 2, 3, 6\n4, 2, 6, 5\n"
+                            "*NSET, NSET=CLAMP\n1, 4\n*NSET, NSET=END\n3, 6\n*NSET, NSET=ALL, GENERATE\n1, 6\n");
+  test::write_file("job.json", R"({"mesh": "p.inp", "material": {"nu": 0.0}, "shell": {"thickness": 0.1, "E": 1000},
+    "fixed": [{"set": "clamp", "dofs": "111111"}, {"set": "all", "dofs": "001111"}],
+    "loads": [{"set": "end", "total": [10, 0, 0]}]})");
+  const auto mk = test::run_program("ossa-mkdeck", "job.json", 60);
+  ASSERT_EQ(mk.status, 0) << mk.err;
+  const auto r = test::run_program("ossa-run", "", 60);
+  ASSERT_EQ(r.status, 0) << r.out << test::read_file("EXEC.LOG");
+  const auto f = test::result_frame(test::result_frames());
+  int seen = 0;
+  for (const auto& d : f.DISP) {
+    if (d.ID != 3 && d.ID != 6) continue;
+    EXPECT_NEAR(d.V[0], 0.2, 1e-5) << d.ID;
+    ++seen;
+  }
+  EXPECT_EQ(seen, 2);
+}
+
 // ossa-run's status: an error stop and a missing deck are failures.
 TEST(Mkdeck, RunReportsAnErrorStopByItsStatus) {
   test::ScratchDir dir;
