@@ -1,14 +1,88 @@
-// Contact between bodies: the home of the contact records and routines
-// (surfaces, slave states, links) once the build has them. Its floor lies
-// between model/ and solution/: it may use the Model, the base kernels and
-// the element families, never the solution or the solvers. This build has
-// no contact yet; input refuses a contact job.
+// Contact between bodies, by elimination: a slave in contact gives up one,
+// two or three translations, which become dependent degrees of freedom
+// linked to the nodes of a master vertex, edge or face. Bodies are lists of
+// triangles; the nodes of a body's triangles are its slaves, and every face
+// is a master for the slaves of the bodies paired with it.
+//
+// Its floor lies between model/ and solution/: it may use the Model, the
+// base kernels and the element families, never the solution or the solvers.
 #pragma once
+#include <cstdint>
 
+#include "base/array.hpp"
 #include "model/model.hpp"
 
 namespace ossa::contact {
 
 using model::Model;
+
+// Slave state codes; 11 to 13 are on the way to 1 to 3.
+enum SlaveState : int { S_FREE = 0, S_POINT = 1, S_EDGE = 2, S_FACE = 3 };
+
+// Tolerances of the crossing search.
+inline constexpr double HTOL = 1.0e-10;
+// A dependent direction needs at least this share of the face normal (or a
+// free direction of the edge direction): its coefficients divide by it.
+inline constexpr double DIRTOL = 1.0e-3;
+
+// ---- Static data (built once, before the first step) ----------------------
+
+// Faces, edges, vertex and element ranges, slaves body by body, face and
+// body sizes, the initial POINT states of the "SPLNK" pairs, their levels
+// and the counts KK(83), KK(84), KK(85), KK(86). Timed as contact
+// pre-processing. Bad contact input stops with -2, naming the card.
+void CONTPRE(Model& m);
+
+// Levels of the slaves in contact (SLVLEV, SLVORD, LEVEND, KK(86)): a slave
+// whose master nodes are all free of contact or of lower levels. A circular
+// chain stops with NO1.
+void CONTLEV(Model& m, int NO1);
+
+// The master nodes of a state: the vertex, the two nodes of an edge, the
+// three corners of a face. Returns their count (0 for FREE).
+int MASTERNODES(const Model& m, int CODE, int ID, std::int32_t* NODES);
+
+// The body of face F.
+int FACEBODY(const Model& m, int F);
+
+// ---- Crossing search ----------------------------------------------------
+
+// Area coordinates BARY of the foot of point P(:,4) on the plane of the
+// corners P(:,1..3), the foot, and the signed height of the point, positive
+// on the inner side (the side the corner order's normal points to).
+void TRIBARY(double* BARY, double* FOOT, double& H, const double (*P)[3]);
+
+// Each of the three values strictly between -TOL and 1 + TOL.
+bool INSIDE3(const double* BARY, double TOL);
+
+// Whether a crossing at area coordinates B of face F counts: inside the face,
+// or on its border with the slave's present position XS inside a solid
+// element at the border's nodes.
+bool EDGEOK(const Model& m, int F, const double* B, const double* XS);
+
+// Buckets of the faces by the sphere of the proximity test, on the present
+// coordinates: a cell lists, ascending, every face whose sphere touches it.
+struct FACEGRID {
+  double LO[3] = {0, 0, 0}, H = 1.0;
+  long N[3] = {0, 0, 0};
+  base::Arr1<std::int32_t> START;  // ncell + 1, zero-based offsets
+  base::Arr1<std::int32_t> FACE;   // faces by cell
+  base::Arr1<std::int32_t> BODY;   // NCSURF: the body of each face
+};
+void GRIDBUILD(const Model& m, FACEGRID& G);
+
+// The search for free slave S of body I: the first face (bodies in order,
+// faces in order) that the slave crossed between XOLD and X. Sets SLVST(:,S)
+// to (13, face) and SLVBARY to the crossing, or to (0, 0). With a grid,
+// only the faces of the slave's cell are tried: the same answer.
+void FREECHK(Model& m, int I, int S, const FACEGRID* G = nullptr);
+
+// ---- Links in the equation index ---------------------------------------------
+
+// Run by the equation index after IDOF has its constraint codes: levels,
+// the dependent translations of each slave in contact (IDOF = -2, SLVDIR),
+// their link terms and targets, the links flattened through the levels onto
+// independent targets (LINKPTR, LINKIDX), KK(86), KK(87), KK(88).
+void CONTIDX(Model& m);
 
 }  // namespace ossa::contact

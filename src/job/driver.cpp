@@ -1,6 +1,7 @@
 #include <cmath>
 
 #include "base/files.hpp"
+#include "contact/contact.hpp"
 #include "elements/family.hpp"
 #include "job/job.hpp"
 #include "model/stop.hpp"
@@ -80,14 +81,15 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   ossa::elements::ELEM_INIT(m);
   // Shell node frames of a nonlinear job belong here: DOFINIT reads them.
   ossa::solution::DOFINIT(m);
-  if (m.KK(kk::CONTACT) == 0) {
-    ossa::solution::EQINDEX(m, 0);
-    solvers::SOLVERPREP(m, 0);
-  }
   const int nn = m.NNODE();
   if (m.U.allocated()) m.U.fill(0.0);
   for (int i = 1; i <= nn && m.X.allocated(); ++i)
     for (int j = 1; j <= 3; ++j) m.X(j, i) = m.XOLD(j, i) = m.XYZ(j, i);
+  // A contact job builds its index by way of the contact tables, which
+  // read the present coordinates.
+  if (m.KK(kk::CONTACT) == 1) contact::CONTPRE(m);
+  ossa::solution::EQINDEX(m, 0);
+  solvers::SOLVERPREP(m, 0);
   w.STEP = 0;
   w.NSUB = 1;
   w.FIRSTCHG = 0;
