@@ -13,6 +13,7 @@
 #include "elements/family.hpp"
 #include "model/stop.hpp"
 #include "solution/index.hpp"
+#include "solvers/solver.hpp"
 
 namespace ossa::solution {
 
@@ -250,7 +251,11 @@ void flatten(Model& m, const Blocks& bk, int neq, long nz) {
 void EQINDEX(Model& m, int NO2) {
   const double t0 = m.clock.now();
   const long total = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
-  model::EQFREE(m);
+  // A contact job comes here again after each change of states: the solver's
+  // share goes with the rest of what hangs on the old pattern, so that the
+  // budget sees only what the new one will hold.
+  if (m.KK(kk::CONTACT) == 1) solvers::SOLVERFREE(m);
+  else model::EQFREE(m);
 
   // ---- equation numbers
   for (int node = 1; node <= m.NNODE(); ++node)
