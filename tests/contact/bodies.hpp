@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "contact/contact.hpp"
-#include "mesh.hpp"
+#include "../mesh.hpp"
 
 namespace ossa::testing {
 
