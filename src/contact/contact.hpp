@@ -85,4 +85,25 @@ void FREECHK(Model& m, int I, int S, const FACEGRID* G = nullptr);
 // independent targets (LINKPTR, LINKIDX), KK(86), KK(87), KK(88).
 void CONTIDX(Model& m);
 
+// ---- Links in the equations -----------------------------------------------------
+
+// The coefficients SLVCOEF of every slave in contact, from the present
+// coordinates and the slave's place on its master (SLVBARY): 1.0 for a
+// vertex; a face keeps the slave's motion normal to it equal to the face's;
+// an edge keeps the slave's motion across it equal to the edge's.
+void CONTCOEF(Model& m);
+
+// LINKC: each entry's coefficients on its independent targets, terms that
+// name a lower entry multiplied through that entry's own.
+void CONTLINK(Model& m);
+
+// The sum over the links of dependent translation (K, NODE) of coefficient
+// times V at the target.
+double LINKSUM(const Model& m, const base::Arr2<double>& V, int K, int NODE);
+
+// V at each target of (K, NODE) less F times the link's coefficient: what a
+// force F at the dependent translation leaves to its masters, with the
+// sign of a reaction.
+void LINKSPREAD(const Model& m, base::Arr2<double>& V, int K, int NODE, double F);
+
 }  // namespace ossa::contact

@@ -42,6 +42,17 @@ inline std::vector<int> box(Mesh& g, int nx, int ny, int nz, P3 o, P3 h) {
             ++c[a];
             t.push_back(id(c[0], c[1], c[2]));
           }
+          // The element's corner order: nodes 1, 2, 3 turn counter-clockwise seen
+          // from node 4, as the deck reader leaves a card.
+          P3 u, v, w;
+          for (int q = 0; q < 3; ++q) {
+            u[q] = g.xyz[t[1] - 1][q] - g.xyz[t[0] - 1][q];
+            v[q] = g.xyz[t[2] - 1][q] - g.xyz[t[0] - 1][q];
+            w[q] = g.xyz[t[3] - 1][q] - g.xyz[t[0] - 1][q];
+          }
+          if ((u[1] * v[2] - u[2] * v[1]) * w[0] + (u[2] * v[0] - u[0] * v[2]) * w[1] +
+                  (u[0] * v[1] - u[1] * v[0]) * w[2] < 0.0)
+            std::swap(t[1], t[2]);
           g.el.push_back({2, t});
           tets.push_back(static_cast<int>(g.el.size()));
         }

@@ -177,6 +177,20 @@ TEST(ContactLinks, ChainsEndOnIndependentTargets) {
     EXPECT_EQ(t.count({14, k}), 0u);
   }
   EXPECT_EQ(t.size(), 11u);  // 2 own + 3 corners x 3, the middle node's by the corner 19's
+  // Coefficients: the face is flat (normal -z), so the slave's z is the
+  // corners' z by their area coordinates, the middle node's through 19.
+  const int s = tg::slave_of(m, 22);
+  for (int i = 1; i <= 3; ++i) m.CONT.SLVBARY(i, s) = 0.2 * i;
+  contact::CONTCOEF(m);
+  contact::CONTLINK(m);
+  const auto& c = m.CONT;
+  for (int p = m.LINKPTR(1, 3, 22); p < m.LINKPTR(1, 3, 22) + m.LINKPTR(2, 3, 22); ++p) {
+    const int n = c.INDTGT(1, c.LINKIDX(p)), k = c.INDTGT(2, c.LINKIDX(p));
+    double w = 0.0;
+    for (int i = 1; i <= 3; ++i)
+      if (m.CSFNOD(i, f) == (n == 19 ? 14 : n) && k == 3) w = 0.2 * i;
+    EXPECT_NEAR(c.LINKC(p), w, 1e-15) << n << " " << k;
+  }
 }
 
 TEST(ContactLinks, RebuiltIndexEqualsTheIndexBuiltFromScratch) {
