@@ -106,4 +106,30 @@ double LINKSUM(const Model& m, const base::Arr2<double>& V, int K, int NODE);
 // sign of a reaction.
 void LINKSPREAD(const Model& m, base::Arr2<double>& V, int K, int NODE, double F);
 
+// ---- Friction ---------------------------------------------------------------
+
+// The law: FORCE from the slip SV with coefficient MU, slip scale S0 and
+// normal force FN, MU FN (2/pi) atan(|SV|/S0) along SV (linear below a
+// relative slip of 1.0e-10); with D, its derivative (3 x 3, symmetric).
+void FRICLAW(const double* SV, double MU, double S0, double FN, double* FORCE, double* D);
+
+// After each contact pass: which slaves carry friction (FRFLAG), with the
+// coefficient and slip scale of their body pair.
+void FRICCHK(Model& m);
+
+// Where slip starts: displacements of slave and masters and the masters'
+// weights, for slaves newly on an edge or face (and, in a dynamic job's
+// first pass, for all on the same kind of master).
+void FRICPREP(Model& m, int FIRST, bool DYNAMIC);
+
+// Contact forces from the force estimate EST, level by level from the top,
+// onto the masters (SLVFORCE); friction forces into P, and with their
+// reaction sign into FSUM.
+void FRICFORCE(Model& m, const base::Arr2<double>& EST);
+
+// Friction tangent of slave S as an element of the slave and its masters:
+// NODES and the packed matrix KE (order 3 x the node count, returned; 0
+// where S carries no friction).
+int FRICKE(const Model& m, int S, std::int32_t* NODES, double* KE);
+
 }  // namespace ossa::contact

@@ -212,7 +212,7 @@ void slaves(Model& m) {
   }
   const int ns = static_cast<int>(all.size());
   m.KK(kk::NSLV) = ns;
-  int st[13] = {};
+  int st[18] = {};
   int k = 0;
   auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
   a(c.SLAVE.allocate(ns));
@@ -227,6 +227,11 @@ void slaves(Model& m) {
   a(c.SLVCOEF.allocate(14, ns));
   a(c.SLVFORCE.allocate(3, m.NNODE()));
   a(c.SLVDOF.allocate(3, m.NNODE()));
+  a(c.FRFLAG.allocate(2, ns));
+  a(c.FRPAR.allocate(3, ns));
+  a(c.FRREF.allocate(3, 4, ns));
+  a(c.FRPOS.allocate(3, ns));
+  a(c.FSUM.allocate(3, m.NNODE()));
   model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
   std::copy(all.begin(), all.end(), c.SLAVE.data());
 }

@@ -86,6 +86,12 @@ struct CONTDATA {
   Arr2<std::int32_t> INDTGT;    // 2, NIND: node and direction of independent targets
   Arr1<std::int32_t> LINKIDX;   // NLINK: independent targets by entry (LINKPTR)
   Arr1<double> LINKC;           // NLINK: their coefficients
+  // Friction.
+  Arr2<std::int32_t> FRFLAG;    // 2, NSLV: law on (1 new, 2 same kind of master); just came from FREE
+  Arr2<double> FRPAR;           // 3, NSLV: coefficient, slip scale, normal force
+  Arr3<double> FRREF;           // 3, 4, NSLV: displacements of slave and masters where slip starts
+  Arr2<double> FRPOS;           // 3, NSLV: the masters' weights there
+  Arr2<double> FSUM;            // 3, NNODE: friction forces
 };
 
 struct Model {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/kernels.hpp"
+#include "contact/contact.hpp"
 #include "elements/family.hpp"
 #include "model/stop.hpp"
 
@@ -124,7 +125,27 @@ void STFASM(Model& m, int FIRST) {
     if (FIRST == 1) ENFRHS(m, Ke.data(), dofs.data(), n);
     ADDK(m, Ke.data(), dofs.data(), n);
   }
+  if (m.KK(kk::FRICTION) == 1) FRICSTIF(m, FIRST);
   RHSADD(m);
+}
+
+void FRICSTIF(Model& m, int FIRST) {
+  for (int s = 1; s <= m.KK(kk::NSLV); ++s) {
+    std::int32_t nodes[4];
+    double ke[78];
+    const int nn = contact::FRICKE(m, s, nodes, ke);
+    if (nn == 0) continue;
+    std::vector<EDOF> dofs;
+    for (int a = 0; a < nn; ++a)
+      for (int k = 1; k <= 3; ++k) dofs.push_back({nodes[a], k});
+    int n = 3 * nn;
+    dofs.resize(static_cast<std::size_t>(EDOFEXPAND(m, dofs, n)));
+    std::vector<double> Ke(dofs.size() * (dofs.size() + 1) / 2);
+    std::copy(ke, ke + n * (n + 1) / 2, Ke.begin());
+    n = LINKEXP(m, Ke.data(), dofs.data(), n);
+    if (FIRST == 1) ENFRHS(m, Ke.data(), dofs.data(), n);
+    ADDK(m, Ke.data(), dofs.data(), n);
+  }
 }
 
 void FORCEREC(Model& m, Arr2<double>& PD, int IDAMP) {

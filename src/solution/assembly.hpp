@@ -26,6 +26,10 @@ void RHSADD(Model& m);
 // length; without links the matrix and list stay as they are.
 int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n);
 
+// Friction tangents of the slaves that carry friction, each as an element
+// of the slave and its masters, turned by the links and added to AV.
+void FRICSTIF(Model& m, int FIRST);
+
 // Clears AV and walks the element table: element matrix, links, enforced
 // displacements (FIRST = 1), scatter; then closes the right-hand side.
 void STFASM(Model& m, int FIRST);
