@@ -106,6 +106,11 @@ double LINKSUM(const Model& m, const base::Arr2<double>& V, int K, int NODE);
 // sign of a reaction.
 void LINKSPREAD(const Model& m, base::Arr2<double>& V, int K, int NODE, double F);
 
+// Saves U and X as the iteration's start (UCI, XCI) and puts the slaves in
+// contact on their masters, level by level, adding each move to DUC, U and
+// X; codes 11 to 13 become 1 to 3.
+void CONTPREP(Model& m);
+
 // ---- Friction ---------------------------------------------------------------
 
 // The law: FORCE from the slip SV with coefficient MU, slip scale S0 and

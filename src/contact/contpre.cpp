@@ -212,7 +212,7 @@ void slaves(Model& m) {
   }
   const int ns = static_cast<int>(all.size());
   m.KK(kk::NSLV) = ns;
-  int st[18] = {};
+  int st[19] = {};
   int k = 0;
   auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
   a(c.SLAVE.allocate(ns));
@@ -232,6 +232,7 @@ void slaves(Model& m) {
   a(c.FRREF.allocate(3, 4, ns));
   a(c.FRPOS.allocate(3, ns));
   a(c.FSUM.allocate(3, m.NNODE()));
+  a(c.DUC.allocate(7, m.NNODE()));
   model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
   std::copy(all.begin(), all.end(), c.SLAVE.data());
 }

@@ -92,6 +92,7 @@ struct CONTDATA {
   Arr3<double> FRREF;           // 3, 4, NSLV: displacements of slave and masters where slip starts
   Arr2<double> FRPOS;           // 3, NSLV: the masters' weights there
   Arr2<double> FSUM;            // 3, NNODE: friction forces
+  Arr2<double> DUC;             // 7, NNODE: the moves that put slaves on their masters
 };
 
 struct Model {

@@ -242,3 +242,49 @@ TEST(ContactLinks, RebuiltIndexEqualsTheIndexBuiltFromScratch) {
     index(m);
   }
 }
+
+TEST(ContactLinks, SlavesPutOnTheirMasters) {
+  test::ScratchDir dir;
+  auto near = [](const model::Model& m, int n, tg::P3 x) {
+    for (int k = 1; k <= 3; ++k) EXPECT_NEAR(m.X(k, n), x[k - 1], 1e-14) << n << " " << k;
+  };
+  {
+    model::Model m;
+    test::open_log(m);
+    scene(m);
+    const int f = face_under(m, 0.5, 0.5), e = edge_of(m, 14, 15);
+    put(m, 19, 13, f);
+    put(m, 20, 12, e);
+    put(m, 21, 11, 14);
+    auto& c = m.CONT;
+    const int s19 = tg::slave_of(m, 19), s20 = tg::slave_of(m, 20);
+    for (int i = 1; i <= 3; ++i) c.SLVBARY(i, s19) = 0.1 * i + 0.1 * (i == 3);
+    c.SLVBARY(1, s20) = 0.25;
+    solution::EQINDEX(m, 0);
+    contact::CONTPREP(m);
+    tg::P3 on{0, 0, 0};
+    for (int i = 1; i <= 3; ++i)
+      for (int k = 1; k <= 3; ++k) on[k - 1] += c.SLVBARY(i, s19) * m.XYZ(k, m.CSFNOD(i, f));
+    near(m, 19, on);
+    near(m, 20, {1.25, 1.0, 0.0});
+    near(m, 21, {1.0, 1.0, 0.0});
+    for (int n : {19, 20, 21}) EXPECT_EQ(c.SLVST(1, tg::slave_of(m, n)), 3 - (n - 19));
+    EXPECT_NEAR(c.DUC(1, 20), m.U(1, 20), 1e-15);
+    EXPECT_NEAR(c.DUC(1, 20), -0.25, 1e-15);  // from x = 1.5 to 1.25
+    EXPECT_EQ(c.UCI(1, 20), 0.0);             // the start saved before the move
+  }
+  {
+    // On the tilted plate with z held: only x moves, onto the plane.
+    model::Model m;
+    test::open_log(m);
+    scene(m, {{19, 0, 0, 1, 0, 0}});
+    for (int n = 10; n <= 18; ++n) m.X(3, n) += 0.75 * m.X(1, n);
+    put(m, 19, 13, face_under(m, 0.5, 0.5));
+    solution::EQINDEX(m, 0);
+    contact::CONTPREP(m);
+    EXPECT_NEAR(m.X(3, 19), 0.75 * m.X(1, 19), 1e-14);
+    EXPECT_EQ(m.X(2, 19), 0.5);
+    EXPECT_EQ(m.X(3, 19), 0.0);
+    EXPECT_NEAR(m.X(1, 19), 0.0, 1e-15);
+  }
+}
