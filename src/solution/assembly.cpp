@@ -70,40 +70,43 @@ void RHSADD(Model& m) {
 
 int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n) {
   if (m.KK(kk::CONTACT) != 1) return n;
-  std::vector<EDOF> list(dofs, dofs + n);
-  const int nx = EDOFEXPAND(m, list, n);
   auto dependent = [&](const EDOF& d) { return d.pos <= 3 && m.IDOF(d.pos, d.node) == -2; };
   if (std::none_of(dofs, dofs + n, dependent)) return n;
-  // T (n x nx): the identity on independent entries, the link coefficients
-  // on the row of a dependent one; Ke := Tt Ke T.
-  std::vector<double> T(static_cast<std::size_t>(n) * nx, 0.0), K(static_cast<std::size_t>(n) * n);
-  auto at = [&](int node, int pos) {
-    for (int j = 0; j < nx; ++j)
-      if (list[j].node == node && list[j].pos == pos) return j;
-    return -1;
-  };
+  std::vector<EDOF> list(dofs, dofs + n);
+  const int nx = EDOFEXPAND(m, list, n);
+  // T (n x nx), row by row as (column, value) lists: the identity on an
+  // independent entry, the link coefficients on a dependent one. Then
+  // Ke := Tt Ke T, by the rows' entries alone.
+  std::vector<int> first(static_cast<std::size_t>(n) + 1, 0), col;
+  std::vector<double> val;
   const model::CONTDATA& c = m.CONT;
   for (int a = 0; a < n; ++a) {
     if (!dependent(dofs[a])) {
-      T[a * nx + a] = 1.0;
-      continue;
+      col.push_back(a);
+      val.push_back(1.0);
+    } else {
+      const int p0 = m.LINKPTR(1, dofs[a].pos, dofs[a].node);
+      for (int p = p0; p < p0 + m.LINKPTR(2, dofs[a].pos, dofs[a].node); ++p) {
+        const EDOF t{c.INDTGT(1, c.LINKIDX(p)), c.INDTGT(2, c.LINKIDX(p))};
+        int j = 0;
+        while (list[j].node != t.node || list[j].pos != t.pos) ++j;
+        col.push_back(j);
+        val.push_back(c.LINKC(p));
+      }
     }
-    const int first = m.LINKPTR(1, dofs[a].pos, dofs[a].node);
-    for (int p = first; p < first + m.LINKPTR(2, dofs[a].pos, dofs[a].node); ++p)
-      T[a * nx + at(c.INDTGT(1, c.LINKIDX(p)), c.INDTGT(2, c.LINKIDX(p)))] += c.LINKC(p);
+    first[a + 1] = static_cast<int>(col.size());
   }
+  std::vector<double> KT(static_cast<std::size_t>(n) * nx, 0.0), out(static_cast<std::size_t>(nx) * nx, 0.0);
   for (int a = 0; a < n; ++a)
-    for (int b = 0; b < n; ++b) K[a * n + b] = Ke[base::PACKIDX(a + 1, b + 1, n) - 1];
-  std::vector<double> KT(static_cast<std::size_t>(n) * nx, 0.0);
-  for (int a = 0; a < n; ++a)
-    for (int b = 0; b < n; ++b)
-      for (int j = 0; j < nx; ++j) KT[a * nx + j] += K[a * n + b] * T[b * nx + j];
-  for (int i = 0; i < nx; ++i)
-    for (int j = i; j < nx; ++j) {
-      double v = 0.0;
-      for (int a = 0; a < n; ++a) v += T[a * nx + i] * KT[a * nx + j];
-      Ke[base::PACKIDX(i + 1, j + 1, nx) - 1] = v;
+    for (int b = 0; b < n; ++b) {
+      const double k = Ke[base::PACKIDX(a + 1, b + 1, n) - 1];
+      for (int q = first[b]; q < first[b + 1]; ++q) KT[a * nx + col[q]] += k * val[q];
     }
+  for (int a = 0; a < n; ++a)
+    for (int q = first[a]; q < first[a + 1]; ++q)
+      for (int j = 0; j < nx; ++j) out[col[q] * nx + j] += val[q] * KT[a * nx + j];
+  for (int i = 0; i < nx; ++i)
+    for (int j = i; j < nx; ++j) Ke[base::PACKIDX(i + 1, j + 1, nx) - 1] = out[i * nx + j];
   std::copy(list.begin(), list.end(), dofs);
   return nx;
 }
