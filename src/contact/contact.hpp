@@ -42,6 +42,10 @@ void CONTLEV(Model& m, int NO1);
 // three corners of a face. Returns their count (0 for FREE).
 int MASTERNODES(const Model& m, int CODE, int ID, std::int32_t* NODES);
 
+// ELMARK: the elements at the slaves in contact, whose stiffness the force
+// estimate uses.
+void CONTMARK(Model& m);
+
 // The body of face F.
 int FACEBODY(const Model& m, int F);
 

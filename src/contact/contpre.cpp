@@ -212,7 +212,7 @@ void slaves(Model& m) {
   }
   const int ns = static_cast<int>(all.size());
   m.KK(kk::NSLV) = ns;
-  int st[19] = {};
+  int st[20] = {};
   int k = 0;
   auto a = [&](bool ok) { st[k++] = ok ? 0 : 1; };
   a(c.SLAVE.allocate(ns));
@@ -233,6 +233,7 @@ void slaves(Model& m) {
   a(c.FRPOS.allocate(3, ns));
   a(c.FSUM.allocate(3, m.NNODE()));
   a(c.DUC.allocate(7, m.NNODE()));
+  a(c.ELMARK.allocate(m.NELEM()));
   model::ALLOCCHK(m, st, k, 0, m.UNIT(2));
   std::copy(all.begin(), all.end(), c.SLAVE.data());
 }
@@ -313,6 +314,16 @@ int MASTERNODES(const Model& m, int CODE, int ID, I32* NODES) {
       for (int k = 0; k < 3; ++k) NODES[k] = m.CSFNOD(k + 1, ID);
       return 3;
     default: return 0;
+  }
+}
+
+void CONTMARK(Model& m) {
+  model::CONTDATA& c = m.CONT;
+  c.ELMARK.fill(0);
+  for (int s = 1; s <= m.KK(kk::NSLV); ++s) {
+    if (c.SLVST(1, s) == S_FREE) continue;
+    const I32 n = c.SLAVE(s);
+    for (int p = c.NODEELEM(1, n); p <= c.NODEELEM(2, n); ++p) c.ELMARK(c.NELEMS(p)) = 1;
   }
 }
 

@@ -84,7 +84,8 @@ long groupwords(const CONTDATA& c) {
          words(c.SLVBARY) + words(c.SLVOFF) + words(c.SLVCOEF) + words(c.SLVFORCE) +
          words(c.SLVDOF) + words(c.DEPREC) + words(c.TERMND) + words(c.TERMTGT) +
          words(c.INDTGT) + words(c.LINKIDX) + words(c.LINKC) + words(c.FRFLAG) + words(c.FRPAR) +
-         words(c.FRREF) + words(c.FRPOS) + words(c.FSUM) + words(c.DUC);
+         words(c.FRREF) + words(c.FRPOS) + words(c.FSUM) + words(c.DUC) +
+         words(c.ELMARK);
 }
 
 }  // namespace

@@ -93,6 +93,7 @@ struct CONTDATA {
   Arr2<double> FRPOS;           // 3, NSLV: the masters' weights there
   Arr2<double> FSUM;            // 3, NNODE: friction forces
   Arr2<double> DUC;             // 7, NNODE: the moves that put slaves on their masters
+  Arr1<std::int32_t> ELMARK;    // NELEM: 1 for an element at a slave in contact
 };
 
 struct Model {

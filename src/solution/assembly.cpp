@@ -132,6 +132,24 @@ void STFASM(Model& m, int FIRST) {
   RHSADD(m);
 }
 
+void CONTFORCE2(Model& m, Arr2<double>& OUT, const Arr2<double>& START, const Arr2<double>& DELTA) {
+  for (long k = 0; k < OUT.size(); ++k) OUT.data()[k] = START.data()[k];
+  const int maxedof = std::max(m.KK(kk::MAXEDOF), MAXLIST);
+  std::vector<double> Ke(static_cast<std::size_t>(maxedof) * (maxedof + 1) / 2);
+  EDOF dofs[MAXLIST];
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    if (m.CONT.ELMARK(ie) == 0) continue;
+    const model::ELEMREC& e = m.ELEM(ie);
+    if (!elements::FAMILYOF(e.TYPE).STIFF(m, e, Ke.data())) continue;
+    const int n = EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), dofs);
+    for (int a = 1; a <= n; ++a) {
+      double f = 0.0;
+      for (int b = 1; b <= n; ++b) f += Ke[base::PACKIDX(a, b, n) - 1] * DELTA(dofs[b - 1].pos, dofs[b - 1].node);
+      OUT(dofs[a - 1].pos, dofs[a - 1].node) += f;
+    }
+  }
+}
+
 void FRICSTIF(Model& m, int FIRST) {
   for (int s = 1; s <= m.KK(kk::NSLV); ++s) {
     std::int32_t nodes[4];

@@ -139,3 +139,34 @@ TEST(ContactLinks, StackedCubesDeformAsMerged) {
         EXPECT_NEAR(m.U(k, n), m.XYZ(k, n) * (k == 3 ? -0.005 : 0.0015), 1e-12) << n << " " << k;
   }
 }
+
+TEST(ContactLinks, ForceEstimateOverTheMarkedElements) {
+  // The lower cube's corner 1 lies in all six of its tetrahedra: with it in
+  // contact they are marked, and for a move of the lower cube alone the
+  // estimate is the linear internal force of that move.
+  test::ScratchDir dir;
+  model::Model m;
+  test::open_log(m);
+  tg::Mesh g;
+  const auto low = tg::box(g, 1, 1, 1, {0, 0, 0}, {1, 1, 1});
+  const auto up = tg::box(g, 1, 1, 1, {0, 0, 1}, {1, 1, 1});
+  tg::contact_model(m, g, {tg::surface(g, low), tg::surface(g, up)}, {{1, 2}});
+  materials(m, 0.3, 2);
+  m.CONT.SLVST(1, tg::slave_of(m, 1)) = 1;
+  m.CONT.SLVST(2, tg::slave_of(m, 1)) = 9;
+  contact::CONTMARK(m);
+  for (int e = 1; e <= 12; ++e) EXPECT_EQ(m.CONT.ELMARK(e), e <= 6 ? 1 : 0);
+  base::Arr2<double> start, delta, out, none;
+  for (auto* a : {&start, &delta, &out}) a->allocate(7, m.NNODE());
+  for (int n = 1; n <= 8; ++n)
+    for (int k = 1; k <= 3; ++k) {
+      delta(k, n) = 0.001 * std::sin(3.0 * n + k);
+      start(k, n) = 1.0;
+    }
+  solution::CONTFORCE2(m, out, start, delta);
+  for (int n = 1; n <= m.NNODE(); ++n)
+    for (int k = 1; k <= 3; ++k) m.U(k, n) = delta(k, n);
+  solution::FORCEREC(m, none, 0);
+  for (int n = 1; n <= m.NNODE(); ++n)
+    for (int k = 1; k <= 3; ++k) EXPECT_NEAR(out(k, n) - start(k, n), m.P(k, n), 1e-13) << n << " " << k;
+}
