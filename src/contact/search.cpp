@@ -104,6 +104,9 @@ std::vector<Sphere> spheres(const Model& m) {
     centroid(m, f, q.c);
     const double big = std::max({std::fabs(q.c[0]), std::fabs(q.c[1]), std::fabs(q.c[2])});
     q.r = 2.0 * m.CONT.FSIZE(f) * (1.0 + 1.0e-6) + 1.0e-12 * big;
+    // A face whose corners are no longer finite is never accepted (its
+    // heights fail every test): it goes in no bucket.
+    if (!std::isfinite(q.r + big)) q.r = -1.0;
   }
   return s;
 }
@@ -112,6 +115,7 @@ std::vector<Sphere> spheres(const Model& m) {
 long coverage(const FACEGRID& G, const std::vector<Sphere>& s) {
   long total = 0;
   for (const Sphere& q : s) {
+    if (q.r < 0.0) continue;
     long n = 1;
     for (int k = 0; k < 3; ++k) {
       long i0, i1;
@@ -129,14 +133,22 @@ void shape(FACEGRID& G, const std::vector<Sphere>& s) {
   double hi[3];
   double mean = 0.0;
   for (int k = 0; k < 3; ++k) { G.LO[k] = HUGE_VAL; hi[k] = -HUGE_VAL; }
+  double nf = 0.0;
   for (const Sphere& q : s) {
+    if (q.r < 0.0) continue;
+    nf += 1.0;
     mean += q.r;
     for (int k = 0; k < 3; ++k) {
       G.LO[k] = std::min(G.LO[k], q.c[k] - q.r);
       hi[k] = std::max(hi[k], q.c[k] + q.r);
     }
   }
-  const double nf = static_cast<double>(s.size());
+  if (nf == 0.0) {
+    G.LO[0] = G.LO[1] = G.LO[2] = 0.0;
+    G.H = 1.0;
+    G.N[0] = G.N[1] = G.N[2] = 1;
+    return;
+  }
   const double span = std::max({hi[0] - G.LO[0], hi[1] - G.LO[1], hi[2] - G.LO[2]});
   G.H = std::max(2.0 * mean / nf, span * 1.0e-6);
   if (!(G.H > 0.0)) G.H = 1.0;
@@ -206,6 +218,7 @@ void GRIDBUILD(const Model& m, FACEGRID& G) {
   const long ncell = G.N[0] * G.N[1] * G.N[2];
   std::vector<long> cnt(static_cast<std::size_t>(ncell) + 1, 0);
   auto each_cell = [&](const Sphere& q, auto put) {
+    if (q.r < 0.0) return;
     long lo[3], hi[3];
     for (int k = 0; k < 3; ++k) cell_range(G, k, q.c[k] - q.r, q.c[k] + q.r, lo[k], hi[k]);
     for (long z = lo[2]; z <= hi[2]; ++z)
