@@ -140,11 +140,11 @@ TEST(ContactSearch, BucketsGiveTheSameAnswerAsAllFaces) {
     if (n > 8)
       for (int k = 1; k <= 3; ++k) s.m.X(k, n) += bump(gen);
   int hits = 0;
-  for (int t = 0; t < 3000; ++t) {
+  for (int t = 0; t < 1500; ++t) {
     const double x = u(gen), y = u(gen), z = dz(gen);
     hits += s.path({x, y, z}, {x + 4.0 * bump(gen), y + 4.0 * bump(gen), -dz(gen)}) == 13;
   }
-  EXPECT_GT(hits, 300);
+  EXPECT_GT(hits, 150);
   // A corner gone to NaN (a diverged pass) takes its faces out of both.
   s.m.X(3, s.m.CSFNOD(1, 13)) = std::nan("");
   for (int t = 0; t < 200; ++t) s.path({u(gen), u(gen), 0.1}, {u(gen), u(gen), -0.1});
@@ -152,7 +152,7 @@ TEST(ContactSearch, BucketsGiveTheSameAnswerAsAllFaces) {
   contact::FACEGRID grid;
   contact::GRIDBUILD(s.m, grid);
   int listed = 0;
-  for (int t = 0; t < 3000; ++t) {
+  for (int t = 0; t < 1500; ++t) {
     const double p[3] = {u(gen), u(gen), -dz(gen)};
     long cell = 0;
     for (int k = 2; k >= 0; --k) cell = cell * grid.N[k] + static_cast<long>(std::floor((p[k] - grid.LO[k]) / grid.H));
@@ -169,5 +169,5 @@ TEST(ContactSearch, BucketsGiveTheSameAnswerAsAllFaces) {
       ++listed;
     }
   }
-  EXPECT_GT(listed, 3000);
+  EXPECT_GT(listed, 1500);
 }
