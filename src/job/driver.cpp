@@ -3,6 +3,7 @@
 
 #include "base/files.hpp"
 #include "base/fmt.hpp"
+#include "contact/contact.hpp"
 #include "elements/family.hpp"
 #include "job/job.hpp"
 #include "model/stop.hpp"
@@ -89,14 +90,15 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   // Shell node frames of a nonlinear job: DOFINIT reads them.
   if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) ossa::elements::SHLFRAMES(m);
   ossa::solution::DOFINIT(m);
-  if (m.KK(kk::CONTACT) == 0) {
-    ossa::solution::EQINDEX(m, 0);
-    solvers::SOLVERPREP(m, 0);
-  }
   const int nn = m.NNODE();
   if (m.U.allocated()) m.U.fill(0.0);
   for (int i = 1; i <= nn && m.X.allocated(); ++i)
     for (int j = 1; j <= 3; ++j) m.X(j, i) = m.XOLD(j, i) = m.XYZ(j, i);
+  // A contact job builds its index by way of the contact tables, which
+  // read the present coordinates.
+  if (m.KK(kk::CONTACT) == 1) contact::CONTPRE(m);
+  ossa::solution::EQINDEX(m, 0);
+  solvers::SOLVERPREP(m, 0);
   w.STEP = 0;
   w.NSUB = 1;
   w.FIRSTCHG = 0;

@@ -78,7 +78,16 @@ long groupwords(const RIKSDATA& r) {
 }
 
 long groupwords(const CONTDATA& c) {
-  return words(c.WORK1) + words(c.WORK2) + words(c.UCI) + words(c.XCI);
+  return words(c.WORK1) + words(c.WORK2) + words(c.UCI) + words(c.XCI) + words(c.FACEDGE) +
+         words(c.EDGEREC) + words(c.EDGEND) + words(c.SLVEND) + words(c.VERTEDGE) +
+         words(c.VEDGE) + words(c.VERTELEM) + words(c.VELEM) + words(c.NODEELEM) +
+         words(c.NELEMS) + words(c.FSIZE) + words(c.SSIZE) + words(c.SLAVE) + words(c.SLVLEV) +
+         words(c.SLVORD) + words(c.LEVEND) + words(c.SLVST) + words(c.SLVOLD) + words(c.SLVDIR) +
+         words(c.SLVBARY) + words(c.SLVOFF) + words(c.SLVCOEF) + words(c.SLVFORCE) +
+         words(c.SLVDOF) + words(c.DEPREC) + words(c.TERMND) + words(c.TERMTGT) +
+         words(c.INDTGT) + words(c.LINKIDX) + words(c.LINKC) + words(c.FRFLAG) + words(c.FRPAR) +
+         words(c.FRREF) + words(c.FRPOS) + words(c.FSUM) + words(c.DUC) +
+         words(c.ELMARK);
 }
 
 }  // namespace

@@ -78,10 +78,48 @@ struct RIKSDATA {
 };
 
 // Contact iterations: work vectors (7*N), and the displacements and
-// coordinates at the start of a contact iteration (7, N).
+// coordinates at the start of a contact iteration (7, N). Then the contact
+// data: the static tables built once before the first step, the slave
+// states, and the link tables rebuilt with each equation index.
 struct CONTDATA {
   Arr1<double> WORK1, WORK2;
   Arr2<double> UCI, XCI;
+  // Static tables. Ranges per node are (first, last) in a list; a node with
+  // none has last = first - 1.
+  Arr2<std::int32_t> FACEDGE;   // 3, NCSURF: edge across from each corner
+  Arr2<std::int32_t> EDGEREC;   // 6, NEDGE
+  Arr1<std::int32_t> EDGEND;    // NBODY: last edge of each body
+  Arr1<std::int32_t> SLVEND;    // NBODY: last slave of each body
+  Arr2<std::int32_t> VERTEDGE;  // 2, NNODE: range in VEDGE
+  Arr1<std::int32_t> VEDGE;     // 2 NEDGE: edges by vertex
+  Arr2<std::int32_t> VERTELEM;  // 2, NNODE: range in VELEM, vertices only
+  Arr1<std::int32_t> VELEM;     // solid elements by vertex
+  Arr2<std::int32_t> NODEELEM;  // 2, NNODE: range in NELEMS
+  Arr1<std::int32_t> NELEMS;    // elements by node
+  Arr1<double> FSIZE;           // NCSURF
+  Arr1<double> SSIZE;           // NBODY
+  // Slaves, body by body.
+  Arr1<std::int32_t> SLAVE, SLVLEV, SLVORD, LEVEND;  // NSLV each
+  Arr2<std::int32_t> SLVST, SLVOLD, SLVDIR;          // 2, NSLV
+  Arr2<double> SLVBARY, SLVOFF;                      // 3, NSLV
+  Arr2<double> SLVCOEF;                              // 14, NSLV
+  Arr2<double> SLVFORCE;                             // 3, NNODE
+  // Links of the present states (KK(87) dependent entries, KK(88) terms).
+  Arr2<std::int32_t> SLVDOF;    // 3, NNODE: dependent entry of a translation, or 0
+  Arr2<std::int32_t> DEPREC;    // 4, NDEP: node, direction, first term, term count
+  Arr2<std::int32_t> TERMND;    // 2, NTERM: target node and direction of each term
+  Arr1<std::int32_t> TERMTGT;   // NTERM: -entry when dependent, else independent target
+  Arr2<std::int32_t> INDTGT;    // 2, NIND: node and direction of independent targets
+  Arr1<std::int32_t> LINKIDX;   // NLINK: independent targets by entry (LINKPTR)
+  Arr1<double> LINKC;           // NLINK: their coefficients
+  // Friction.
+  Arr2<std::int32_t> FRFLAG;    // 2, NSLV: law on (1 new, 2 same kind of master); just came from FREE
+  Arr2<double> FRPAR;           // 3, NSLV: coefficient, slip scale, normal force
+  Arr3<double> FRREF;           // 3, 4, NSLV: displacements of slave and masters where slip starts
+  Arr2<double> FRPOS;           // 3, NSLV: the masters' weights there
+  Arr2<double> FSUM;            // 3, NNODE: friction forces
+  Arr2<double> DUC;             // 7, NNODE: the moves that put slaves on their masters
+  Arr1<std::int32_t> ELMARK;    // NELEM: 1 for an element at a slave in contact
 };
 
 struct Model {

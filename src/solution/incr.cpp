@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "contact/contact.hpp"
 #include "elements/family.hpp"
 #include "elements/status.hpp"
 #include "elements/truss.hpp"
@@ -23,6 +24,11 @@ void DISPUPD(Model& m, int FIRST) {
       if (e > 0) m.DU(k, nd) = m.DX(e, 1);
       else if (e == -1 && FIRST == 1 && k <= 6) m.DU(k, nd) = m.DUE(k, nd);
     }
+  // Dependent translations follow their masters, which are all independent.
+  if (m.KK(kk::CONTACT) == 1)
+    for (int nd = 1; nd <= nn; ++nd)
+      for (int k = 1; k <= 3; ++k)
+        if (m.IDOF(k, nd) == -2) m.DU(k, nd) = contact::LINKSUM(m, m.DU, k, nd);
   if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) {
     // Rotations solved in a node's own frame go back to global axes.
     for (int nd = 1; nd <= nn; ++nd) {

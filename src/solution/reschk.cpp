@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/fmt.hpp"
+#include "contact/contact.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::solution {
@@ -38,7 +39,10 @@ void residual(Model& m) {
   m.LINKF.fill(0.0);
   for (int nd = 1; nd <= nn; ++nd)
     for (int k = 1; k <= 6; ++k)
-      if (m.IDOF(k, nd) == -2) m.LINKF(k, nd) = m.P(k, nd) - m.F(k, nd);
+      if (m.IDOF(k, nd) == -2) {
+        m.LINKF(k, nd) = m.P(k, nd) - m.F(k, nd);
+        contact::LINKSPREAD(m, m.LINKF, k, nd, m.LINKF(k, nd));
+      }
   for (int nd = 1; nd <= nn; ++nd) {
     double f[7], p[7];
     node_forces(m, nd, f, p);
