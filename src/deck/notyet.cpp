@@ -23,8 +23,6 @@ bool riks(const Model& m) {
 constexpr Missing MISSING[] = {
     {[](const Model& m) { return m.KK(kk::DYNAMIC) == 1; }, "DYNAMIC ANALYSIS"},
     {riks, "RIKS ARC-LENGTH CONTROL"},
-    {[](const Model& m) { return m.KK(kk::RESTART) == 1; }, "RESTART FROM EXEC.RST1"},
-    {[](const Model& m) { return m.KK(kk::RSTOUT) == 1; }, "RESTART FILE OUTPUT"},
     {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},
     {[](const Model& m) { return m.KK(kk::NSHELL) > 0; }, "THE SHELL ELEMENT"},
     {[](const Model& m) { return m.KK(kk::NRUBB) > 0; }, "THE RUBBER ELEMENT"},

@@ -92,6 +92,14 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   w.NSUB = 1;
   w.FIRSTCHG = 0;
   w.STOPFLAG = 0;
+  // A restart goes on from the state of the earlier run's last output, from
+  // its own first step.
+  if (m.KK(kk::RESTART) == 1) {
+    results::RstHead h;
+    results::RSTREAD(m, h);
+    w.NSUB = h.NSUB;
+    w.FIRSTCHG = h.FIRSTCHG;
+  }
 }
 
 // One substep of a static job.
@@ -121,12 +129,24 @@ bool repeating(const Model& m, const Walk& w) {
   return m.KK(kk::MITERTYPE) == 0 && m.KK(kk::NSUBSTEP) >= 2 && w.FIRSTCHG == 1;
 }
 
-void snapshot(Model& m, const Walk& w) {
+results::RstHead snaphead(const Walk& w) {
   results::RstHead h;
   h.STEP = w.STEP;
   h.NSUB = w.NSUB;
   h.FIRSTCHG = w.FIRSTCHG;
-  results::RSTSAVE(m, h);
+  return h;
+}
+
+void snapshot(Model& m, const Walk& w) { results::RSTSAVE(m, snaphead(w)); }
+
+// The result frame and, when the deck asks for it, the restart snapshot.
+void output(Model& m, Walk& w) {
+  ++w.NOUT;
+  results::RESOUT(m, w.STEP, w.TIME);
+  if (m.KK(kk::RSTOUT) != 1) return;
+  const double t = m.clock.now();
+  results::RSTWRITE(m, snaphead(w));
+  m.TIMES(model::T_OUTPUT) += m.clock.now() - t;
 }
 
 }  // namespace
@@ -162,10 +182,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       continue;
     }
     model::PROGRESS(w.TIME, tend);
-    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) {
-      ++w.NOUT;
-      results::RESOUT(m, w.STEP, w.TIME);
-    }
+    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG) == 1) output(m, w);
     if (w.TIME > tend - 1.0e-8 || w.STOPFLAG == 1) break;
     if (saving(m, w) && w.STEP < w.RIKSLIM) snapshot(m, w);
   }

@@ -43,6 +43,7 @@ struct DYNDATA {
   std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
   Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
   Arr1<std::int32_t> DEADND;          // NNODE
+  double DTPREV = 0.0;                // length of the previous increment
 };
 
 // Riks arc-length control (KK(7) /= 0).

@@ -1,5 +1,5 @@
 // One small deck for each kind of job a user can ask for beyond the static
-// solid job: dynamics, Riks, restart, contact, each element family, the
+// solid job: dynamics, Riks, contact, each element family, the
 // third-party solver. Built on a box of six tetrahedra held at x = 0 and
 // pulled at x = 1.
 #pragma once
@@ -45,8 +45,6 @@ inline std::vector<KindDeck> kind_decks() {
     p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
   });
   add("RIKS ARC-LENGTH CONTROL", [](DeckParts& p) { p.cntr2.replace(15, 5, "    2"); });
-  add("RESTART FROM EXEC.RST1", [](DeckParts& p) { p.cntrl[5] = '1'; });
-  add("RESTART FILE OUTPUT", [](DeckParts& p) { p.prpl2 = card("PRPL2%25s%3d", "", 1); });
   add("CONTACT ANALYSIS", [&](DeckParts& p) {
     p.extra = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
               card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
