@@ -86,39 +86,11 @@ void get(Snap& f, const Items& it, const char* whose) {
   get(f, it.data(), static_cast<int>(it.size()), whose);
 }
 
-// The head in the file's own types.
-struct Head32 {
-  std::int32_t STEP = 0, NSTEPC = 0, NSUB = 1, FIRSTCHG = 0;
-  double LAMBDA = 0.0, FNRM[3] = {0.0, 0.0, 0.0}, ARCS[2] = {0.0, 0.0};
-};
-
-Head32 narrow(const RstHead& h) {
-  Head32 w;
-  w.STEP = h.STEP;
-  w.NSTEPC = h.NSTEPC;
-  w.NSUB = h.NSUB;
-  w.FIRSTCHG = h.FIRSTCHG;
-  w.LAMBDA = h.LAMBDA;
-  std::memcpy(w.FNRM, h.FNRM, sizeof w.FNRM);
-  std::memcpy(w.ARCS, h.ARCS, sizeof w.ARCS);
-  return w;
-}
-
-void widen(const Head32& w, RstHead& h) {
-  h.STEP = w.STEP;
-  h.NSTEPC = w.NSTEPC;
-  h.NSUB = w.NSUB;
-  h.FIRSTCHG = w.FIRSTCHG;
-  h.LAMBDA = w.LAMBDA;
-  std::memcpy(h.FNRM, w.FNRM, sizeof h.FNRM);
-  std::memcpy(h.ARCS, w.ARCS, sizeof h.ARCS);
-}
-
 bool dynamic(const Model& m) { return m.KK(kk::DYNAMIC) == 1; }
 
 // The head record: EXEC.RST (`repeat`) keeps the step counters and the
 // arc-length scalars, EXEC.RST2 only what the step walk goes on with.
-Items head(Model& m, Head32& h, bool repeat) {
+Items head(Model& m, RstHead& h, bool repeat) {
   double& dt = m.DYN.DTPREV;
   if (dynamic(m))
     return repeat ? Items{SNAPVAL(h.STEP), SNAPVAL(dt), SNAPVAL(h.NSTEPC), SNAPVAL(h.LAMBDA),
@@ -148,7 +120,7 @@ Items nodal(Model& m, bool repeat) {
 }
 
 // The arc-length record of a static job.
-Items arclength(Model& m, Head32& h) {
+Items arclength(Model& m, RstHead& h) {
   Items v{SNAPVAL(h.NSTEPC), SNAPVAL(h.LAMBDA), SNAPVAL(h.FNRM), SNAPVAL(h.ARCS),
           SNAPARR(m.RIKS.FREF)};
   for (auto& a : m.RIKS.ARCV) v.push_back(SNAPARR(a));
@@ -188,7 +160,7 @@ void elements_io(Snap& f, bool reading) {
 }
 
 // The records after the head and the mark, and the check record.
-void body_out(Snap& f, Head32& h, bool repeat) {
+void body_out(Snap& f, RstHead& h, bool repeat) {
   put(f, nodal(f.m, repeat));
   elements_io(f, false);
   if (!dynamic(f.m)) put(f, arclength(f.m, h));
@@ -196,7 +168,7 @@ void body_out(Snap& f, Head32& h, bool repeat) {
   put(f, {SNAPVAL(t)});
 }
 
-void body_in(Snap& f, Head32& h, bool repeat) {
+void body_in(Snap& f, RstHead& h, bool repeat) {
   get(f, nodal(f.m, repeat), "A DECK OF ANOTHER SIZE");
   elements_io(f, true);
   if (!dynamic(f.m)) get(f, arclength(f.m, h), "A DECK OF ANOTHER SIZE OR ANOTHER ANALYSIS KIND");
@@ -225,7 +197,7 @@ void RSTSAVE(Model& m, const RstHead& h) {
   base::close_unit(u);
   if (!base::open_seq_out(u, name)) model::FILESTOP(m, std::string("CANNOT OPEN ") + name);
   Snap f{m, u, name};
-  Head32 w = narrow(h);
+  RstHead w = h;
   put(f, head(m, w, true));
   body_out(f, w, true);
   base::flush_unit(u);
@@ -237,10 +209,8 @@ void RSTLOAD(Model& m, RstHead& h) {
   base::close_unit(u);
   if (!base::open_seq_in(u, name)) model::FILESTOP(m, std::string("CANNOT OPEN ") + name);
   Snap f{m, u, name};
-  Head32 w;
-  get(f, head(m, w, true), "ANOTHER ANALYSIS KIND");
-  body_in(f, w, true);
-  widen(w, h);
+  get(f, head(m, h, true), "ANOTHER ANALYSIS KIND");
+  body_in(f, h, true);
   base::close_unit(u);
 }
 
@@ -250,7 +220,7 @@ void RSTWRITE(Model& m, const RstHead& h) {
   if (!base::open_seq_out(u, RSTTEMP)) model::FILESTOP(m, std::string("CANNOT OPEN ") + RSTTEMP);
   Snap f{m, u, RSTTEMP};
   put(f, {{const_cast<char*>(RSTMARK), 8}});
-  Head32 w = narrow(h);
+  RstHead w = h;
   put(f, head(m, w, false));
   body_out(f, w, false);
   if (!base::sync_close(u) || !base::replace_file(RSTTEMP, name))
@@ -266,10 +236,8 @@ void RSTREAD(Model& m, RstHead& h) {
   get(f, {{mark, 8}}, "ANOTHER PROGRAM OR VERSION");
   if (std::memcmp(mark, RSTMARK, 8) != 0)
     refuse(f, "THE MARK IS \"" + printable(mark, 8) + "\", NOT \"" + RSTMARK + "\": A SNAPSHOT OF ANOTHER VERSION.");
-  Head32 w;
-  get(f, head(m, w, false), "ANOTHER ANALYSIS KIND");
-  body_in(f, w, false);
-  widen(w, h);
+  get(f, head(m, h, false), "ANOTHER ANALYSIS KIND");
+  body_in(f, h, false);
   base::close_unit(u);
 }
 

@@ -31,6 +31,8 @@
 // name, handed to the disk and renamed over the old one, so that a job
 // killed at any moment leaves either the previous or the new snapshot.
 #pragma once
+#include <cstdint>
+
 #include "model/model.hpp"
 
 namespace ossa::results {
@@ -39,12 +41,13 @@ using model::Model;
 
 // The driver's counters and the scalars of the arc-length control; DTPREV
 // lives with the dynamic arrays (m.DYN).
+// The fields are in the file's own types.
 struct RstHead {
-  int STEP = 0, NSTEPC = 0;
+  std::int32_t STEP = 0, NSTEPC = 0;
   double LAMBDA = 0.0;
   double FNRM[3] = {0.0, 0.0, 0.0};
   double ARCS[2] = {0.0, 0.0};
-  int NSUB = 1, FIRSTCHG = 0;
+  std::int32_t NSUB = 1, FIRSTCHG = 0;
 };
 
 inline constexpr char RSTMARK[] = "R2S6.2  ";
