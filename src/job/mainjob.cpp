@@ -25,6 +25,9 @@ namespace {
 // (the plastic operators of a restart) is opened as the earlier run left it.
 void open_work(Model& m, int i, long recl, long last, bool keep = false) {
   base::Unit& u = m.unit(m.UNIT(i));
+  if (keep && !base::exists(model::UNIT_FILE[i - 1]))
+    model::FILESTOP(m, std::string(model::UNIT_FILE[i - 1]) +
+                           " OF THE EARLIER RUN IS MISSING: A RESTART NEEDS THE KEPT EXEC.SHL AND EXEC.SOL.");
   if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl, keep))
     model::FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
   if (!base::dwrite(u, last, nullptr, 0))

@@ -98,10 +98,12 @@ std::string flipped(std::string s, std::size_t at) {
 }  // namespace
 
 TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
-  std::string good;
+  std::string good, shl, sol;
   {
     test::ScratchDir dir;
     good = run(test::bone_bar_deck(BAR, BarPiece{0.0, 0.375, 6, 2}));
+    shl = test::read_file("EXEC.SHL");
+    sol = test::read_file("EXEC.SOL");
   }
   const auto rec = records(good);
   ASSERT_EQ(rec.size(), 3u + BAR.ntet() + 2u);  // mark, head, nodes, elements, arc length, check
@@ -110,9 +112,10 @@ TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
   Box moved = BAR;
   moved.xyz.back().y += 1.0 / 64;
   const auto at = [](std::size_t k) { return "EXEC.RST1, RECORD " + std::to_string(k) + ": "; };
-  struct Case { const char* what; std::string file, deck, message; };
+  struct Case { const char* what; std::string file, deck, message; bool kept = true; };
   const Case cases[] = {
       {"missing", "", deck, "CANNOT OPEN EXEC.RST1"},
+      {"kept files missing", good, deck, "EXEC.SHL OF THE EARLIER RUN IS MISSING", false},
       {"truncated", good.substr(0, rec[mid].first + 10), deck, at(mid + 1) + "THE FILE ENDS OR ITS RECORD MARKS ARE BROKEN"},
       {"broken mark", flipped(good, rec[2].first + 4 + rec[2].second), deck, at(3) + "THE FILE ENDS OR ITS RECORD MARKS"},
       {"corrupted", flipped(good, rec[mid].first + 40), deck, at(n) + "THE CHECK OF THE RECORDS BEFORE IT FAILS"},
@@ -126,6 +129,7 @@ TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
   for (const Case& c : cases) {
     test::ScratchDir dir;
     if (!c.file.empty()) test::write_file("EXEC.RST1", c.file);
+    if (c.kept) test::write_file("EXEC.SHL", shl), test::write_file("EXEC.SOL", sol);
     test::write_file("EXEC.INP", c.deck);
     const auto r = test::run_ossa();
     EXPECT_EQ(r.status, 2) << c.what;  // the file layer's stop: no number, no end line
