@@ -119,10 +119,12 @@ Items nodal(Model& m, bool repeat) {
   return v;
 }
 
-// The arc-length record of a static job.
-Items arclength(Model& m, RstHead& h) {
-  Items v{SNAPVAL(h.NSTEPC), SNAPVAL(h.LAMBDA), SNAPVAL(h.FNRM), SNAPVAL(h.ARCS),
-          SNAPARR(m.RIKS.FREF)};
+// The arc-length record of a static job: its scalars (where the head has
+// no room for them), the reference load and the arc vectors.
+Items arclength(Model& m, RstHead& h, bool repeat) {
+  Items v;
+  if (!repeat) v = {SNAPVAL(h.NSTEPC), SNAPVAL(h.LAMBDA), SNAPVAL(h.FNRM), SNAPVAL(h.ARCS)};
+  v.push_back(SNAPARR(m.RIKS.FREF));
   for (auto& a : m.RIKS.ARCV) v.push_back(SNAPARR(a));
   return v;
 }
@@ -163,7 +165,7 @@ void elements_io(Snap& f, bool reading) {
 void body_out(Snap& f, RstHead& h, bool repeat) {
   put(f, nodal(f.m, repeat));
   elements_io(f, false);
-  if (!dynamic(f.m)) put(f, arclength(f.m, h));
+  if (!dynamic(f.m)) put(f, arclength(f.m, h, repeat));
   Tail t{f.rec, f.bytes, f.check, modelcheck(f.m)};
   put(f, {SNAPVAL(t)});
 }
@@ -171,7 +173,7 @@ void body_out(Snap& f, RstHead& h, bool repeat) {
 void body_in(Snap& f, RstHead& h, bool repeat) {
   get(f, nodal(f.m, repeat), "A DECK OF ANOTHER SIZE");
   elements_io(f, true);
-  if (!dynamic(f.m)) get(f, arclength(f.m, h), "A DECK OF ANOTHER SIZE OR ANOTHER ANALYSIS KIND");
+  if (!dynamic(f.m)) get(f, arclength(f.m, h, repeat), "A DECK OF ANOTHER SIZE OR ANOTHER ANALYSIS KIND");
   const Tail want{f.rec, f.bytes, f.check, modelcheck(f.m)};
   Tail t;
   get(f, {SNAPVAL(t)}, "A DECK OF ANOTHER SIZE");

@@ -18,8 +18,8 @@
 //              FRAME; dynamic X, XPREV, FRAME, the level arrays, MVO, AMVO;
 //              one record per element of the table by its family (shell,
 //              solid, gap; the others keep nothing); in a static job the
-//              arc-length record NSTEPC, LAMBDA, FNRM(3), ARCS(2), FREF and
-//              the arc vectors; last the check record (below).
+//              arc-length record (EXEC.RST2: NSTEPC, LAMBDA, FNRM(3),
+//              ARCS(2)), FREF and the arc vectors; last the check record.
 //
 // The check record holds the number of records before it, their bytes, a
 // 64-bit check over their lengths and bytes, and a check of the model (node
