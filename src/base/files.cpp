@@ -118,8 +118,6 @@ void close_unit(Unit& u, bool remove_file) {
   u.kind = UKind::NONE;
 }
 
-bool exists(const std::string& name) { return ::access(name.c_str(), F_OK) == 0; }
-
 bool at_end(Unit& u) {
   if (!u.fp) return true;
   const int c = std::fgetc(u.fp);

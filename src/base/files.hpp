@@ -60,9 +60,6 @@ long sread(Unit& u, void* buf, std::size_t cap);
 // unit was never opened.
 void close_unit(Unit& u, bool remove_file = false);
 
-// Whether the file exists.
-bool exists(const std::string& name);
-
 // Whether a file read up to here has nothing more.
 bool at_end(Unit& u);
 

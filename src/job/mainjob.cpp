@@ -22,12 +22,10 @@ namespace {
 
 // Opens a direct-access work file and writes its last record, so that every
 // record exists from the start and can be read in any order. A kept file
-// (the plastic operators of a restart) is opened as the earlier run left it.
+// (the plastic operators of a restart) is opened as the earlier run left it;
+// the restart snapshot then writes its own copy of the operators into it.
 void open_work(Model& m, int i, long recl, long last, bool keep = false) {
   base::Unit& u = m.unit(m.UNIT(i));
-  if (keep && !base::exists(model::UNIT_FILE[i - 1]))
-    model::FILESTOP(m, std::string(model::UNIT_FILE[i - 1]) +
-                           " OF THE EARLIER RUN IS MISSING: A RESTART NEEDS THE KEPT EXEC.SHL AND EXEC.SOL.");
   if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl, keep))
     model::FILESTOP(m, std::string("CANNOT OPEN ") + model::UNIT_FILE[i - 1]);
   if (!base::dwrite(u, last, nullptr, 0))

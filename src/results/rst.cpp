@@ -1,5 +1,6 @@
 #include "results/rst.hpp"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <string>
@@ -161,10 +162,41 @@ void elements_io(Snap& f, bool reading) {
   }
 }
 
+// The plastic operators of a material nonlinear job (EXEC.SHL, EXEC.SOL),
+// whole, in records of up to WORKCHUNK work-file records (at least one
+// record a file, empty without elements of its family): a PLASTIC point
+// reads its operator from there, and the files hold a later state than the
+// snapshot when the job went on after its last output.
+constexpr long WORKCHUNK = 4096;
+
+void workfiles_io(Snap& f, bool reading) {
+  Model& m = f.m;
+  if (m.KK(kk::MATNL) != 1) return;
+  const long count[2] = {3L * m.NSHELL(), m.NSOLID()};
+  for (int w = 0; w < 2; ++w) {
+    base::Unit& u = m.unit(m.UNIT(6 + w));
+    const std::size_t recl = static_cast<std::size_t>(u.recl);
+    std::vector<unsigned char> chunk;
+    for (long r0 = 1; r0 == 1 || r0 <= count[w]; r0 += WORKCHUNK) {
+      const long n = std::max(0L, std::min(WORKCHUNK, count[w] - r0 + 1));
+      chunk.resize(static_cast<std::size_t>(n) * recl);
+      bool ok = true;
+      if (reading) get(f, {{chunk.data(), chunk.size()}}, "A DECK OF ANOTHER SIZE");
+      for (long r = 0; r < n && ok; ++r) {
+        unsigned char* p = chunk.data() + static_cast<std::size_t>(r) * recl;
+        ok = reading ? base::dwrite(u, r0 + r, p, recl) : base::dread(u, r0 + r, p, recl);
+      }
+      if (!ok) model::FILESTOP(m, (reading ? "CANNOT WRITE " : "CANNOT READ ") + u.name);
+      if (!reading) put(f, {{chunk.data(), chunk.size()}});
+    }
+  }
+}
+
 // The records after the head and the mark, and the check record.
 void body_out(Snap& f, RstHead& h, bool repeat) {
   put(f, nodal(f.m, repeat));
   elements_io(f, false);
+  if (!repeat) workfiles_io(f, false);
   if (!dynamic(f.m)) put(f, arclength(f.m, h, repeat));
   Tail t{f.rec, f.bytes, f.check, modelcheck(f.m)};
   put(f, {SNAPVAL(t)});
@@ -173,6 +205,7 @@ void body_out(Snap& f, RstHead& h, bool repeat) {
 void body_in(Snap& f, RstHead& h, bool repeat) {
   get(f, nodal(f.m, repeat), "A DECK OF ANOTHER SIZE");
   elements_io(f, true);
+  if (!repeat) workfiles_io(f, true);
   if (!dynamic(f.m)) get(f, arclength(f.m, h, repeat), "A DECK OF ANOTHER SIZE OR ANOTHER ANALYSIS KIND");
   const Tail want{f.rec, f.bytes, f.check, modelcheck(f.m)};
   Tail t;

@@ -17,7 +17,9 @@
 //   both then: the nodal state, static U (EXEC.RST: and UPREV), X, XPREV,
 //              FRAME; dynamic X, XPREV, FRAME, the level arrays, MVO, AMVO;
 //              one record per element of the table by its family (shell,
-//              solid, gap; the others keep nothing); in a static job the
+//              solid, gap; the others keep nothing); EXEC.RST2 of a material
+//              nonlinear job: the plastic operators of EXEC.SHL and EXEC.SOL,
+//              whole, in records of up to 4096 of theirs; in a static job the
 //              arc-length record (EXEC.RST2: NSTEPC, LAMBDA, FNRM(3),
 //              ARCS(2)), FREF and the arc vectors; last the check record.
 //

@@ -105,7 +105,7 @@ TEST(SnapshotHelpers, CheckSeesEveryBitAndReplaceIsWhole) {
   ossa::test::write_file("EXEC.RST2.TMP", "new");
   ASSERT_TRUE(replace_file("EXEC.RST2.TMP", "EXEC.RST2"));
   EXPECT_EQ(ossa::test::read_file("EXEC.RST2"), "new");
-  EXPECT_FALSE(exists("EXEC.RST2.TMP"));
+  EXPECT_FALSE(ossa::test::exists("EXEC.RST2.TMP"));
   Unit u;
   ASSERT_TRUE(open_seq_in(u, "EXEC.RST2"));
   char three[3];

@@ -49,14 +49,18 @@ std::int32_t int32_at(const std::string& s, std::size_t at) {
 
 TEST(Restart, BoneBarContinuedEqualsTheStraightRunToTheLastBit) {
   // Splits before the first yield (the repeat with substeps comes in B2), on
-  // the rising load past yield and on the way back.
-  struct Case { int split; int firstchg; };
-  const Case cases[] = {{2, 0}, {6, 2}, {11, 2}};
-  std::string a_snap, a_body;
+  // the rising load past yield and on the way back. The plastic operators go
+  // with the snapshot: B2 needs neither the work files B1 kept nor work files
+  // of a later state (a job that went on after its last output).
+  enum Work { KEPT, GONE, LATER };
+  struct Case { int split, firstchg; Work work; };
+  const Case cases[] = {{2, 0, KEPT}, {6, 2, KEPT}, {11, 2, KEPT}, {6, 2, GONE}, {6, 2, LATER}};
+  std::string a_snap, a_body, a_sol;
   {
     test::ScratchDir dir;
     a_snap = run(test::bone_bar_deck(BAR, BarPiece{}));
     a_body = last_frames_body();
+    a_sol = test::read_file("EXEC.SOL");
     EXPECT_EQ(test::result_frame(test::result_frames()).SOLID.at(0).STATE, 0);  // let back elastic
     EXPECT_GT(test::result_frame(test::result_frames()).SOLID.at(0).V[20], 1e-3);  // with its plastic strain
   }
@@ -69,6 +73,8 @@ TEST(Restart, BoneBarContinuedEqualsTheStraightRunToTheLastBit) {
     EXPECT_EQ(int32_at(b1, 20), c.firstchg == 0 ? 1 : 4);
     EXPECT_EQ(int32_at(b1, 24), c.firstchg);
     std::rename("EXEC.RST2", "EXEC.RST1");
+    if (c.work == GONE) std::remove("EXEC.SOL"), std::remove("EXEC.SHL");
+    if (c.work == LATER) test::write_file("EXEC.SOL", a_sol);
     const std::string b2 = run(test::bone_bar_deck(BAR, BarPiece{ts, 1.0, 16 - c.split, 0, true}));
     EXPECT_NE(test::read_file("EXEC.LOG").find("INITIAL OR RESTART     : RESTART"), std::string::npos);
     EXPECT_TRUE(b2 == a_snap) << "split at step " << c.split;
@@ -98,24 +104,21 @@ std::string flipped(std::string s, std::size_t at) {
 }  // namespace
 
 TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
-  std::string good, shl, sol;
+  std::string good;
   {
     test::ScratchDir dir;
     good = run(test::bone_bar_deck(BAR, BarPiece{0.0, 0.375, 6, 2}));
-    shl = test::read_file("EXEC.SHL");
-    sol = test::read_file("EXEC.SOL");
   }
   const auto rec = records(good);
-  ASSERT_EQ(rec.size(), 3u + BAR.ntet() + 2u);  // mark, head, nodes, elements, arc length, check
+  ASSERT_EQ(rec.size(), 3u + BAR.ntet() + 4u);  // mark, head, nodes, elements, EXEC.SHL (empty), EXEC.SOL, arc length, check
   const std::size_t n = rec.size(), mid = n / 2;
   const std::string deck = test::bone_bar_deck(BAR, BarPiece{0.375, 1.0, 10, 0, true});
   Box moved = BAR;
   moved.xyz.back().y += 1.0 / 64;
   const auto at = [](std::size_t k) { return "EXEC.RST1, RECORD " + std::to_string(k) + ": "; };
-  struct Case { const char* what; std::string file, deck, message; bool kept = true; };
+  struct Case { const char* what; std::string file, deck, message; };
   const Case cases[] = {
       {"missing", "", deck, "CANNOT OPEN EXEC.RST1"},
-      {"kept files missing", good, deck, "EXEC.SHL OF THE EARLIER RUN IS MISSING", false},
       {"truncated", good.substr(0, rec[mid].first + 10), deck, at(mid + 1) + "THE FILE ENDS OR ITS RECORD MARKS ARE BROKEN"},
       {"broken mark", flipped(good, rec[2].first + 4 + rec[2].second), deck, at(3) + "THE FILE ENDS OR ITS RECORD MARKS"},
       {"corrupted", flipped(good, rec[mid].first + 40), deck, at(n) + "THE CHECK OF THE RECORDS BEFORE IT FAILS"},
@@ -129,7 +132,6 @@ TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
   for (const Case& c : cases) {
     test::ScratchDir dir;
     if (!c.file.empty()) test::write_file("EXEC.RST1", c.file);
-    if (c.kept) test::write_file("EXEC.SHL", shl), test::write_file("EXEC.SOL", sol);
     test::write_file("EXEC.INP", c.deck);
     const auto r = test::run_ossa();
     EXPECT_EQ(r.status, 2) << c.what;  // the file layer's stop: no number, no end line

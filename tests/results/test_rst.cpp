@@ -1,6 +1,6 @@
 // The restart snapshot keeps every value to the last bit: read back into a
-// scrambled state it restores the state exactly, and written again it is
-// the same file. Arrays of extent 0 take no bytes; a static file read by a
+// scrambled state it restores the state and the plastic operators exactly,
+// and written again it is the same file. Arrays of extent 0 take no bytes; a static file read by a
 // dynamic job stops at record 2.
 #include <gtest/gtest.h>
 
@@ -36,7 +36,7 @@ TEST(RestartFile, RoundTripsEveryValueAndRefusesAnotherAnalysisKind) {
   job::JOBRUN(m);  // past yield: plastic strains, substeps, the tangent in D
   testing::internal::GetCapturedStdout();
   const std::string first = test::read_file("EXEC.RST2");
-  const std::string u = bytes(m.U), x = bytes(m.X), xo = bytes(m.XOLD), fr = bytes(m.FRAME), sol = bytes(m.SOLREC);
+  const std::string u = bytes(m.U), x = bytes(m.X), xo = bytes(m.XOLD), fr = bytes(m.FRAME), rec = bytes(m.SOLREC);
   ASSERT_EQ(m.SOLREC(1).STATE, 2);
 
   m.U.fill(std::nan(""));
@@ -48,6 +48,13 @@ TEST(RestartFile, RoundTripsEveryValueAndRefusesAnotherAnalysisKind) {
     const int n = elements::FAMILYOF(m.ELEM(i).TYPE).SNAP(m, m.ELEM(i), items);
     for (int k = 0; k < n; ++k) std::memset(items[k].P, 0xA5, items[k].BYTES);
   }
+  // The job closed its work files; the operators in them go too.
+  base::Unit& sol = m.unit(m.UNIT(7));
+  ASSERT_TRUE(base::open_direct(m.unit(m.UNIT(6)), "EXEC.SHL", 240, true));
+  ASSERT_TRUE(base::open_direct(sol, "EXEC.SOL", 336, true));
+  base::flush_unit(sol);
+  const std::string ops = test::read_file("EXEC.SOL");
+  for (int r = 1; r <= m.NSOLID(); ++r) ASSERT_TRUE(base::dwrite(sol, r, nullptr, 0));
   ASSERT_EQ(std::rename("EXEC.RST2", "EXEC.RST1"), 0);
   results::RstHead h;
   h.NSUB = h.FIRSTCHG = -1;
@@ -55,7 +62,9 @@ TEST(RestartFile, RoundTripsEveryValueAndRefusesAnotherAnalysisKind) {
   EXPECT_EQ(h.NSUB, 4);
   EXPECT_EQ(h.FIRSTCHG, 2);
   EXPECT_TRUE(bytes(m.U) == u && bytes(m.X) == x && bytes(m.XOLD) == xo && bytes(m.FRAME) == fr);
-  EXPECT_TRUE(bytes(m.SOLREC) == sol);  // STRESS, D, EPLAST, ... and what the file leaves alone
+  EXPECT_TRUE(bytes(m.SOLREC) == rec);  // STRESS, D, EPLAST, ... and what the file leaves alone
+  base::flush_unit(sol);
+  EXPECT_TRUE(test::read_file("EXEC.SOL") == ops);
   results::RSTWRITE(m, h);
   EXPECT_TRUE(test::read_file("EXEC.RST2") == first);
   EXPECT_FALSE(test::exists(results::RSTTEMP));
@@ -65,7 +74,8 @@ TEST(RestartFile, RoundTripsEveryValueAndRefusesAnotherAnalysisKind) {
   const std::size_t N = bar.nnode(), NE = bar.ntet();
   const std::size_t solid = 8 * (21 + 6 + 6 + 1 + 6 + 6 + 3 + 1) + 4;
   const std::size_t nodal = 8 * (7 + 3 + 3 + 9) * N, arc = 4 + 8 * (1 + 3 + 2) + 8 * 7 * N;
-  EXPECT_EQ(first.size(), (8 + 8) + (8 + 8) + (8 + nodal) + NE * (8 + solid) + (8 + arc) + (8 + 32));
+  const std::size_t work = (8 + 0) + (8 + 336 * NE);  // EXEC.SHL (no shells), EXEC.SOL
+  EXPECT_EQ(first.size(), (8 + 8) + (8 + 8) + (8 + nodal) + NE * (8 + solid) + work + (8 + arc) + (8 + 32));
 
   m.KK(kk::DYNAMIC) = 1;  // DTPREV, NSUB, FIRSTCHG: 16 bytes
   EXPECT_EXIT(results::RSTREAD(m, h), testing::ExitedWithCode(2),
