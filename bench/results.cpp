@@ -1,7 +1,8 @@
 // Result output at scale: one frame of 1 000 000 solids on 200 000 nodes
 // written by RESOUT, then read back and converted to a VTU file; the restart
 // snapshot of the same state written (to the disk, and renamed) and read
-// back, and the check it carries over bytes in memory.
+// back (with the plastic operators of its work files), and the check it
+// carries over bytes in memory.
 // Targets: the frame under 1 s, the conversion under 3 s.
 #include <unistd.h>
 
@@ -86,8 +87,14 @@ void build(model::Model& m, int NX, int NY, int NZ, int NSOL) {
   for (int n = nn - NX * NY + 1; n <= nn; ++n) m.F(3, n) = 1.0;
 }
 
-// EXEC.RST2 of the model written and read back as EXEC.RST1.
+// EXEC.RST2 of the model, material nonlinear with its work files,
+// written and read back as EXEC.RST1.
 void snapshots(model::Model& m) {
+  m.KK(kk::MATNL) = 1;
+  const bool opened = base::open_direct(m.unit(m.UNIT(6)), "EXEC.SHL", 240) &&
+                      base::open_direct(m.unit(m.UNIT(7)), "EXEC.SOL", 336) &&
+                      base::dwrite(m.unit(m.UNIT(7)), m.NSOLID() + 1, nullptr, 0);
+  if (!opened) return;
   results::RstHead h;
   double t = now();
   results::RSTWRITE(m, h);

@@ -90,6 +90,23 @@ bool dread(Unit& u, long rec, void* buf, std::size_t n) {
   return true;
 }
 
+bool dwrite_recs(Unit& u, long rec, long count, const void* buf) {
+  if (!u.fp || rec < 1 || count < 0) return false;
+  const std::size_t n = static_cast<std::size_t>(count) * static_cast<std::size_t>(u.recl);
+  if (std::fseek(u.fp, (rec - 1) * u.recl, SEEK_SET) != 0) return false;
+  return n == 0 || std::fwrite(buf, 1, n, u.fp) == n;
+}
+
+bool dread_recs(Unit& u, long rec, long count, void* buf) {
+  if (!u.fp || rec < 1 || count < 0) return false;
+  const std::size_t n = static_cast<std::size_t>(count) * static_cast<std::size_t>(u.recl);
+  std::fflush(u.fp);
+  if (std::fseek(u.fp, (rec - 1) * u.recl, SEEK_SET) != 0) return false;
+  const std::size_t got = n ? std::fread(buf, 1, n, u.fp) : 0;
+  if (got < n) std::memset(static_cast<char*>(buf) + got, 0, n - got);
+  return true;
+}
+
 bool open_seq_in(Unit& u, const std::string& name) { return open_as(u, name, "rb", UKind::SEQ); }
 bool open_seq_out(Unit& u, const std::string& name) { return open_as(u, name, "wb", UKind::SEQ); }
 

@@ -47,6 +47,9 @@ void flush_unit(Unit& u);
 bool open_direct(Unit& u, const std::string& name, long recl, bool keep = false);
 bool dwrite(Unit& u, long rec, const void* buf, std::size_t n);
 bool dread(Unit& u, long rec, void* buf, std::size_t n);
+// COUNT whole records from REC on, in one transfer.
+bool dwrite_recs(Unit& u, long rec, long count, const void* buf);
+bool dread_recs(Unit& u, long rec, long count, void* buf);
 
 // Sequential binary. `open_seq_out` replaces an existing file.
 bool open_seq_in(Unit& u, const std::string& name);

@@ -180,12 +180,8 @@ void workfiles_io(Snap& f, bool reading) {
     for (long r0 = 1; r0 == 1 || r0 <= count[w]; r0 += WORKCHUNK) {
       const long n = std::max(0L, std::min(WORKCHUNK, count[w] - r0 + 1));
       chunk.resize(static_cast<std::size_t>(n) * recl);
-      bool ok = true;
       if (reading) get(f, {{chunk.data(), chunk.size()}}, "A DECK OF ANOTHER SIZE");
-      for (long r = 0; r < n && ok; ++r) {
-        unsigned char* p = chunk.data() + static_cast<std::size_t>(r) * recl;
-        ok = reading ? base::dwrite(u, r0 + r, p, recl) : base::dread(u, r0 + r, p, recl);
-      }
+      const bool ok = reading ? base::dwrite_recs(u, r0, n, chunk.data()) : base::dread_recs(u, r0, n, chunk.data());
       if (!ok) model::FILESTOP(m, (reading ? "CANNOT WRITE " : "CANNOT READ ") + u.name);
       if (!reading) put(f, {{chunk.data(), chunk.size()}});
     }

@@ -24,6 +24,13 @@ TEST(DirectFile, LastRecordPreallocatesAndRecordsReadBack) {
   EXPECT_EQ(b[0], 0.0);
   ASSERT_TRUE(dread(u, 20, b, sizeof b));  // past the end: zeros
   EXPECT_EQ(b[41], 0.0);
+  double two[84], back[126];
+  for (int i = 0; i < 84; ++i) two[i] = -i;
+  ASSERT_TRUE(dwrite_recs(u, 10, 2, two));  // records 10 and 11 in one go
+  ASSERT_TRUE(dread_recs(u, 10, 3, back));  // and 12, past the end: zeros
+  for (int i = 0; i < 84; ++i) EXPECT_EQ(back[i], -i);
+  EXPECT_EQ(back[125], 0.0);
+  ASSERT_TRUE(dwrite(u, 11, nullptr, 0));
   EXPECT_FALSE(dwrite(u, 0, a, 8));         // records count from 1
   EXPECT_FALSE(dwrite(u, 1, a, 400));       // longer than the record
   close_unit(u);
