@@ -3,6 +3,7 @@
 // analysis of the same matrix, given the same pivot order.
 #include <dmumps_c.h>
 #include <metis.h>
+#include <mpi.h>
 
 #include <chrono>
 #include <ctime>
@@ -11,6 +12,7 @@
 
 #include "../tests/solvers/ork/test_orkana_pat.hpp"
 #include "solvers/ork/ork.hpp"
+#include "solvers/pardiso/pardiso.hpp"
 
 namespace {
 
@@ -39,7 +41,8 @@ Peer mumps(const orkpat::Pattern& p, std::vector<MUMPS_INT>& pos) {
   id.job = -1;
   id.par = 1;
   id.sym = 1;
-  id.comm_fortran = -987654;
+  ossa::solvers::PDSNPROC();  // MPI started, a world of one
+  id.comm_fortran = static_cast<MUMPS_INT>(MPI_Comm_c2f(MPI_COMM_WORLD));
   dmumps_c(&id);
   id.icntl[0] = id.icntl[1] = id.icntl[2] = id.icntl[3] = 0;  // silent
   id.icntl[6] = 1;                                            // ICNTL(7): given order

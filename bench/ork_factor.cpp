@@ -1,6 +1,8 @@
 // Factorisation and solve of tet stiffness matrices with ORK, MUMPS (LDL^T,
-// sequential, METIS order given) and CHOLMOD (supernodal Cholesky, same
-// order), one thread each, against the machine's one-thread DGEMM rate.
+// METIS order given, one process) and CHOLMOD (supernodal Cholesky, same
+// order), one thread each, against the machine's one-thread DGEMM rate; and
+// the row of selector -2: MUMPS through the product's own driver, its
+// analysis (METIS order included) timed apart.
 // Usage: bench_ork_factor [cells... | femurH...]  (default 31 45: about 98k and
 // 292k equations; "femur1.5" is the example femur on cubes of 1.5 mm, its
 // stiffness built by the program's own deck reader, index and assembly)
@@ -8,6 +10,7 @@
 #include <cholmod.h>
 #include <dmumps_c.h>
 #include <metis.h>
+#include <mpi.h>
 
 #include <algorithm>
 #include <chrono>
@@ -28,6 +31,7 @@
 #include "solution/assembly.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/ork/orkfact.hpp"
+#include "solvers/pardiso/pardiso.hpp"
 #include "mats.hpp"
 
 extern "C" void openblas_set_num_threads(int);
@@ -117,9 +121,11 @@ Res run_mumps(const UpperCsr& A, const std::vector<double>& b, const std::vector
   id.job = -1;
   id.par = 1;
   id.sym = 2;  // symmetric indefinite, as ORK
-  id.comm_fortran = -987654;
+  PDSNPROC();  // MPI started, a world of one
+  id.comm_fortran = static_cast<MUMPS_INT>(MPI_Comm_c2f(MPI_COMM_WORLD));
   dmumps_c(&id);
-  id.icntl[0] = id.icntl[1] = id.icntl[2] = id.icntl[3] = 0;
+  id.icntl[0] = id.icntl[1] = id.icntl[2] = -1;
+  id.icntl[3] = 0;
   id.icntl[6] = 1;  // ICNTL(7): the order given
   id.n = A.n;
   id.nnz = static_cast<MUMPS_INT8>(irn.size());
@@ -143,6 +149,35 @@ Res run_mumps(const UpperCsr& A, const std::vector<double>& b, const std::vector
   r.flops = id.rinfog[2];  // RINFOG(3): operations of the elimination
   id.job = -2;
   dmumps_c(&id);
+  r.res = resid(A, x, b);
+  return r;
+}
+
+// Selector -2 as the program runs it: analysis once, then factorisation,
+// solve and release of the factor (the factor time includes the solve), and
+// the solve of a later iteration.
+Res run_pds(const UpperCsr& A, const std::vector<double>& b) {
+  Res r;
+  ossa::model::PDSDATA p;
+  double t = now(), p0 = cpu();
+  const PdsStatus sa = PDSANA(p, A.n, A.IA.data(), A.JA.data(), A.AV.data());
+  std::printf("  sel -2 analysis %.2f s wall %.2f s cpu, status %d, estimate %.1f MB\n", now() - t, cpu() - p0, sa,
+              static_cast<double>(p.MEMP + p.MEMN) * 4.0e-6);
+  std::vector<double> x = b;
+  t = now();
+  p0 = cpu();
+  const PdsStatus sf = PDSFSOLVE(p, A.AV.data(), x.data());
+  r.tfact = now() - t;
+  r.cfact = cpu() - p0;
+  if (sf != PDS_OK) std::printf("  sel -2 status %d, INFOG(1) %d\n", sf, p.INFO1);
+  // A later iteration: the symbolic analysis again on the kept order.
+  std::vector<double> x2 = b;
+  t = now();
+  p0 = cpu();
+  PDSFSOLVE(p, A.AV.data(), x2.data());
+  std::printf("  sel -2 next solve %.2f s wall %.2f s cpu (symbolic analysis again, factor, solve)\n", now() - t,
+              cpu() - p0);
+  PDSEND(p);
   r.res = resid(A, x, b);
   return r;
 }
@@ -246,8 +281,11 @@ int main(int argc, char** argv) {
     const auto pos = metis_order(A);
     const Res mu = run_mumps(A, b, pos);
     const Res ch = run_cholmod(A, b, pos);
+    Res pds = run_pds(A, b);
+    pds.flops = mu.flops;
     line("ORK", ork, ork);
     line("MUMPS", mu, ork);
+    line("sel -2", pds, ork);
     line("CHOLMOD", ch, ork);
     const Rate again = dgemm_rate();
     std::printf("  DGEMM again %.2f GFLOP/s cpu; ORK at %.0f%% of the better DGEMM cpu rate\n", again.cpu,

@@ -6,15 +6,10 @@ if(TARGET bench_cg)
   target_link_libraries(bench_cg PRIVATE Eigen3::Eigen)
 endif()
 
-# MUMPS, sequential (Debian's build, without METIS: the order is handed to it).
+# MUMPS: the MPI build the product links (Debian's, without METIS: the order
+# is handed to it), run as a world of one.
 function(ossa_link_mumps target)
-  find_path(MUMPS_INC dmumps_c.h REQUIRED)
-  find_path(MUMPS_SEQ_INC mpi.h PATHS /usr/include/mumps_seq NO_DEFAULT_PATH REQUIRED)
-  find_library(DMUMPS_SEQ_LIB dmumps_seq REQUIRED)
-  find_library(MUMPS_COMMON_SEQ_LIB mumps_common_seq REQUIRED)
-  find_library(MPISEQ_LIB mpiseq_seq REQUIRED)
-  target_include_directories(${target} PRIVATE ${MUMPS_INC} ${MUMPS_SEQ_INC})
-  target_link_libraries(${target} PRIVATE ${DMUMPS_SEQ_LIB} ${MUMPS_COMMON_SEQ_LIB} ${MPISEQ_LIB})
+  target_link_libraries(${target} PRIVATE ossa_pardiso)
 endfunction()
 
 # bench_ork_analysis: the ORK analysis against MUMPS's analysis phase on the

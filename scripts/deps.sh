@@ -4,7 +4,8 @@
 OSSA_PACKAGES=(
   g++ cmake ninja-build pkg-config
   libmetis-dev libgtest-dev
-  libmumps-seq-dev libeigen3-dev libsuitesparse-dev libopenblas-dev
+  libmumps-dev mpi-default-dev openmpi-bin
+  libeigen3-dev libsuitesparse-dev libopenblas-dev
   python3 python3-meshio
   afl++ clang libomp-dev
 )

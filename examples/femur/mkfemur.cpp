@@ -11,7 +11,7 @@ int main(int argc, char** argv) {
   if (argc > 2) o.SOLVER = std::atoi(argv[2]);
   if (argc > 3) o.NONLINEAR = std::atoi(argv[3]);
   if (!(o.H > 0.3 && o.H < 50.0)) {
-    std::fprintf(stderr, "usage: ossa-mkfemur [cube side mm, 0.3..50] [solver 0|-1] [nonlinear 0|1]\n");
+    std::fprintf(stderr, "usage: ossa-mkfemur [cube side mm, 0.3..50] [solver 0|-1|-2] [nonlinear 0|1]\n");
     return 2;
   }
   const long n = ossa::example::write_femur_deck(stdout, o);

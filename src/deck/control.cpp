@@ -10,6 +10,7 @@
 #include "deck/deck.hpp"
 #include "model/stop.hpp"
 #include "solvers/gpu/gpu.hpp"
+#include "solvers/pardiso/pardiso.hpp"
 
 namespace ossa::deck {
 
@@ -90,11 +91,13 @@ void CNTR3RD(Model& m, const Card& c) {
   m.KK(kk::DEVICE) = I(m, c, 41, 45);
   std::int32_t nth = I(m, c, 46, 50);
   if (m.KK(kk::DEVICE) >= 0) solvers::DEVCHECK(m);
-  // The parallel runtime's maximum stands in for the math library's.
+  // The parallel runtime's maximum stands in for the math library's; the
+  // count goes to both.
   const int most = omp_get_max_threads();
   if (nth > most) nth = most;
   if (nth > 0) {
     omp_set_num_threads(nth);
+    solvers::PDSTHREADS(nth);
     m.NTHREAD = nth;
   }
 }

@@ -28,8 +28,6 @@ constexpr Missing MISSING[] = {
     {[](const Model& m) { return m.KK(kk::NRUBB) > 0; }, "THE RUBBER ELEMENT"},
     {[](const Model& m) { return m.KK(kk::NTRUSS) > 0; }, "THE TRUSS ELEMENT"},
     {[](const Model& m) { return m.KK(kk::NGAP) > 0; }, "THE GAP ELEMENT"},
-    {[](const Model& m) { return m.KK(kk::SOLVER) == 3; },
-     "THE THIRD-PARTY DIRECT SOLVER (SELECTOR -2)"},
 };
 
 }  // namespace

@@ -1,6 +1,7 @@
 // The solvers' own records, members of the Model: ORK's arrays and scalars
 // (the packed analysis in ORKI, the real work array ORKR, the solve's work
-// vectors and the figures of the analysis) and the processor CG's arrays.
+// vectors and the figures of the analysis), the third-party solver's and the
+// processor CG's arrays.
 // The solvers fill and use them; the Model only owns and counts them.
 #pragma once
 #include <cstdint>
@@ -46,10 +47,29 @@ struct CGDATA {
   double CGSHIFT = 1.5;
 };
 
+// The third-party direct solver's instance: a type its driver alone knows.
+struct PDSHANDLE;
+
+// The third-party direct solver (KK(21)=3): its instance while an analysis
+// stands, the coordinate rows and the fill-reducing order it is handed, and
+// its memory estimates after the analysis.
+struct PDSDATA {
+  PDSHANDLE* PT = nullptr;         // the instance; null when no analysis stands
+  base::Arr1<std::int32_t> IRN;    // NZ: row of each stored entry (columns are JA)
+  base::Arr1<std::int32_t> PERM;   // NEQ: position of each equation in the pivot order
+  long MEMP = 0;                   // words of the process with the largest share
+  long MEMN = 0;                   // words of all other processes
+  int INFO1 = 0, INFO2 = 0;        // the solver's status pair after its last call
+  int NULLPIV = 0;                 // null pivots found by the last factorisation
+};
+
 // Four-byte words held by ORK's arrays, for the budget sum.
 inline long ORKWORDS(const ORKDATA& o) {
   return o.ORKI.size() + 2 * o.ORKR.size() + 2 * o.W.size() + o.PERM.size();
 }
+
+// Four-byte words held by the third-party solver's arrays on this side.
+inline long PDSWORDS(const PDSDATA& p) { return p.IRN.size() + p.PERM.size(); }
 
 // Four-byte words held by the processor CG's arrays.
 inline long CGWORDS(const CGDATA& c) { return 2 * c.LV.size() + 2 * c.CGW.size() + c.CGGRP.size(); }

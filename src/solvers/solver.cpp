@@ -1,7 +1,7 @@
 // The solver frame: one table of solvers, a row each for the preparation,
 // the solve and the release. The processor CG is complete here; the
-// multifrontal solver, PARDISO and the device CG each enter through their
-// own helpers below.
+// multifrontal solver, the third-party direct solver and the device CG each
+// enter through their own helpers below.
 #include "solvers/solver.hpp"
 
 #include <string>
@@ -12,6 +12,7 @@
 #include "solvers/ork/ork.hpp"
 #include "solvers/gpu/gpu.hpp"
 #include "solvers/ork/orkfact.hpp"
+#include "solvers/pardiso/pardiso.hpp"
 
 namespace ossa::solvers {
 
@@ -85,10 +86,16 @@ void prep_ork(Model& m, long, long, int NO2) { ORKPREP(m, NO2); }
 void solve_ork(Model& m, int ITER) { SOLVE_ORK(m, ITER); }
 void free_ork(Model& m) { ORKFREE(m); }
 
-// ---- PARDISO (KK(21) = 3): budget of 2*NZ words, then its analysis phase.
-void prep_pds(Model& m, long, long FREE, int NO2) { model::BUDGETCHK(m, 2 * nz(m), FREE, NO2); }
-void solve_pds(Model&, int) {}
-void free_pds(Model&) {}
+// ---- The third-party direct solver (KK(21) = 3): budget of 2*NZ words (its
+// IRN and PERM hold NZ + NEQ), then its analysis and the test of its estimate.
+void prep_pds(Model& m, long TOTAL, long FREE, int NO2) {
+  model::BUDGETCHK(m, 2 * nz(m), FREE, NO2);
+  PDSPREP(m, FREE, NO2);
+  MEMREPORT(m, "MULTIFRONTAL SOLVER (PARDISO) MESSAGE", HYCOL_CG, TOTAL, FREE,
+            {{REQUIRED, neq(m) + 3 * nz(m) + m.PDS.MEMP + m.PDS.MEMN + 1}});
+}
+void solve_pds(Model& m, int ITER) { SOLVE_PDS(m, ITER); }
+void free_pds(Model& m) { PDSFREE(m); }
 
 // ---- No solver (any other KK(21)): nothing to prepare, solve or release.
 void prep_none(Model&, long, long, int) {}

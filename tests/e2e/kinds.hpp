@@ -1,7 +1,6 @@
 // One small deck for each kind of job a user can ask for beyond the static
-// solid job: dynamics, Riks, contact, each element family, the
-// third-party solver. Built on a box of six tetrahedra held at x = 0 and
-// pulled at x = 1.
+// solid job: dynamics, Riks, contact, each element family. Built on
+// a box of six tetrahedra held at x = 0 and pulled at x = 1.
 #pragma once
 #include <string>
 #include <vector>
@@ -70,8 +69,6 @@ inline std::vector<KindDeck> kind_decks() {
     p.cntel = cntel(nt, 0, 1);
     p.extra = card("GAP  %10d%10d%10d%10d%10d%10d", t[0][0], t[0][1], t[0][2], t[1][0], t[1][1], t[1][2]);
   });
-  add("THE THIRD-PARTY DIRECT SOLVER (SELECTOR -2)",
-      [](DeckParts& p) { p.cntrl = cntrl(0, 0, 10, 1e-4, -2); });
   return v;
 }
 
