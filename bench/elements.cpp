@@ -1,10 +1,12 @@
-// Times the solid element's passes over about a million tetrahedra: the
-// small-displacement stiffness, the total Lagrangian tangent and force.
+// Times the element routines over about a million elements each: the
+// solid's four passes over tetrahedra, then the shell's four over triangles
+// of a curved sheet, per element beside each other.
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 
-#include "cube.hpp"
+#include "elements/shell.hpp"
+#include "shells.hpp"
 
 namespace {
 
@@ -14,8 +16,62 @@ template <class F>
 void timed(const char* what, int ne, F pass) {
   const ossa::bench::Stopwatch sw;
   const double check = pass();
-  std::printf("%-8s %d elements: %.3f s wall, %.3f s processor  (check %.6e)\n", what, ne,
-              sw.wall(), sw.cpu(), check);
+  std::printf("%-8s %d elements: %.3f s wall, %.3f s processor, %.3f us an element  (check %.6e)\n", what,
+              ne, sw.wall(), sw.cpu(), 1e6 * sw.cpu() / ne, check);
+}
+
+// The shell's four routines over a sheet of about NE triangles, the sheet
+// bent and stretched (rotations turn the directors for the nonlinear route).
+void shells(int ne) {
+  ossa::model::Model m;
+  const int nx = static_cast<int>(std::sqrt(ne / 2.0));
+  ossa::bench::sheet(m, nx, nx, 65536);
+  const int nn = m.NNODE(), n = m.NELEM();
+  ossa::base::Arr2<double> U, P, PD;
+  ossa::base::Arr1<std::int32_t> noframe;
+  ossa::base::Arr3<double> frame;
+  if (!U.allocate(7, nn) || !P.allocate(7, nn) || !PD.allocate(7, nn)) std::exit(1);
+  for (int i = 1; i <= nn; ++i) {
+    U(1, i) = 1e-3 * std::sin(0.1 * m.XYZ(2, i));
+    U(3, i) = 2e-3 * m.XYZ(1, i);
+    U(5, i) = 1e-3;
+  }
+  double sk[ossa::elements::SHLNK];
+  const int pool = m.NSHELL();
+  auto rec = [&](int e) -> ossa::model::SHLREC& { return m.SHLREC(m.ELEM(e).IDX); };
+  timed("SHLKLIN", n, [&] {
+    double s = 0.0;
+    for (int e = 1; e <= n; ++e) {
+      el::SHLKLIN(m.ELEM(e).NOD.data(), m.XYZ, rec(e), sk);
+      s += sk[0];
+    }
+    return s;
+  });
+  timed("SHLFLIN", n, [&] {
+    for (int e = 1; e <= n; ++e)
+      el::SHLFLIN(m, P, PD, rec(e), m.XYZ, U, m.ELEM(e).NOD.data(), e, 0, 0);
+    return P(1, nn / 2);
+  });
+  for (int k = 1; k <= pool; ++k)
+    for (int a = 1; a <= 3; ++a) {
+      double R[9];
+      const double th[3] = {0.0, 1e-3, 0.0};
+      el::SHLROT(th, R);
+      ossa::base::MATMUL(R, &m.SHLREC(k).V0(1, a), &m.SHLREC(k).V(1, a), 3, 3, 1);
+    }
+  timed("SHLFNL", n, [&] {
+    for (int e = 1; e <= n; ++e)
+      el::SHLFNL(m, P, PD, rec(e), m.XYZ, U, m.ELEM(e).NOD.data(), e, 0, 0);
+    return P(1, nn / 2);
+  });
+  timed("SHLKNL", n, [&] {
+    double s = 0.0;
+    for (int e = 1; e <= n; ++e) {
+      el::SHLKNL(m.ELEM(e).NOD.data(), m.XYZ, U, rec(e), noframe, frame, sk);
+      s += sk[0];
+    }
+    return s;
+  });
 }
 
 }  // namespace
@@ -60,5 +116,6 @@ int main(int argc, char** argv) {
       el::SOLFLIN(m, P, PD, m.SOLREC(e), m.XYZ, U, m.ELEM(e).NOD.data(), e, 0, 0);
     return P(1, nn / 2);
   });
+  shells(ne);
   return 0;
 }

@@ -231,6 +231,29 @@ void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
   }
 }
 
+// A shell must span a plane and have a thickness, and none of its nodes
+// may carry the pressure of a rubber element: a shell node has no seventh
+// position.
+void shell_checks(Model& m, const Reader& r) {
+  const std::vector<int> shells = elements::FAMILYELEMS(m, elements::F_SHELL);
+  if (shells.empty()) return;
+  std::vector<std::int32_t> owner(static_cast<std::size_t>(m.NNODE()) + 1, 0);
+  for (int j : shells) {
+    const model::ELEMREC& e = m.ELEM(j);
+    if (const char* bad = elements::SHLBAD(m, e))
+      INPUTFAIL(m, r.ELEMLINE(j), "SHELL ELEMENT " + std::to_string(e.ID) + " " + bad);
+    for (int a = 1; a <= 3; ++a) owner[static_cast<std::size_t>(e.NOD(a))] = e.ID;
+  }
+  for (int j : elements::FAMILYELEMS(m, elements::F_RUBBER)) {
+    const model::ELEMREC& e = m.ELEM(j);
+    for (int a = 1; a <= 4; ++a)
+      if (const std::int32_t sh = owner[static_cast<std::size_t>(e.NOD(a))])
+        INPUTFAIL(m, r.ELEMLINE(j), "RUBBER ELEMENT " + std::to_string(e.ID) + " SHARES NODE " +
+                                        std::to_string(m.NODEID(e.NOD(a))) + " WITH SHELL ELEMENT " +
+                                        std::to_string(sh) + ", WHICH CANNOT CARRY ITS PRESSURE.");
+  }
+}
+
 }  // namespace
 
 void DECKFIN(Model& m, const Reader& r) {
@@ -243,6 +266,7 @@ void DECKFIN(Model& m, const Reader& r) {
   yield_type(m, nrow);
   m.RR(rr::EMIN) = emin(m, nrow);
   copy_rows(m, r, maps.elem);
+  shell_checks(m, r);
   m.RD.PROPIP.deallocate();
   m.RD.PROPFP.deallocate();
   m.RD.TRSN.deallocate();

@@ -24,7 +24,6 @@ constexpr Missing MISSING[] = {
     {[](const Model& m) { return m.KK(kk::DYNAMIC) == 1; }, "DYNAMIC ANALYSIS"},
     {riks, "RIKS ARC-LENGTH CONTROL"},
     {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},
-    {[](const Model& m) { return m.KK(kk::NSHELL) > 0; }, "THE SHELL ELEMENT"},
     {[](const Model& m) { return m.KK(kk::NRUBB) > 0; }, "THE RUBBER ELEMENT"},
     {[](const Model& m) { return m.KK(kk::NTRUSS) > 0; }, "THE TRUSS ELEMENT"},
     {[](const Model& m) { return m.KK(kk::NGAP) > 0; }, "THE GAP ELEMENT"},

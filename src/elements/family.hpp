@@ -114,6 +114,19 @@ void SHLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool SHLSTATUS(Model& m, const ELEMREC& e);
 void SHLRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
 int SHLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
+// The shell's scalar mass matrix: consistent (LUMPED 0) MS(3,3), column by
+// column, or lumped (1) MS(3); mass RHO THICK A on the initial geometry.
+void SHLMASS(const Model& m, const ELEMREC& e, int LUMPED, double* MS);
+// What is wrong with a shell card (no thickness, a node twice, no area), or
+// nullptr.
+const char* SHLBAD(const Model& m, const ELEMREC& e);
+// Node frames of a geometrically nonlinear job: FRAMEFLG and FRAME of the
+// shell nodes whose element normals agree, and each element's directors and
+// thickness along them at those nodes.
+void SHLFRAMES(Model& m);
+// Turns the shell directors and the node frames by the rotation increments
+// of DU.
+void SHLVUPD(Model& m);
 
 bool RUBRECOK(const Model& m, const ELEMREC& e);
 void RUBSTART(Model& m, ELEMREC& e, double* CLASS);

@@ -78,7 +78,8 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   w.RIKSLIM = (!dynamic && m.KK(kk::RIKS) != 0) ? m.KK(kk::RIKS) : nstep + 1;
   model::MODELALLOC(m);
   ossa::elements::ELEM_INIT(m);
-  // Shell node frames of a nonlinear job belong here: DOFINIT reads them.
+  // Shell node frames of a nonlinear job: DOFINIT reads them.
+  if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) ossa::elements::SHLFRAMES(m);
   ossa::solution::DOFINIT(m);
   if (m.KK(kk::CONTACT) == 0) {
     ossa::solution::EQINDEX(m, 0);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "elements/family.hpp"
 #include "elements/status.hpp"
 #include "model/stop.hpp"
 #include "solution/assembly.hpp"
@@ -35,6 +36,8 @@ void DISPUPD(Model& m, int FIRST) {
     for (int k = 1; k <= 7; ++k) m.U(k, nd) += m.DU(k, nd);
   for (int nd = 1; nd <= nn; ++nd)
     for (int j = 1; j <= 3; ++j) m.X(j, nd) = m.XYZ(j, nd) + m.U(j, nd);
+  // Shell directors and node frames turn with the rotation increments.
+  if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) elements::SHLVUPD(m);
 }
 
 namespace {
