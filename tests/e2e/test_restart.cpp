@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "deckgen.hpp"
+#include "shellgen.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -84,6 +85,35 @@ TEST(Restart, BoneBarContinuedEqualsTheStraightRunToTheLastBit) {
 }
 
 namespace {
+
+// A bone shell strip 4 x 1 on the nonlinear route, clamped at x = 0, pulled
+// along x past yield and pushed a little across at its free end, by the
+// piece's load factor.
+std::string shell_strip_deck(const BarPiece& p) {
+  const test::ShellMesh s(4, 1, 4.0, 1.0);
+  int nl = 0, nh = 0, npt = 0;
+  const std::string table = test::piece_table(p, npt);
+  const std::string load = test::edge_load(s, 4.0, {2.1, 0.0, 1.0e-3, 0, 0, 0}, nl);
+  const std::string held = test::edge_held(s, 0.0, "111111", nh);
+  return test::cntnd(s.nnode()) + test::cntel(0, s.ntri()) + test::piece_controls(p, 1) + s.node_cards() +
+         s.shell_cards(0.1, {0.0, 1000.0, 1, 1.0e6, 10.0, 0.1, 1.0e5}) + test::ngld(1) + test::nplnk(nh) +
+         test::nload(npt, nl) + table + load + held + "END\n";
+}
+
+TEST(Restart, BoneShellStripContinuedEqualsTheStraightRun) {
+  // Directors, node frames and layer states go with the snapshot.
+  std::string a_snap;
+  {
+    test::ScratchDir dir;
+    a_snap = run(shell_strip_deck(BarPiece{}));
+    EXPECT_EQ(test::result_frame(test::result_frames()).SHELL.at(0).L[0].STATE, 0);  // let back elastic
+  }
+  test::ScratchDir dir;
+  run(shell_strip_deck(BarPiece{0.0, 0.375, 6, 2}));
+  EXPECT_EQ(test::result_frame(test::result_frames()).SHELL.at(0).L[0].STATE, 2);  // past yield
+  std::rename("EXEC.RST2", "EXEC.RST1");
+  EXPECT_TRUE(run(shell_strip_deck(BarPiece{0.375, 1.0, 10, 0, true})) == a_snap);
+}
 
 // Head-marker offset and length of each record of a sequential file.
 std::vector<std::pair<std::size_t, std::size_t>> records(const std::string& s) {
