@@ -33,8 +33,12 @@ constexpr Missing MISSING[] = {
      "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES"},
     {[](const Model& m) { return riks(m) && (m.NGAP() > 0 || m.KK(kk::NBODY) > 0); },
      "RIKS ARC-LENGTH CONTROL WITH GAPS OR CONTACT"},
-    {[](const Model& m) { return m.KK(kk::RESTART) == 1; }, "RESTART FROM EXEC.RST1"},
-    {[](const Model& m) { return m.KK(kk::RSTOUT) == 1; }, "RESTART FILE OUTPUT"},
+    // The snapshot does not yet carry the integrator's start nor the
+    // arc-length scalars through a restart.
+    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && m.KK(kk::DYNAMIC) == 1; },
+     "RESTART OF A DYNAMIC ANALYSIS"},
+    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && riks(m); },
+     "RESTART UNDER RIKS ARC-LENGTH CONTROL"},
     {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},
 };
 

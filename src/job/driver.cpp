@@ -103,6 +103,14 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   w.NSUB = 1;
   w.FIRSTCHG = 0;
   w.STOPFLAG = 0;
+  // A restart goes on from the state of the earlier run's last output, from
+  // its own first step.
+  if (m.KK(kk::RESTART) == 1) {
+    results::RstHead h;
+    results::RSTREAD(m, h);
+    w.NSUB = h.NSUB;
+    w.FIRSTCHG = h.FIRSTCHG;
+  }
 }
 
 // One substep; a dynamic one of length DT after the substep before it, or
@@ -160,13 +168,24 @@ void riks_short(Model& m) {
                        base::fPE(m.RIKS.LAMBDA, 10, 4) + ".");
 }
 
-void snapshot(Model& m, const Walk& w) {
+results::RstHead snaphead(const Walk& w) {
   results::RstHead h;
   h.STEP = w.STEP;
   h.NSUB = w.NSUB;
   h.FIRSTCHG = w.FIRSTCHG;
-  h.DTPREV = m.DYN.DTPREV;
-  results::RSTSAVE(m, h);
+  return h;
+}
+
+void snapshot(Model& m, const Walk& w) { results::RSTSAVE(m, snaphead(w)); }
+
+// The result frame and, when the deck asks for it, the restart snapshot.
+void output(Model& m, Walk& w) {
+  ++w.NOUT;
+  results::RESOUT(m, w.STEP, w.TIME);
+  if (m.KK(kk::RSTOUT) != 1) return;
+  const double t = m.clock.now();
+  results::RSTWRITE(m, snaphead(w));
+  m.TIMES(model::T_OUTPUT) += m.clock.now() - t;
 }
 
 // The dynamic driver's own set-up: the time table checked (the method
@@ -223,7 +242,6 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       results::RSTLOAD(m, h);
       w.STEP = h.STEP;
       w.TIME = m.T(w.STEP);
-      m.DYN.DTPREV = h.DTPREV;
       if (m.KK(kk::DYNAMIC) == 1) solution::DEADNODES(m);  // of the restored states
       w.NSUB = m.KK(kk::NSUBSTEP);
       w.FIRSTCHG = 2;
@@ -231,10 +249,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
       continue;
     }
     model::PROGRESS(w.TIME, tend);
-    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG, riks ? w.STEP : 0) == 1) {
-      ++w.NOUT;
-      results::RESOUT(m, w.STEP, w.TIME);
-    }
+    if (OUTSEL(m, w.TIME, s, w.FIRSTCHG, w.STOPFLAG, riks ? w.STEP : 0) == 1) output(m, w);
     if (w.TIME > tend - 1.0e-8 || w.STOPFLAG == 1) break;
     if (saving(m, w) && w.STEP < w.RIKSLIM) snapshot(m, w);
   }

@@ -1,7 +1,7 @@
 // One small deck for each kind of job a user can ask for beyond the static
-// solid and shell jobs, static and dynamic: restart, contact, the element
-// families still to come. Built on a box of six tetrahedra held at x = 0 and
-// pulled at x = 1.
+// solid and shell jobs, static and dynamic: contact and the element
+// families still to come. Built on a box of six tetrahedra held at x = 0
+// and pulled at x = 1.
 #pragma once
 #include <string>
 #include <vector>
@@ -41,8 +41,6 @@ inline std::vector<KindDeck> kind_decks() {
     edit(p);
     v.push_back({what, join(b, p), built});
   };
-  add("RESTART FROM EXEC.RST1", [](DeckParts& p) { p.cntrl[5] = '1'; });
-  add("RESTART FILE OUTPUT", [](DeckParts& p) { p.prpl2 = card("PRPL2%25s%3d", "", 1); });
   add("CONTACT ANALYSIS", [&](DeckParts& p) {
     p.extra = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
               card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
