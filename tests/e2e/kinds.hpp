@@ -41,6 +41,11 @@ inline std::vector<KindDeck> kind_decks() {
     edit(p);
     v.push_back({what, join(b, p), built});
   };
+  add("RESTART OF A DYNAMIC ANALYSIS", [](DeckParts& p) {
+    p.cntrl[5] = '1';
+    p.cntrl[8] = '1';
+    p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
+  });
   add("CONTACT ANALYSIS", [&](DeckParts& p) {
     p.extra = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
               card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
