@@ -142,16 +142,23 @@ double emin(const Model& m, int nrow) {
 
 // ---- Property rows -------------------------------------------------------------
 
+// Mass and damping: density from the row's weight density (N/mm^3 over
+// g in mm/s^2), the body-load row, and the Rayleigh factors.
+template <class Rec>
+void mass_fields(const Model& m, int row, Rec& s) {
+  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.RD.PROPIP(2, row);
+  s.ALPHA = m.RD.PROPFP(7, row);
+  s.BETA = m.RD.PROPFP(8, row);
+}
+
 // The fields that shells and solids share.
 template <class Rec>
 void bone_fields(const Model& m, int row, Rec& s) {
   s.GROUP = m.RD.PROPIP(1, row) + 10 * m.RD.PROPIP(3, row) + 1;
   s.E = m.RD.PROPFP(2, row);
   s.NU = m.RD.PROPFP(1, row);
-  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.RD.PROPIP(2, row);
-  s.ALPHA = m.RD.PROPFP(7, row);
-  s.BETA = m.RD.PROPFP(8, row);
+  mass_fields(m, row, s);
   s.SIGT = m.RD.PROPFP(4, row);
   s.YTYPE = m.RD.PROPIP(4, row);
   const double et0 = m.RD.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(rr::EMIN);
@@ -172,10 +179,7 @@ void rubber_fields(Model& m, int row, long line, model::RUBREC& s) {
   s.C1 = m.RD.PROPFP(1, row);
   s.C2 = m.RD.PROPFP(2, row);
   s.KB = m.RD.PROPFP(4, row);
-  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.RD.PROPIP(2, row);
-  s.ALPHA = m.RD.PROPFP(7, row);
-  s.BETA = m.RD.PROPFP(8, row);
+  mass_fields(m, row, s);
 }
 
 // The table number was checked on its card. The force law needs a segment

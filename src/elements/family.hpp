@@ -37,6 +37,12 @@ template <class T>
 SNAPITEM SNAPVAL(T& v) {
   return {&v, sizeof v};
 }
+// Copies the items of a family's snapshot list into ITEMS; their count.
+template <std::size_t N>
+int SNAPLIST(const SNAPITEM (&items)[N], SNAPITEM* ITEMS) {
+  for (std::size_t k = 0; k < N; ++k) ITEMS[k] = items[k];
+  return static_cast<int>(N);
+}
 
 // An element's mass for dynamic jobs and body loads, from its family: the
 // scalar matrix S over its NEN mass nodes (NEN x NEN column by column for the

@@ -387,9 +387,7 @@ int SOLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
   const SNAPITEM items[] = {SNAPARR(s.D),       SNAPARR(s.STRAIN),  SNAPARR(s.EPLAST),
                             SNAPVAL(s.EPEQ),    SNAPARR(s.STRESS),  SNAPARR(s.STRESS0),
                             SNAPARR(s.PDIR),    SNAPVAL(s.STATE),   SNAPVAL(s.YIELD)};
-  int n = 0;
-  for (const SNAPITEM& it : items) ITEMS[n++] = it;
-  return n;
+  return SNAPLIST(items, ITEMS);
 }
 
 }  // namespace ossa::elements
