@@ -16,14 +16,7 @@ using test::LinkDeck;
 
 namespace {
 
-// Runs the deck to a normal end; returns the log.
-std::string run(const LinkDeck& d) {
-  test::write_file("EXEC.INP", d.str());
-  const auto r = test::run_ossa();
-  const std::string log = test::read_file("EXEC.LOG");
-  EXPECT_NE(r.out.find("##$$ExSv end 1 1\n"), std::string::npos) << r.out << log;
-  return log;
-}
+std::string run(const LinkDeck& d) { return test::run_deck(d.str()); }
 
 // Displacement of node `id` in frame f.
 const float* disp(const post::Frame& f, int id) { return f.DISP.at(static_cast<std::size_t>(id - 1)).V; }
@@ -196,28 +189,3 @@ TEST(GapJob, OpensAndClosesWhereTheFacesMeetAgain) {
   EXPECT_NE(log.find("        FREE        0      6\n     CONTACT        0      0\n"), std::string::npos);
 }
 
-TEST(LinkJob, BarOfZeroLengthAndGapOffTheSolidsStopNamingTheElement) {
-  LinkDeck bar;
-  bar.xyz = {{0, 0, 0}, {1, 1, 1}, {1, 1, 1}};
-  bar.bars = {{1, 2, 1}, {2, 3, 1}};
-  bar.tables = {{{0.0, 0.0}, {1.0, 1.0}}};
-  bar.holds = {{1, "111000"}};
-  std::vector<int> driven;
-  LinkDeck gap = test::driven_blocks(1.5, 1000.0, {{0, 0}, {1, 0.01}}, driven);
-  // Corners of A's far face with one of its near face: no face of a solid.
-  gap.gaps = {{test::block_node(0, 1, 0, 0), test::block_node(0, 1, 1, 0), test::block_node(0, 0, 1, 1),
-               test::block_node(1, 0, 0, 0), test::block_node(1, 0, 1, 0), test::block_node(1, 0, 1, 1)}};
-  const struct { const LinkDeck* d; const char* end; const char* msg; } cases[] = {
-      {&bar, "##$$ExSv end -3 0\n", "\n TRUSS ELEMENT 2 HAS ZERO LENGTH.\n *** ERROR NO. ***\n  -3  0\n"},
-      {&gap, "##$$ExSv end -1 0\n",
-       "\n GAP ELEMENTS 1 TO 3: NODES 2 4 7 ARE NO FACE OF A SOLID ELEMENT.\n\n STOP IN SUB. ELEM_INIT!\n"},
-  };
-  for (const auto& c : cases) {
-    test::ScratchDir dir;
-    test::write_file("EXEC.INP", c.d->str());
-    const auto r = test::run_ossa();
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.out, c.end) << r.out;
-    EXPECT_NE(test::read_file("EXEC.LOG").find(c.msg), std::string::npos) << test::read_file("EXEC.LOG");
-  }
-}
