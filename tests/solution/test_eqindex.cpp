@@ -10,6 +10,7 @@
 
 #include "base/fmt.hpp"
 #include "solution/index.hpp"
+#include "solution/loads.hpp"
 #include "mesh.hpp"
 #include "testutil.hpp"
 
@@ -139,7 +140,6 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
   ossa::test::ScratchDir dir;
   {
     Model m;
-    ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     ossa::test::open_log(m);
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     m.KK(ossa::kk::MEMMB) = 0;  // no memory at all
@@ -162,7 +162,6 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
         for (int c = b + 1; c <= 8; ++c)
           for (int d = c + 1; d <= 8; ++d) el.push_back({2, {a, b, c, d}});
     Model m;
-    ossa::testing::build(m, points(8), el, 2);
     ossa::test::open_log(m);
     ossa::testing::build(m, points(8), el, 2);
     m.KK(ossa::kk::BLOCKW) = 2;
@@ -175,4 +174,16 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
               0u)
         << log;
   }
+}
+
+TEST(TableFunction, HoldsBelowAndExtrapolatesAbove) {
+  const double t[3] = {1.0, 2.0, 4.0}, v[3] = {10.0, 20.0, 0.0};
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(0.0, t, v, 3), 10.0);   // no extrapolation below
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(1.0, t, v, 3), 10.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(1.5, t, v, 3), 15.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(3.0, t, v, 3), 10.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(5.0, t, v, 3), -10.0);  // last segment continues
+  const double t1[1] = {1.0}, v1[1] = {3.0};
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(0.5, t1, v1, 1), 3.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(7.0, t1, v1, 1), 3.0);
 }
