@@ -67,6 +67,18 @@ inline std::string disp(int nd, double ux, double uy, double uz) {
   return card("DISP %10d%15.8E%15.8E%15.8E%15.8E%15.8E%15.8E", nd, ux, uy, uz, 0.0, 0.0, 0.0);
 }
 
+// The cards before the mesh of a job that writes every step: counts,
+// CNTRL, plain CNTR2 and CNTR3, NSTEP steps to time 1.
+inline std::string job_head(int nnode, int nsol, int nshl, const std::string& cntrl_card, int nstep) {
+  return cntnd(nnode) + cntel(nsol, nshl) + cntrl_card + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
+         kukan(1.0, nstep);
+}
+// One load group of NCARDS data cards on the ramp from 0 at time 0 to 1 at
+// time 1, after the count of NHELD "PLNK" cards.
+inline std::string ramp_group(int nheld, int ncards) {
+  return ngld(1) + nplnk(nheld) + nload(2, ncards) + tblld(0.0, 0.0) + tblld(1.0, 1.0);
+}
+
 struct P3 { double x, y, z; };
 
 // A box [0,LX] x [0,LY] x [0,LZ] of NX x NY x NZ cubes, six tetrahedra each;
