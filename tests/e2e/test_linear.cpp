@@ -18,8 +18,7 @@ namespace {
 constexpr double E = 1000.0;
 
 std::string head(const Box& b, const std::string& cntrl, int nstep) {
-  return test::cntnd(b.nnode()) + test::cntel(b.ntet()) + cntrl + test::cntr2(1, 1) + test::cntr3_cpu() +
-         test::card("PRPLT%10s%5d", "", 1) + test::kukan(1.0, nstep);
+  return test::job_head(b.nnode(), b.ntet(), 0, cntrl, nstep);
 }
 
 enum Load { FORCE, DIRFC, PRESS, DISP };
@@ -53,8 +52,7 @@ std::string end_load(const Box& b, Load kind, double T, int& nheld, std::string&
       ++nheld;
     }
   }
-  return test::ngld(1) + test::nplnk(nheld) + test::nload(2, n) + test::tblld(0.0, 0.0) +
-         test::tblld(1.0, 1.0) + cards;
+  return test::ramp_group(nheld, n) + cards;
 }
 
 struct BarCase {
@@ -139,8 +137,7 @@ TEST(LinearJob, EnforcedLinearFieldIsReproducedWithItsEnergy) {
       ee += e * e;
       tr += i == j ? e : 0.0;
     }
-  test::run_deck(head(b, test::cntrl(0, 0, 10, 1e-8), 2) + b.mesh_cards(nu, E) + test::ngld(1) + test::nplnk(nb) +
-      test::nload(2, nb) + test::tblld(0.0, 0.0) + test::tblld(1.0, 1.0) + disps + held + "END\n");
+  test::run_deck(head(b, test::cntrl(0, 0, 10, 1e-8), 2) + b.mesh_cards(nu, E) + test::ramp_group(nb, nb) + disps + held + "END\n");
   test::expect_golden_log("static_enforced");
   for (int k = 1; k <= 2; ++k) {
     const double s = 0.5 * k;
