@@ -5,6 +5,8 @@
 // opens and closes again between two blocks.
 #include <gtest/gtest.h>
 
+#include <Eigen/Dense>
+
 #include <cmath>
 #include <sstream>
 
@@ -34,17 +36,12 @@ double react_x(const post::Frame& f, const std::vector<int>& ids) {
 TEST(TrussJob, DeterminateTwoBarTrussMatchesStatics) {
   // Bars from (0,0) and (4,0) to the loaded node (1,2); EA = 1000.
   const double EA = 1000.0, P[2] = {3.0, -5.0};
-  const double s[2][2] = {{0.0, 0.0}, {4.0, 0.0}}, x3[2] = {1.0, 2.0};
-  double e[2][2], L[2];
-  for (int a = 0; a < 2; ++a) {
-    L[a] = std::hypot(x3[0] - s[a][0], x3[1] - s[a][1]);
-    for (int i = 0; i < 2; ++i) e[a][i] = (x3[i] - s[a][i]) / L[a];
-  }
   // N1 e1 + N2 e2 = P, then e_a . u = N_a L_a / EA.
-  const double det = e[0][0] * e[1][1] - e[1][0] * e[0][1];
-  const double N[2] = {(P[0] * e[1][1] - P[1] * e[1][0]) / det, (e[0][0] * P[1] - e[0][1] * P[0]) / det};
-  const double c[2] = {N[0] * L[0] / EA, N[1] * L[1] / EA};
-  const double u[2] = {(c[0] * e[1][1] - c[1] * e[0][1]) / det, (e[0][0] * c[1] - e[1][0] * c[0]) / det};
+  const Eigen::Vector2d x3(1.0, 2.0), s[2] = {{0.0, 0.0}, {4.0, 0.0}}, L(std::sqrt(5.0), std::sqrt(13.0));
+  Eigen::Matrix2d A;
+  for (int a = 0; a < 2; ++a) A.col(a) = (x3 - s[a]) / L(a);
+  const Eigen::Vector2d N = A.inverse() * Eigen::Vector2d(P[0], P[1]);
+  const Eigen::Vector2d u = A.transpose().inverse() * N.cwiseProduct(L) / EA;
   for (int solver : {-1, 0}) {
     test::ScratchDir dir;
     LinkDeck d;
@@ -59,9 +56,9 @@ TEST(TrussJob, DeterminateTwoBarTrussMatchesStatics) {
     const post::Frame f = test::result_frame(test::result_frames());
     ASSERT_EQ(f.TRUSS.size(), 2u);
     for (int a = 0; a < 2; ++a) {
-      EXPECT_NEAR(f.TRUSS[a].V[1], N[a], 1e-5 * std::fabs(N[a])) << solver;
-      EXPECT_NEAR(f.TRUSS[a].V[0], N[a] / EA, 1e-5 * std::fabs(N[a] / EA)) << solver;
-      EXPECT_NEAR(disp(f, 3)[a], u[a], 1e-5 * std::hypot(u[0], u[1])) << solver;
+      EXPECT_NEAR(f.TRUSS[a].V[1], N(a), 1e-5 * std::fabs(N(a))) << solver;
+      EXPECT_NEAR(f.TRUSS[a].V[0], N(a) / EA, 1e-5 * std::fabs(N(a) / EA)) << solver;
+      EXPECT_NEAR(disp(f, 3)[a], u(a), 1e-5 * u.norm()) << solver;
     }
   }
 }
