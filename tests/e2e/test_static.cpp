@@ -2,12 +2,15 @@
 // against closed forms in the result files: a bar pulled by an end load
 // given four ways and solved by both solvers, a linear displacement field
 // enforced on a cube's boundary, and a bar stretched far under a dead load.
-// The logs are compared whole with their golden copies.
+// The logs are compared whole with their golden copies. And the job's flow
+// as a user meets it: a deck that asks for no analysis, the work files of a
+// material nonlinear job, and a job naming a device where none answers.
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "deckgen.hpp"
+#include "solvers/gpu/gpu.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -181,3 +184,43 @@ TEST(NonlinearJob, DeadLoadStretchFollowsTheStVenantKirchhoffCurve) {
   }
 }
 
+TEST(JobFlow, NoAnalysisEndsNormallyAndPlasticWorkFilesGoAtTheEnd) {
+  const Box b(2, 1, 1, 2.0, 1.0, 1.0);
+  for (char kind : {'2', '0'}) {  // column 9: neither static nor dynamic, or static
+    test::ScratchDir dir;
+    std::string cntrl = test::cntrl(0, 1, 10, 1e-3);
+    cntrl[8] = kind;
+    const std::string log = test::run_deck(head(b, cntrl, 2) + b.mesh_cards(0.3, E) + "END\n");
+    EXPECT_NE(log.find(" ***** ELAPSED TIME *****"), std::string::npos);
+    for (const char* f : {"EXEC.SOL", "EXEC.SHL", "EXEC.RST", "EXEC.WK1"}) EXPECT_FALSE(test::exists(f)) << f;
+    if (kind == '0') continue;
+    EXPECT_EQ(test::read_file("run.out"), "##$$ExSv end 1 1\n");  // no progress: the step walk never runs
+    EXPECT_EQ(log.find("SOLVER MESSAGE"), std::string::npos);
+    EXPECT_EQ(log.find("STEP NO."), std::string::npos);
+  }
+}
+
+TEST(JobFlow, AnAbsentDeviceLeavesTheJobToTheProcessor) {
+  if (!solvers::GPUQUERY().props.empty()) GTEST_SKIP() << "a device answers (the device tests run there)";
+  const Box b(2, 1, 1, 2.0, 1.0, 1.0);
+  // Device 0 named on the card (checked as it is read), and by the card's
+  // absence (checked when the solver is prepared, after the echo).
+  const std::pair<std::string, const char*> cases[] = {
+      {test::card("CNTR3%5s%30s%5d%5d", "", "", 0, 0), "LINEAR EQUATION SOLVER : CG  "},
+      {"", "LINEAR EQUATION SOLVER : CG (GPU)"}};
+  for (const auto& [cntr3, echo] : cases) {
+    test::ScratchDir dir;
+    std::string deck = head(b, test::cntrl(0, 0, 10, 1e-3), 2) + b.mesh_cards(0.3, E) + "END\n";
+    deck.replace(deck.find(test::cntr3_cpu()), test::cntr3_cpu().size(), cntr3);
+    const std::string log = test::run_deck(deck);
+    EXPECT_NE(log.find("            * * *   GPU DEVICE CHECK   * * *\n"
+                       "                     Error: Device No. is changed into '-1(CPU)'\n"),
+              std::string::npos);
+    EXPECT_NE(log.find(echo), std::string::npos);
+    EXPECT_NE(log.find(" *****  CG-METHOD SOLVER MESSAGE  *****"), std::string::npos);
+    const std::string dev = test::read_file("gpu_device.txt");
+    EXPECT_EQ(dev.rfind("KK(120) = 0\n", 0), 0u);
+    EXPECT_NE(dev.find("Device No.0 is not found.\n"), std::string::npos);
+    EXPECT_FALSE(test::exists("gpu_solver.log"));
+  }
+}
