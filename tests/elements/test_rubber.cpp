@@ -217,19 +217,14 @@ TEST(Rubber, TangentIsTheDerivativeOfForceAndResidualAndCondensationSolvesTheSam
 TEST(Rubber, MassIsDiagonalAndSumsToTheElementMass) {
   base::Arr2<double> XYZ;
   XYZ.allocate(3, 4);
-  const double x[4][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};  // stored order, 6V = 1
-  for (int a = 1; a <= 4; ++a)
-    for (int j = 1; j <= 3; ++j) XYZ(j, a) = x[a - 1][j - 1];
+  XYZ(1, 2) = XYZ(2, 3) = XYZ(3, 4) = 1.0;  // the unit corner in stored order, 6V = 1
   const std::int32_t NOD[4] = {1, 2, 3, 4};
   double cons[25], lump[5];
   RUBMASS(XYZ, NOD, 3.0, 0, cons);
   RUBMASS(XYZ, NOD, 3.0, 1, lump);
-  double sum = 0.0;
-  for (int i = 0; i < 5; ++i)
-    for (int j = 0; j < 5; ++j) {
-      sum += cons[i + 5 * j];
-      if (i != j) EXPECT_EQ(cons[i + 5 * j], 0.0);
-      else EXPECT_EQ(cons[i + 5 * j], lump[i]);
-    }
-  EXPECT_NEAR(sum, 3.0 / 6.0, 1e-15);
+  using M5 = Eigen::Matrix<double, 5, 5>;
+  const Eigen::Map<const M5> M(cons);
+  const Eigen::Map<const Eigen::Matrix<double, 5, 1>> L(lump);
+  EXPECT_TRUE(M == M5(L.asDiagonal()));  // the lumped diagonal alone
+  EXPECT_NEAR(M.sum(), 3.0 / 6.0, 1e-15);
 }
