@@ -45,7 +45,8 @@ Deck truss_deck(long table, const Rows& rows) {
 // Arc length, first Riks step, and the load groups' data cards.
 Deck riks(const char* arc, long first, const Deck& loads) {
   Deck extra = {Card("CNTR2").f(6, 15, arc).i(16, 20, first), Card("NGLD").i(6, 10, static_cast<long>(loads.size()))};
-  for (const auto& l : loads) extra.insert(extra.end(), {Card("NLOAD").i(11, 15, 1).i(16, 25, 1), Card("TBLLD").f(6, 20, "1.0"), l});
+  const std::string group = Card("NLOAD").i(11, 15, 1).i(16, 25, 1), tbl = Card("TBLLD").f(6, 20, "1.0");
+  for (const auto& l : loads) extra.insert(extra.end(), {group, tbl, l});
   return one_tet(extra);
 }
 
@@ -73,7 +74,8 @@ TEST(DeckBadInput, EveryBadNumberStopsAtOnceNamingItsLine) {
   const std::string tbl = Card("TBLLD").f(6, 20, "1.0"), force = Card("FORCE").i(6, 15, 10);
   const std::string plnk10 = Card("PLNK").i(6, 15, 10);
   auto cbody = [](long i, long j) {
-    return Deck{Card("NBODY").i(6, 10, 2), Card("BODY"), Card("BODY"), Card("CBODY").i(6, 10, i).i(11, 15, j).f(16, 25, "0.2")};
+    return Deck{Card("NBODY").i(6, 10, 2), Card("BODY"), Card("BODY"),
+                Card("CBODY").i(6, 10, i).i(11, 15, j).f(16, 25, "0.2")};
   };
   auto row = [](int code, long elem) { return one_tet_with(PROPT_CARD, propt(0, 0, 1, 0, code, elem, {"0.3"})); };
   auto second = one_tet({tet("SOLID", 2, 40, 30, 20, 10), propt(0, 0, 1, 0, 2, 1, {"0.3", "1.0"})});
@@ -152,8 +154,10 @@ TEST(DeckBadInput, EveryBadNumberStopsAtOnceNamingItsLine) {
   // the cards are allocated.
   const std::string plnk2 = Card("NPLNK").i(11, 17, 2);
   const std::pair<Deck, const char*> short_cases[] = {
-      {with_counts(one_tet(), cntnd(5), cntel(1, 0, 0, 0, 0)), "ONLY 4 \"NODE\" CARDS FOR THE 5 THAT \"CNTND\" STATES."},
-      {with_counts(one_tet(), cntnd(4), cntel(1, 0, 0, 0, 1)), "ONLY 0 \"TRUSS\" CARDS FOR THE 1 THAT \"CNTEL\" STATES."},
+      {with_counts(one_tet(), cntnd(5), cntel(1, 0, 0, 0, 0)),
+       "ONLY 4 \"NODE\" CARDS FOR THE 5 THAT \"CNTND\" STATES."},
+      {with_counts(one_tet(), cntnd(4), cntel(1, 0, 0, 0, 1)),
+       "ONLY 0 \"TRUSS\" CARDS FOR THE 1 THAT \"CNTEL\" STATES."},
       {with_counts(one_tet(), cntnd(4), cntel(999999999, 0, 0, 0, 0)),
        "ONLY 1 \"SOLID\" CARDS FOR THE 999999999 THAT \"CNTEL\" STATES."},
       {one_tet({plnk2, plnk10}), "ONLY 1 \"PLNK\" CARDS FOR THE 2 THAT \"NPLNK\" STATES."},

@@ -200,7 +200,8 @@ TEST(ShellJob, BoneShellsYieldCrackAndCrushThroughTheStatusPass) {
     for (int n = 1; n <= s.nnode(); ++n)
       held += test::plnk(n, s.xyz[n - 1].x == 0.0 ? (n == 1 ? "111111" : "101111") : "001111"), ++nh;
     std::string deck = job_head(s.nnode(), 0, s.ntri(), test::cntrl(0, 1, 30, 1e-7, -1), 20) + s.node_cards() +
-                       s.shell_cards(t, {0.0, E, 1, c.sigt, Y, ETR, c.ecrush}) + ramp_group(nh, nl) + load + held + "END\n";
+                       s.shell_cards(t, {0.0, E, 1, c.sigt, Y, ETR, c.ecrush}) + ramp_group(nh, nl) + load + held +
+                       "END\n";
     const std::string limit = test::card("CNTR3%5s%15d%15s%5d%5d", "", 3 * s.ntri(), "", -1, 0);
     if (c.state == 3) deck.replace(deck.find(test::cntr3_cpu()), limit.size(), limit);
     test::run_deck(deck);

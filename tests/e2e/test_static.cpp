@@ -210,7 +210,8 @@ TEST(LinearJob, EnforcedLinearFieldIsReproducedWithItsEnergy) {
       ee += e * e;
       tr += i == j ? e : 0.0;
     }
-  test::run_deck(head(b, test::cntrl(0, 0, 10, 1e-8), 2) + b.mesh_cards(nu, E) + test::ramp_group(nb, nb) + disps + held + "END\n");
+  test::run_deck(head(b, test::cntrl(0, 0, 10, 1e-8), 2) + b.mesh_cards(nu, E) + test::ramp_group(nb, nb) + disps +
+                 held + "END\n");
   test::expect_golden_log("static_enforced");
   for (int k = 1; k <= 2; ++k) {
     const double s = 0.5 * k;

@@ -84,7 +84,8 @@ TEST(Principal, ValuesAndDirectionsRebuildTheTensor) {
     const Eigen::Map<const Eigen::Matrix3d> z(Z);  // the directions as columns
     Eigen::Matrix3d S;
     S << s[0], s[3], s[5], s[3], s[1], s[4], s[5], s[4], s[2];
-    EXPECT_LT((z * Eigen::Vector3d(L[0], L[1], L[2]).asDiagonal() * z.transpose() - S).cwiseAbs().maxCoeff(), 1e-9 * 50);
+    const Eigen::Matrix3d back = z * Eigen::Vector3d(L[0], L[1], L[2]).asDiagonal() * z.transpose();
+    EXPECT_LT((back - S).cwiseAbs().maxCoeff(), 1e-9 * 50);
     EXPECT_LT((z.transpose() * z - Eigen::Matrix3d::Identity()).cwiseAbs().maxCoeff(), 1e-12);
   }
 }
