@@ -56,12 +56,8 @@ Pattern stored(const Model& m, bool lower) {
     EXPECT_EQ(m.JA(m.IA(i)), i);
     for (int k = m.IA(i); k < m.IA(i + 1); ++k) {
       p.insert({i, m.JA(k)});
-      if (k > m.IA(i)) {
-        EXPECT_TRUE(lower ? m.JA(k) < i : m.JA(k) > i);
-      }
-      if (k > m.IA(i) + 1) {
-        EXPECT_LT(m.JA(k - 1), m.JA(k));
-      }
+      EXPECT_TRUE(k == m.IA(i) || (lower ? m.JA(k) < i : m.JA(k) > i)) << i;
+      EXPECT_TRUE(k <= m.IA(i) + 1 || m.JA(k - 1) < m.JA(k)) << i;
     }
   }
   return p;
