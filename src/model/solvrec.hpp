@@ -45,6 +45,8 @@ struct CGDATA {
   base::Arr1<std::int32_t> CGGRP;  // NEQ: row groups of the iteration kernels
   // Shift of the diagonal preconditioner; once raised it stays for the job.
   double CGSHIFT = 1.5;
+  // Iterations of the last solve, for the residual table of the log.
+  int NITS = 0;
 };
 
 // The third-party direct solver's instance: a type its driver alone knows.

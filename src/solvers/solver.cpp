@@ -54,7 +54,7 @@ void prep_cg(Model& m, long TOTAL, long FREE, int NO2) {
 }
 
 void solve_cg(Model& m, int) {
-  CGSOLVE(m, m.AV.data(), m.CG.LV.data(), m.RHS.data(), m.DX.data(), m.CG.CGW.data(),
+  m.CG.NITS = CGSOLVE(m, m.AV.data(), m.CG.LV.data(), m.RHS.data(), m.DX.data(), m.CG.CGW.data(),
           m.CG.CGGRP.data(), m.KK(kk::NEQ), m.KK(kk::NZ), m.IA.data(), m.JA.data(),
           m.KK(kk::CGITMAX), m.RR(rr::TOLCG), m.UNIT(2), m.KK(kk::CGPREC), 0);
 }

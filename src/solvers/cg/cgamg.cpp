@@ -1,0 +1,197 @@
+// Algebraic multigrid for the CG: hypre's BoomerAMG, one V-cycle a
+// preconditioner application.
+//
+// The engine sees the unscaled K, whose near-null space is that of the
+// rigid motions, not the scaled S K S the CG iterates on: that system's
+// preconditioner is S^-1 AMG(K) S^-1. Where every equation is a translation
+// of a node, the engine works on three rows a node, the constrained ones as
+// decoupled identity rows, and coarsens by nodes, interpolating each
+// direction from its own (which keeps the translations exact); otherwise it
+// coarsens equation by equation.
+//
+// The rigid rotations as added interpolation vectors were measured and left
+// out: on the example femur (74 400 equations) they cut the iterations from
+// 44 to 34 but made the job 2.6 times as slow and 2 times as large, their
+// interpolation being that much denser.
+#include <HYPRE.h>
+#include <HYPRE_parcsr_ls.h>
+#include <mpi.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <vector>
+
+#include "solvers/cg/cg.hpp"
+
+namespace ossa::solvers {
+
+struct AMGPRE {
+  int nh = 0;                 // rows the engine sees
+  std::vector<int> pos;       // its row of each equation
+  std::vector<HYPRE_BigInt> idx;
+  std::vector<double> buf;
+  HYPRE_IJMatrix A = nullptr;
+  HYPRE_IJVector b = nullptr, x = nullptr;
+  HYPRE_Solver amg = nullptr;
+};
+
+namespace {
+
+void mpiend() {
+  int fin = 0;
+  MPI_Finalized(&fin);
+  if (!fin) MPI_Finalize();
+}
+
+// The engine runs on MPI: started here when no launcher started it, and the
+// engine's own start once a process.
+void start() {
+  int on = 0;
+  MPI_Initialized(&on);
+  if (!on) {
+    MPI_Init(nullptr, nullptr);
+    std::atexit(mpiend);
+  }
+  static const bool init = (HYPRE_Init(), true);
+  (void)init;
+}
+
+// Three rows a node when the equations are exactly the translations of the
+// nodes; one row an equation otherwise. Returns the functions a node.
+int layout(const Model& m, int NEQ, AMGPRE& p) {
+  p.pos.assign(NEQ, -1);
+  const int nn = m.NNODE();
+  int covered = 0;
+  for (int nd = 1; nd <= nn; ++nd)
+    for (int k = 1; k <= 3; ++k) {
+      const int e = m.IDOF(k, nd);
+      if (e >= 1 && e <= NEQ && p.pos[e - 1] < 0) {
+        p.pos[e - 1] = 3 * (nd - 1) + k - 1;
+        ++covered;
+      }
+    }
+  if (covered == NEQ) {
+    p.nh = 3 * nn;
+    return 3;
+  }
+  for (int e = 0; e < NEQ; ++e) p.pos[e] = e;
+  p.nh = NEQ;
+  return 1;
+}
+
+HYPRE_IJVector newvec(int nh) {
+  HYPRE_IJVector v;
+  HYPRE_IJVectorCreate(MPI_COMM_SELF, 0, nh - 1, &v);
+  HYPRE_IJVectorSetObjectType(v, HYPRE_PARCSR);
+  HYPRE_IJVectorInitialize(v);
+  return v;
+}
+
+HYPRE_ParVector par(HYPRE_IJVector v) {
+  void* o = nullptr;
+  HYPRE_IJVectorGetObject(v, &o);
+  return static_cast<HYPRE_ParVector>(o);
+}
+
+// The whole symmetric K from its stored lower half, in the engine's rows;
+// rows that hold no equation get 1 on the diagonal.
+void matrix(AMGPRE& p, const double* AV, int NEQ, const int* IA, const int* JA) {
+  std::vector<int> cnt(p.nh, 0);
+  std::vector<int> eq(p.nh, -1);
+  for (int i = 0; i < NEQ; ++i) {
+    eq[p.pos[i]] = i;
+    cnt[p.pos[i]] += IA[i + 1] - IA[i];
+    for (int k = IA[i]; k < IA[i + 1] - 1; ++k) ++cnt[p.pos[JA[k] - 1]];
+  }
+  for (int r = 0; r < p.nh; ++r)
+    if (eq[r] < 0) cnt[r] = 1;
+  std::vector<int> start(p.nh + 1, 0);
+  for (int r = 0; r < p.nh; ++r) start[r + 1] = start[r] + cnt[r];
+  std::vector<HYPRE_BigInt> cols(start[p.nh]);
+  std::vector<double> vals(start[p.nh]);
+  std::vector<int> fill(start.begin(), start.end() - 1);
+  auto put = [&](int r, int c, double v) {
+    cols[fill[r]] = c;
+    vals[fill[r]++] = v;
+  };
+  for (int r = 0; r < p.nh; ++r)
+    if (eq[r] < 0) put(r, r, 1.0);
+  for (int i = 0; i < NEQ; ++i) {
+    const int ri = p.pos[i];
+    put(ri, ri, AV[IA[i] - 1]);
+    for (int k = IA[i]; k < IA[i + 1] - 1; ++k) {
+      const int rj = p.pos[JA[k] - 1];
+      put(ri, rj, AV[k]);
+      put(rj, ri, AV[k]);
+    }
+  }
+  std::vector<HYPRE_BigInt> rows(p.nh);
+  std::vector<HYPRE_Int> ncols(p.nh);
+  for (int r = 0; r < p.nh; ++r) {
+    rows[r] = r;
+    ncols[r] = cnt[r];
+  }
+  HYPRE_IJMatrixCreate(MPI_COMM_SELF, 0, p.nh - 1, 0, p.nh - 1, &p.A);
+  HYPRE_IJMatrixSetObjectType(p.A, HYPRE_PARCSR);
+  HYPRE_IJMatrixSetRowSizes(p.A, ncols.data());
+  HYPRE_IJMatrixInitialize(p.A);
+  HYPRE_IJMatrixSetValues(p.A, p.nh, ncols.data(), rows.data(), cols.data(), vals.data());
+  HYPRE_IJMatrixAssemble(p.A);
+}
+
+void settings(HYPRE_Solver s, int nfun) {
+  HYPRE_BoomerAMGSetMaxIter(s, 1);
+  HYPRE_BoomerAMGSetTol(s, 0.0);
+  HYPRE_BoomerAMGSetPrintLevel(s, 0);
+  HYPRE_BoomerAMGSetStrongThreshold(s, 0.5);  // three dimensions
+  HYPRE_BoomerAMGSetCoarsenType(s, 10);       // HMIS
+  HYPRE_BoomerAMGSetInterpType(s, 6);         // extended+i
+  HYPRE_BoomerAMGSetPMaxElmts(s, 4);
+  HYPRE_BoomerAMGSetRelaxType(s, 8);          // symmetric l1 Gauss-Seidel: the cycle stays symmetric
+  HYPRE_BoomerAMGSetNumFunctions(s, nfun);
+  if (nfun == 3) HYPRE_BoomerAMGSetNodal(s, 4);
+}
+
+}  // namespace
+
+void AMGFREE::operator()(AMGPRE* p) const {
+  if (p->amg) HYPRE_BoomerAMGDestroy(p->amg);
+  if (p->b) HYPRE_IJVectorDestroy(p->b);
+  if (p->x) HYPRE_IJVectorDestroy(p->x);
+  if (p->A) HYPRE_IJMatrixDestroy(p->A);
+  delete p;
+}
+
+AMGPTR CGAMGSETUP(const Model& m, const double* AV, int NEQ, const int* IA, const int* JA) {
+  start();
+  AMGPTR p(new AMGPRE);
+  const int nfun = layout(m, NEQ, *p);
+  p->idx.resize(p->nh);
+  p->buf.assign(p->nh, 0.0);
+  for (int r = 0; r < p->nh; ++r) p->idx[r] = r;
+  matrix(*p, AV, NEQ, IA, JA);
+  p->b = newvec(p->nh);
+  p->x = newvec(p->nh);
+  HYPRE_IJVectorAssemble(p->b);
+  HYPRE_IJVectorAssemble(p->x);
+  HYPRE_BoomerAMGCreate(&p->amg);
+  settings(p->amg, nfun);
+  void* A = nullptr;
+  HYPRE_IJMatrixGetObject(p->A, &A);
+  HYPRE_BoomerAMGSetup(p->amg, static_cast<HYPRE_ParCSRMatrix>(A), par(p->b), par(p->x));
+  return p;
+}
+
+void CGAMGAPPLY(AMGPRE& p, const double* SCL, const double* R, double* Z, int NEQ) {
+  std::fill(p.buf.begin(), p.buf.end(), 0.0);
+  for (int e = 0; e < NEQ; ++e) p.buf[p.pos[e]] = R[e] / SCL[e];
+  HYPRE_IJVectorSetValues(p.b, p.nh, p.idx.data(), p.buf.data());
+  HYPRE_ParVectorSetConstantValues(par(p.x), 0.0);
+  void* A = nullptr;
+  HYPRE_IJMatrixGetObject(p.A, &A);
+  HYPRE_BoomerAMGSolve(p.amg, static_cast<HYPRE_ParCSRMatrix>(A), par(p.b), par(p.x));
+  HYPRE_IJVectorGetValues(p.x, p.nh, p.idx.data(), p.buf.data());
+  for (int e = 0; e < NEQ; ++e) Z[e] = p.buf[p.pos[e]] / SCL[e];
+}
+
+}  // namespace ossa::solvers
