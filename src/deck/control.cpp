@@ -94,7 +94,7 @@ void CNTR3RD(Model& m, const Card& c) {
   for (int k = 1; k <= 6; ++k) m.STAT_LIMIT(k) = I(m, c, 6 + 5 * k, 10 + 5 * k);
   m.KK(kk::DEVICE) = I(m, c, 41, 45);
   std::int32_t nth = I(m, c, 46, 50);
-  if (m.KK(kk::DEVICE) >= 0) solvers::DEVCHECK(m);
+  if (m.KK(kk::DEVICE) >= 0) solvers::GPUCHECK(m);
   // The parallel runtime's maximum stands in for the math library's; the
   // count goes to both.
   const int most = omp_get_max_threads();

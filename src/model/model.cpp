@@ -100,6 +100,7 @@ long FREEWORDS(const Model& m) {
   w += words(m.IA) + words(m.JA) + words(m.AV) + words(m.RHS) + words(m.DX);
   w += ORKWORDS(m.ORK);
   w += CGWORDS(m.CG);
+  w += GPUWORDS(m.GPU);
   w += PDSWORDS(m.PDS);
   return w;
 }

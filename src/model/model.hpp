@@ -138,6 +138,7 @@ struct Model {
   // The solvers' own records.
   ORKDATA ORK;                 // ORK's analysis and work arrays, KK(21)=2
   CGDATA CG;                   // the processor CG's arrays, KK(21)=1
+  GPUDATA GPU;                 // the device CG's arrays, KK(21)=1 and KK(28)>=0
   PDSDATA PDS;                 // the third-party direct solver, KK(21)=3
   // The solver's memory report is printed once a job, not on each rebuild.
   bool SOLRPT = false;

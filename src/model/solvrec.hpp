@@ -1,7 +1,7 @@
 // The solvers' own records, members of the Model: ORK's arrays and scalars
 // (the packed analysis in ORKI, the real work array ORKR, the solve's work
-// vectors and the figures of the analysis), the third-party solver's and the
-// processor CG's arrays.
+// vectors and the figures of the analysis), the third-party solver's, the
+// processor CG's and the device CG's arrays.
 // The solvers fill and use them; the Model only owns and counts them.
 #pragma once
 #include <cstdint>
@@ -49,6 +49,23 @@ struct CGDATA {
   int NITS = 0;
 };
 
+// Device CG: the full matrix and the diagonal handed to the device, and what
+// outlives one solve: the device's name from the check, the first-call
+// marker, and the carry arrays of the COO product (device addresses), which
+// are allocated once a job at their largest size.
+struct GPUDATA {
+  base::Arr1<std::int32_t> IAF;    // NEQ+1
+  base::Arr1<std::int32_t> JAF;    // 2 NZ - NEQ
+  base::Arr1<double> AF;           // 2 NZ - NEQ
+  base::Arr1<double> DIAG;         // NEQ
+  std::string NAME;                // the checked device's name
+  bool CHECKED = false;            // the device check has run in this job
+  bool EMULATE = false;            // the device is the host emulation (set by tests, not decks)
+  int MARK = 0;                    // 12345 once the device has been set up
+  void* TEMPROW = nullptr;         // carry rows of the COO warps
+  void* TEMPVAL = nullptr;         // carry values of the COO warps
+};
+
 // The third-party direct solver's instance: a type its driver alone knows.
 struct PDSHANDLE;
 
@@ -75,5 +92,10 @@ inline long PDSWORDS(const PDSDATA& p) { return p.IRN.size() + p.PERM.size(); }
 
 // Four-byte words held by the processor CG's arrays.
 inline long CGWORDS(const CGDATA& c) { return 2 * c.LV.size() + 2 * c.CGW.size() + c.CGGRP.size(); }
+
+// Four-byte words held by the device CG's host arrays.
+inline long GPUWORDS(const GPUDATA& g) {
+  return g.IAF.size() + g.JAF.size() + 2 * g.AF.size() + 2 * g.DIAG.size();
+}
 
 }  // namespace ossa::model

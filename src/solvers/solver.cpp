@@ -9,6 +9,7 @@
 #include "base/fmt.hpp"
 #include "model/stop.hpp"
 #include "solvers/cg/cg.hpp"
+#include "solvers/cg/cgkern.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/gpu/gpu.hpp"
 #include "solvers/ork/orkfact.hpp"
@@ -65,21 +66,52 @@ void free_cg(Model& m) {
   m.CG.CGGRP.deallocate();
 }
 
-// ---- Device CG (KK(21) = 1, KK(28) >= 0). This build has no device layer:
-// a job that names a device without a "CNTR3" card (whose reading runs the
-// device check) is checked here, says so in the log and goes to the
-// processor, as a job whose device does not answer.
+// ---- Device CG (KK(21) = 1, KK(28) >= 0). A job without a "CNTR3" card
+// names device 0 without the check that card runs; it is checked here, at the
+// first preparation, so that an absent device sends it to the processor as it
+// would a job whose card names it.
 void prep_gpu(Model& m, long TOTAL, long FREE, int NO2) {
-  if (!DEVLAYER()) {
-    DEVCHECK(m);
+  if (!m.GPU.CHECKED) GPUCHECK(m);
+  if (m.KK(kk::DEVICE) < 0) {
     prep_cg(m, TOTAL, FREE, NO2);
     return;
   }
   model::BUDGETCHK(m, gpuwords(m), FREE, NO2);
+  const long nfull = 2 * nz(m) - neq(m);
+  int st[4];
+  st[0] = m.GPU.IAF.allocate(neq(m) + 1) ? 0 : 1;
+  st[1] = m.GPU.JAF.allocate(nfull) ? 0 : 1;
+  st[2] = m.GPU.AF.allocate(nfull) ? 0 : 1;
+  st[3] = m.GPU.DIAG.allocate(neq(m)) ? 0 : 1;
+  model::ALLOCCHK(m, st, 4, NO2, m.UNIT(2));
   MEMREPORT(m, TITLE_GPU, HYCOL_CG, TOTAL, FREE, {{REQUIRED, neq(m) + nz(m) + gpuwords(m) + 1}});
 }
-void solve_gpu(Model& m, int ITER) { solve_cg(m, ITER); }
-void free_gpu(Model& m) { free_cg(m); }
+
+// The device iterates from the increment's x = 0, as the processor CG does:
+// its tolerance is relative to the first residual, so a start from an
+// earlier increment would measure the accuracy against that one's load.
+void solve_gpu(Model& m, int) {
+  model::GPUDATA& g = m.GPU;
+  const int n = m.KK(kk::NEQ), nfull = 2 * m.KK(kk::NZ) - n;
+  GPUEXPAND(m.IA.data(), m.JA.data(), m.AV.data(), m.KK(kk::NZ), n, g.IAF.data(), g.JAF.data(),
+            g.AF.data(), nfull, g.DIAG.data());
+  // A pivot of zero or below stops the job as it stops the processor CG.
+  for (int i = 1; i <= n; ++i)
+    if (g.DIAG(i) <= 0.0) CGSTOP(m, m.UNIT(2), "PIVOT .LE. 0. , PROGRAM STOPPED !", -1);
+  for (int i = 1; i <= n; ++i) m.DX(i, 1) = 0.0;
+  const int st = GPUCG(g, GPUJOBOPS(m), g.AF.data(), g.IAF.data(), g.JAF.data(), n, m.DX.data(),
+                       m.RHS.data(), m.RR(rr::TOLCG), g.DIAG.data(), m.KK(kk::DEVICE));
+  if (st == 1) model::ERRSTOP(m, -5, 0, m.UNIT(2));
+  if (st == -1) model::ERRSTOP(m, -8, 0, m.UNIT(2));
+}
+
+void free_gpu(Model& m) {
+  m.GPU.IAF.deallocate();
+  m.GPU.JAF.deallocate();
+  m.GPU.AF.deallocate();
+  m.GPU.DIAG.deallocate();
+  GPUDONE(m.GPU, GPUJOBOPS(m));
+}
 
 // ---- ORK (KK(21) = 2): its own budget test, analysis, report and files.
 void prep_ork(Model& m, long, long, int NO2) { ORKPREP(m, NO2); }

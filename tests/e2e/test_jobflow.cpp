@@ -1,8 +1,10 @@
 // The job's file set and flow as a user meets it: a deck that asks for no
-// analysis, and the work files of a material nonlinear job.
+// analysis, the work files of a material nonlinear job, and a job naming a
+// device where none answers.
 #include <gtest/gtest.h>
 
 #include "deckgen.hpp"
+#include "solvers/gpu/gpu.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -39,4 +41,32 @@ TEST(JobFlow, PlasticWorkFilesGoAtTheEnd) {
   const auto r = test::run_ossa();
   EXPECT_NE(r.out.find("##$$ExSv end 1 1"), std::string::npos) << r.out;
   for (const char* f : {"EXEC.SOL", "EXEC.SHL", "EXEC.RST", "EXEC.WK1"}) EXPECT_FALSE(test::exists(f)) << f;
+}
+
+TEST(JobFlow, AnAbsentDeviceLeavesTheJobToTheProcessor) {
+  if (!solvers::GPUQUERY().props.empty()) GTEST_SKIP() << "a device answers (the device tests run there)";
+  const Box b(2, 1, 1, 2.0, 1.0, 1.0);
+  // Device 0 named on the card (checked as it is read), and by the card's
+  // absence (checked when the solver is prepared, after the echo).
+  const std::pair<std::string, const char*> cases[] = {
+      {test::card("CNTR3%5s%30s%5d%5d", "", "", 0, 0), "LINEAR EQUATION SOLVER : CG  "},
+      {"", "LINEAR EQUATION SOLVER : CG (GPU)"}};
+  for (const auto& [cntr3, echo] : cases) {
+    test::ScratchDir dir;
+    std::string deck = small_deck(b, test::cntrl(0, 0, 10, 1e-3));
+    deck.replace(deck.find(test::cntr3_cpu()), test::cntr3_cpu().size(), cntr3);
+    test::write_file("EXEC.INP", deck);
+    const auto r = test::run_ossa();
+    EXPECT_NE(r.out.find("##$$ExSv end 1 1"), std::string::npos) << r.out;
+    const std::string log = test::read_file("EXEC.LOG");
+    EXPECT_NE(log.find("            * * *   GPU DEVICE CHECK   * * *\n"
+                       "                     Error: Device No. is changed into '-1(CPU)'\n"),
+              std::string::npos);
+    EXPECT_NE(log.find(echo), std::string::npos);
+    EXPECT_NE(log.find(" *****  CG-METHOD SOLVER MESSAGE  *****"), std::string::npos);
+    const std::string dev = test::read_file("gpu_device.txt");
+    EXPECT_EQ(dev.rfind("KK(120) = 0\n", 0), 0u);
+    EXPECT_NE(dev.find("Device No.0 is not found.\n"), std::string::npos);
+    EXPECT_FALSE(test::exists("gpu_solver.log"));
+  }
 }
