@@ -30,7 +30,9 @@ cube() {
     e = 0
     for (k = 0; k < N; k++) for (j = 0; j < N; j++) for (i = 0; i < N; i++)
       for (t = 0; t < 6; t++) {
-        b1 = P[3 * t + 1]; b2 = or(b1, P[3 * t + 2])
+        b1 = P[3 * t + 1]; b2 = b1 + P[3 * t + 2]
+        # odd paths turn the other way: swap two corners to keep the volume positive
+        if (t == 0 || t == 3 || t == 4) { x = b1; b1 = b2; b2 = x }
         printf "SOLID%10d%10d%10d%10d%10d\n", ++e, c(i, j, k, 0), c(i, j, k, b1), c(i, j, k, b2), c(i, j, k, 7)
       }
     for (e = 1; e <= ne; e++)
@@ -43,7 +45,7 @@ cube() {
     print "END"
   }
   function id(i, j, k) { return 1 + i + (N + 1) * (j + (N + 1) * k) }
-  function c(i, j, k, b) { return id(i + and(b, 1), j + and(int(b / 2), 1), k + and(int(b / 4), 1)) }'
+  function c(i, j, k, b) { return id(i + b % 2, j + int(b / 2) % 2, k + int(b / 4) % 2) }'
 }
 
 # Column 81 of the "CNTRL" card set to PRE.
