@@ -12,13 +12,7 @@ namespace {
 
 namespace el = ossa::elements;
 
-template <class F>
-void timed(const char* what, int ne, F pass) {
-  const ossa::bench::Stopwatch sw;
-  const double check = pass();
-  std::printf("%-8s %d elements: %.3f s wall, %.3f s processor, %.3f us an element  (check %.6e)\n", what,
-              ne, sw.wall(), sw.cpu(), 1e6 * sw.cpu() / ne, check);
-}
+using ossa::bench::timed;
 
 // The shell's four routines over a sheet of about NE triangles, the sheet
 // bent and stretched (rotations turn the directors for the nonlinear route).

@@ -49,6 +49,12 @@ inline std::string propt_solid(int id, double nu, double E, int bone = 0, double
   return card("PROPT0%1d%1d%1d2%10d%10.5f%10.3E%10.3E%10.3E%10.3E%10.4f%10.4f%10.4f%10.1f", 0, bone, 0, id,
               nu, E, rho, sigt, yield, etr, 0.0, 0.0, ecrush);
 }
+// Solid row of a dynamic job: weight density, Rayleigh factors and the row
+// of the "VEL" table.
+inline std::string propt_dyn(int id, double nu, double E, double weight, double alpha, double beta,
+                             int vel = 0) {
+  return card("PROPT0%1d002%10d%10.5f%10.3E%10.3E%30s%10.3E%10.3E", vel, id, nu, E, weight, "", alpha, beta);
+}
 inline std::string ngld(int n) { return card("NGLD %5d", n); }
 inline std::string nplnk(int n) { return card("NPLNK%5s%7d", "", n); }
 inline std::string plnk(int nd, const char* flags) { return card("PLNK %10d%-6s", nd, flags); }
@@ -149,6 +155,52 @@ inline std::string hold_plane(const Box& b, double X, const char* flags, int& co
       ++count;
     }
   return s;
+}
+
+// A bone bar (E 1000, yield 10, Et/E 0.1, substeps 4 after the first change)
+// pulled along its axis past yield and partly let back: the end traction is
+// 21 times a factor that rises as 2t to 1 at t = 0.5 and falls as 1.5 - t to
+// 0.5 at t = 1. The deck holds the piece of that history from station TS to
+// TE in NSTEP steps, its own times starting at 0. All times and factors are
+// binary fractions, so that a piece computes the loads of the whole to the
+// last bit.
+struct BarPiece {
+  double TS = 0.0, TE = 1.0;
+  int NSTEP = 16, OUTSTEP = 0;
+  bool RESTART = false, RSTOUT = true;
+};
+// The "TBLLD" cards of the piece's load factor, and their count.
+inline std::string piece_table(const BarPiece& p, int& npt) {
+  std::string table = tblld(0.0, p.TS <= 0.5 ? 2.0 * p.TS : 1.5 - p.TS);
+  npt = 1;
+  for (const double t : {0.5, 1.0})
+    if (t > p.TS) table += tblld(t - p.TS, t == 0.5 ? 1.0 : 0.5), ++npt;
+  return table;
+}
+// The control cards of the piece: material nonlinear on the route GEONL.
+inline std::string piece_controls(const BarPiece& p, int geonl) {
+  std::string ctl = cntrl(geonl, 1, 30, 1e-6);
+  ctl[5] = p.RESTART ? '1' : '0';
+  return ctl + cntr2(10, 1, 4, 0) + card("CNTR3%5s%25d%5d%5d%5d", "", 0, 0, -1, 0) +
+         card("PRPLT%10s%5d", "", p.OUTSTEP) + card("PRPL2%25s%3d", "", p.RSTOUT ? 1 : 0) +
+         kukan(p.TE - p.TS, p.NSTEP);
+}
+inline std::string bone_bar_deck(const Box& bar, const BarPiece& p) {
+  std::string mesh;
+  for (int n = 1; n <= bar.nnode(); ++n) mesh += node(n, bar.xyz[n - 1].x, bar.xyz[n - 1].y, bar.xyz[n - 1].z);
+  for (int e = 1; e <= bar.ntet(); ++e) mesh += solid(e, bar.tets[e - 1]);
+  for (int e = 1; e <= bar.ntet(); ++e) mesh += propt_solid(e, 0.0, 1000.0, 1, 1.0e6, 10.0, 0.1, 1.0e5, 1.8e-6);
+  int npt = 0;
+  const std::string table = piece_table(p, npt);
+  const std::vector<double> f = face_forces(bar, bar.LX, 21.0);
+  std::string forces;
+  int nf = 0;
+  for (int i = 1; i <= bar.nnode(); ++i)
+    if (f[i] != 0.0) forces += force(i, f[i], 0.0, 0.0), ++nf;
+  int nheld = 0;
+  const std::string held = hold_free_section(bar, nheld);
+  return cntnd(bar.nnode()) + cntel(bar.ntet()) + piece_controls(p, 0) + mesh + ngld(1) + nplnk(nheld) +
+         nload(npt, nf) + table + forces + held + "END\n";
 }
 
 // The number of frames in the result files of the working directory, and

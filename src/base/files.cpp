@@ -1,6 +1,8 @@
 #include "base/files.hpp"
 
+#include <fcntl.h>
 #include <stdio.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <cstring>
@@ -88,6 +90,23 @@ bool dread(Unit& u, long rec, void* buf, std::size_t n) {
   return true;
 }
 
+bool dwrite_recs(Unit& u, long rec, long count, const void* buf) {
+  if (!u.fp || rec < 1 || count < 0) return false;
+  const std::size_t n = static_cast<std::size_t>(count) * static_cast<std::size_t>(u.recl);
+  if (std::fseek(u.fp, (rec - 1) * u.recl, SEEK_SET) != 0) return false;
+  return n == 0 || std::fwrite(buf, 1, n, u.fp) == n;
+}
+
+bool dread_recs(Unit& u, long rec, long count, void* buf) {
+  if (!u.fp || rec < 1 || count < 0) return false;
+  const std::size_t n = static_cast<std::size_t>(count) * static_cast<std::size_t>(u.recl);
+  std::fflush(u.fp);
+  if (std::fseek(u.fp, (rec - 1) * u.recl, SEEK_SET) != 0) return false;
+  const std::size_t got = n ? std::fread(buf, 1, n, u.fp) : 0;
+  if (got < n) std::memset(static_cast<char*>(buf) + got, 0, n - got);
+  return true;
+}
+
 bool open_seq_in(Unit& u, const std::string& name) { return open_as(u, name, "rb", UKind::SEQ); }
 bool open_seq_out(Unit& u, const std::string& name) { return open_as(u, name, "wb", UKind::SEQ); }
 
@@ -114,6 +133,55 @@ void close_unit(Unit& u, bool remove_file) {
   u.fp = nullptr;
   if (remove_file && !u.name.empty()) std::remove(u.name.c_str());
   u.kind = UKind::NONE;
+}
+
+bool at_end(Unit& u) {
+  if (!u.fp) return true;
+  const int c = std::fgetc(u.fp);
+  if (c == EOF) return true;
+  std::ungetc(c, u.fp);
+  return false;
+}
+
+bool sync_close(Unit& u) {
+  if (!u.fp) return false;
+  const bool ok = std::fflush(u.fp) == 0 && !std::ferror(u.fp) && ::fsync(::fileno(u.fp)) == 0;
+  const bool closed = std::fclose(u.fp) == 0;
+  u.fp = nullptr;
+  u.kind = UKind::NONE;
+  return ok && closed;
+}
+
+bool replace_file(const std::string& from, const std::string& to) {
+  if (std::rename(from.c_str(), to.c_str()) != 0) return false;
+  const std::size_t slash = to.rfind('/');
+  const std::string dir = slash == std::string::npos ? "." : to.substr(0, slash + 1);
+  const int fd = ::open(dir.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd < 0) return true;  // renamed; only the durability of the entry is not ensured
+  ::fsync(fd);
+  ::close(fd);
+  return true;
+}
+
+std::uint64_t CHECK64(std::uint64_t h, const void* p, std::size_t n) {
+  constexpr std::uint64_t MUL = 0x9E3779B97F4A7C15ull;
+  const auto* c = static_cast<const unsigned char*>(p);
+  auto step = [&](std::uint64_t w) {
+    h = (h ^ w) * MUL;
+    h ^= h >> 29;
+  };
+  std::size_t i = 0;
+  for (; i + 8 <= n; i += 8) {
+    std::uint64_t w;
+    std::memcpy(&w, c + i, 8);
+    step(w);
+  }
+  if (i < n) {
+    std::uint64_t w = 0;
+    std::memcpy(&w, c + i, n - i);
+    step(w ^ (static_cast<std::uint64_t>(n - i) << 59));  // the tail's length, so zeros count
+  }
+  return h;
 }
 
 }  // namespace ossa::base

@@ -3,6 +3,7 @@
 // carry a four-byte length before and after (the common Fortran layout).
 #pragma once
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -46,6 +47,9 @@ void flush_unit(Unit& u);
 bool open_direct(Unit& u, const std::string& name, long recl, bool keep = false);
 bool dwrite(Unit& u, long rec, const void* buf, std::size_t n);
 bool dread(Unit& u, long rec, void* buf, std::size_t n);
+// COUNT whole records from REC on, in one transfer.
+bool dwrite_recs(Unit& u, long rec, long count, const void* buf);
+bool dread_recs(Unit& u, long rec, long count, void* buf);
 
 // Sequential binary. `open_seq_out` replaces an existing file.
 bool open_seq_in(Unit& u, const std::string& name);
@@ -58,5 +62,22 @@ long sread(Unit& u, void* buf, std::size_t cap);
 // Closes the unit; with `remove_file` the file is deleted, also when the
 // unit was never opened.
 void close_unit(Unit& u, bool remove_file = false);
+
+// Whether a file read up to here has nothing more.
+bool at_end(Unit& u);
+
+// Hands what was written to the disk and closes the unit; false when a
+// write or the flush failed.
+bool sync_close(Unit& u);
+
+// Puts the file `from` in the place of `to` in one step, so that `to` is
+// either the old or the new file whenever the process dies; the directory
+// entry is made durable too.
+bool replace_file(const std::string& from, const std::string& to);
+
+// A running 64-bit check of bytes: each step a bijection of the check, so
+// that a change in any one eight-byte word of the input always shows.
+inline constexpr std::uint64_t CHECKSEED = 0x243F6A8885A308D3ull;
+std::uint64_t CHECK64(std::uint64_t h, const void* p, std::size_t n);
 
 }  // namespace ossa::base

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cmath>
+#include <string>
 
 #include "base/fmt.hpp"
 #include "deck/deck.hpp"
@@ -88,6 +89,29 @@ void CNTR2RD(Model& m, const Card& c) {
   m.KK(kk::CONTITER) = I(m, c, 24, 26);
   m.KK(kk::NSUBSTEP) = I(m, c, 27, 30);
   m.KK(kk::MITERTYPE) = I(m, c, 31, 33);
+}
+
+void RIKSCHK(Model& m) {
+  if (m.KK(kk::RIKS) == 0) return;
+  if (m.KK(kk::DYNAMIC) != 0) {
+    model::LOGMSG(m, "RIKS CONTROL IS NOT USED IN DYNAMIC ANALYSIS.");
+    return;
+  }
+  if (m.KK(kk::RIKS) < 0)
+    model::FAIL(m, "FIRST RIKS STEP " + std::to_string(m.KK(kk::RIKS)) + " IS NO STEP.", -2);
+  if (m.KK(kk::RIKS) > m.NSTEP()) return;
+  if (!(m.RR(rr::ARC) > 0.0)) model::FAIL(m, "ARC LENGTH OF RIKS CONTROL IS NOT POSITIVE.", -2);
+  bool load = false;
+  for (int i = 1; i <= m.KK(kk::NFORCE); ++i)
+    for (int k = 1; k <= 6; ++k) load = load || m.FRCVAL(k, i) != 0.0;
+  if (!load) model::FAIL(m, "RIKS CONTROL HAS NO \"FORCE\" LOAD TO SCALE.", -2);
+  // Past a limit point the tangent is indefinite, which conjugate gradients
+  // cannot solve: the arc-length steps need the multifrontal solver, and
+  // the job takes it from the start.
+  if (m.KK(kk::SOLVER) != 2) {
+    m.KK(kk::SOLVER) = 2;
+    model::LOGMSG(m, "RIKS CONTROL: THE EQUATIONS GO TO THE MULTIFRONTAL SOLVER (ORK).");
+  }
 }
 
 void CNTR3RD(Model& m, const Card& c) {

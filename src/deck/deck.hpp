@@ -110,6 +110,11 @@ void CONTCARD(Reader& r);                  // "BODY", "CSURF", "CBODY"
 // with -2 on a number that names nothing, naming the card's line.
 void DECKFIN(Model& m, const Reader& r);
 void DECKECHO(Model& m);
+// Stops with -2 a static job whose Riks steps have nothing to work with: a
+// first Riks step below 0, an arc length not above 0, no "FORCE" load; gives
+// a Riks job the multifrontal solver, which its steps need. A dynamic job
+// takes no Riks steps: the log says so.
+void RIKSCHK(Model& m);
 // Stops with -2, naming it, a job that asks for what this build lacks.
 void NOTYET(Model& m);
 

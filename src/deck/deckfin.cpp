@@ -142,16 +142,23 @@ double emin(const Model& m, int nrow) {
 
 // ---- Property rows -------------------------------------------------------------
 
+// Mass and damping: density from the row's weight density (N/mm^3 over
+// g in mm/s^2), the body-load row, and the Rayleigh factors.
+template <class Rec>
+void mass_fields(const Model& m, int row, Rec& s) {
+  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
+  s.BODYLOAD = m.RD.PROPIP(2, row);
+  s.ALPHA = m.RD.PROPFP(7, row);
+  s.BETA = m.RD.PROPFP(8, row);
+}
+
 // The fields that shells and solids share.
 template <class Rec>
 void bone_fields(const Model& m, int row, Rec& s) {
   s.GROUP = m.RD.PROPIP(1, row) + 10 * m.RD.PROPIP(3, row) + 1;
   s.E = m.RD.PROPFP(2, row);
   s.NU = m.RD.PROPFP(1, row);
-  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.RD.PROPIP(2, row);
-  s.ALPHA = m.RD.PROPFP(7, row);
-  s.BETA = m.RD.PROPFP(8, row);
+  mass_fields(m, row, s);
   s.SIGT = m.RD.PROPFP(4, row);
   s.YTYPE = m.RD.PROPIP(4, row);
   const double et0 = m.RD.PROPFP(6, row) * s.E, et1 = 0.5 * m.RR(rr::EMIN);
@@ -160,21 +167,32 @@ void bone_fields(const Model& m, int row, Rec& s) {
   s.ECRUSH = m.RD.PROPFP(9, row) * 1.0e-6;
 }
 
-void rubber_fields(const Model& m, int row, model::RUBREC& s) {
+// The law needs a positive shear modulus 2 (C1 + C2) with neither term
+// negative (C2 = 0 is the neo-Hookean law), and a positive bulk modulus:
+// its pressure equation divides by it.
+void rubber_fields(Model& m, int row, long line, model::RUBREC& s) {
+  const double c1 = m.RD.PROPFP(1, row), c2 = m.RD.PROPFP(2, row), kb = m.RD.PROPFP(4, row);
+  if (!(c1 >= 0.0 && c2 >= 0.0 && c1 + c2 > 0.0 && kb > 0.0))
+    INPUTFAIL(m, line, "RUBBER ELEMENT " + std::to_string(m.RD.PROPIP(6, row)) +
+                           ": C1 AND C2 MUST NOT BE NEGATIVE, C1+C2 AND THE BULK MODULUS MUST BE POSITIVE.");
   s.GROUP = m.RD.PROPIP(1, row) + 1;
   s.C1 = m.RD.PROPFP(1, row);
   s.C2 = m.RD.PROPFP(2, row);
   s.KB = m.RD.PROPFP(4, row);
-  s.RHO = m.RD.PROPFP(3, row) / 9806.65;
-  s.BODYLOAD = m.RD.PROPIP(2, row);
-  s.ALPHA = m.RD.PROPFP(7, row);
-  s.BETA = m.RD.PROPFP(8, row);
+  mass_fields(m, row, s);
 }
 
-// The table number was checked on its card.
-void truss_fields(Model& m, int row, model::TRSREC& s) {
+// The table number was checked on its card. The force law needs a segment
+// and a slope on each: two points at least, strains increasing.
+void truss_fields(Model& m, int row, long line, model::TRSREC& s) {
   const std::int32_t tab = m.RD.PROPIP(1, row);
   const std::int32_t n = m.RD.TRSN(tab);
+  const std::string what = "TRUSS ELEMENT " + std::to_string(m.RD.PROPIP(6, row)) +
+                           ": \"TRSTB\" TABLE " + std::to_string(tab);
+  if (n < 2) INPUTFAIL(m, line, what + " HAS FEWER THAN TWO POINTS.");
+  for (int j = 2; j <= n; ++j)
+    if (!(m.RD.TRSTBL(j, 1, tab) > m.RD.TRSTBL(j - 1, 1, tab)))
+      INPUTFAIL(m, line, what + ": STRAIN OF POINT " + std::to_string(j) + " DOES NOT INCREASE.");
   s.TABLE = tab;
   s.NPT = n;
   const int st = s.CURVE.allocate(n, 2) ? 0 : 1;
@@ -218,8 +236,8 @@ void copy_rows(Model& m, const Reader& r, const NumMap* elmap) {
         break;
       }
       case 2: bone_fields(m, row, m.SOLREC(i)); m.SOLREC(i).YIELD = m.RD.PROPFP(5, row); break;
-      case 4: rubber_fields(m, row, m.RUBREC(i)); break;
-      case 5: truss_fields(m, row, m.TRSREC(i)); break;
+      case 4: rubber_fields(m, row, line, m.RUBREC(i)); break;
+      case 5: truss_fields(m, row, line, m.TRSREC(i)); break;
       default: break;
     }
   }

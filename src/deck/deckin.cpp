@@ -179,6 +179,7 @@ void DECKIN(Model& m) {
   DECKFIN(m, r);
   DECKECHO(m);
   m.TIMES(model::T_INPUT) = m.clock.now() - t0;
+  RIKSCHK(m);
   NOTYET(m);
 }
 

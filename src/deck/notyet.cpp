@@ -14,21 +14,32 @@ struct Missing {
   const char* what;
 };
 
-// A Riks limit at or before the last step: a static job would leave load
-// control there.
+// A Riks limit at or before the last step: a static job leaves load control
+// there. Its steps scale the nodal forces alone and settle no gap or
+// contact state.
 bool riks(const Model& m) {
   return m.KK(kk::DYNAMIC) == 0 && m.KK(kk::RIKS) > 0 && m.KK(kk::RIKS) <= m.KK(kk::NSTEP);
 }
 
+// Rubber elements need, beyond the static route, their mass with the
+// interior node mixed in before condensation (dynamics) and their
+// condensation record in the contact force estimate.
+bool rubber_in(const Model& m, int key) { return m.NRUBB() > 0 && m.KK(key) > 0; }
+
 constexpr Missing MISSING[] = {
-    {[](const Model& m) { return m.KK(kk::DYNAMIC) == 1; }, "DYNAMIC ANALYSIS"},
-    {riks, "RIKS ARC-LENGTH CONTROL"},
-    {[](const Model& m) { return m.KK(kk::RESTART) == 1; }, "RESTART FROM EXEC.RST1"},
-    {[](const Model& m) { return m.KK(kk::RSTOUT) == 1; }, "RESTART FILE OUTPUT"},
+    {[](const Model& m) { return rubber_in(m, kk::DYNAMIC); }, "RUBBER ELEMENTS IN DYNAMIC ANALYSIS"},
+    {[](const Model& m) { return rubber_in(m, kk::NBODY); }, "RUBBER ELEMENTS IN CONTACT ANALYSIS"},
+    {[](const Model& m) { return riks(m) && (m.KK(kk::NPRESS) > 0 || m.KK(kk::NDIRFC) > 0); },
+     "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES"},
+    {[](const Model& m) { return riks(m) && (m.NGAP() > 0 || m.KK(kk::NBODY) > 0); },
+     "RIKS ARC-LENGTH CONTROL WITH GAPS OR CONTACT"},
+    // The snapshot does not yet carry the integrator's start nor the
+    // arc-length scalars through a restart.
+    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && m.KK(kk::DYNAMIC) == 1; },
+     "RESTART OF A DYNAMIC ANALYSIS"},
+    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && riks(m); },
+     "RESTART UNDER RIKS ARC-LENGTH CONTROL"},
     {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},
-    {[](const Model& m) { return m.KK(kk::NRUBB) > 0; }, "THE RUBBER ELEMENT"},
-    {[](const Model& m) { return m.KK(kk::NTRUSS) > 0; }, "THE TRUSS ELEMENT"},
-    {[](const Model& m) { return m.KK(kk::NGAP) > 0; }, "THE GAP ELEMENT"},
 };
 
 }  // namespace

@@ -32,8 +32,11 @@ double edge(const Model& m, int n1, int n2) {
   return VNORM(d, 3);
 }
 
+// A class that no element could set (all its bone at the modulus floor)
+// gives no default: a damping time of 1.0e10 would lock failed material into
+// a rigid damper in a dynamic job.
 void fill_beta(double& beta, const double* table, int group) {
-  if (beta == 0.0 && GROUPOK(group)) beta = table[group];
+  if (beta == 0.0 && GROUPOK(group) && table[group] < NOVALUE) beta = table[group];
 }
 
 void damping_log(Model& m, const DampTables& t) {

@@ -12,26 +12,54 @@ double* no_beta(Model&, const ELEMREC&, int&) { return nullptr; }
 bool no_stiff(Model&, const ELEMREC&, double*) { return false; }
 void no_force(Model&, const ELEMREC&, Arr2<double>&, int) {}
 bool no_status(Model&, const ELEMREC&) { return false; }
+bool no_mass(const Model&, const ELEMREC&, int, MASSDATA& M) {
+  M.NEN = 0;
+  return false;
+}
 void no_res(const Model&, const ELEMREC&, const Arr2<double>&, void*) {}
 int no_snap(Model&, const ELEMREC&, SNAPITEM*) { return 0; }
+void no_aux(Model&, const ELEMREC&) {}
+
+bool never_alive(const Model&, const ELEMREC&) { return false; }
+bool always_alive(const Model&, const ELEMREC&) { return true; }
+// A shell lives while one of the three points of its three layers is not
+// CRUSHED.
+bool shell_alive(const Model& m, const ELEMREC& e) {
+  const model::SHLREC& r = m.SHLREC(e.IDX);
+  for (int l = 1; l <= 3; ++l)
+    for (int p = 1; p <= 3; ++p)
+      if (r.STATE(p, l) != 3) return true;
+  return false;
+}
+
+// The shell's mass in the table's form: its three nodes, and the record's
+// ALPHA and body-acceleration row.
+bool shell_mass(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M) {
+  const model::SHLREC& r = m.SHLREC(e.IDX);
+  SHLMASS(m, e, OPT == MASS_LUMPED ? 1 : 0, M.S);
+  M.NEN = 3;
+  M.ALPHA = r.ALPHA;
+  M.BODYLOAD = r.BODYLOAD;
+  return true;
+}
 
 static_assert(sizeof(ShellOut) <= MAXRESBYTES && sizeof(SolidOut) <= MAXRESBYTES &&
               sizeof(RubberOut) <= MAXRESBYTES && sizeof(TrussOut) <= MAXRESBYTES);
 
 // Row 0 stands for a TYPE that names no family.
 constexpr FAMILY ROWS[NFAMILY + 1] = {
-    {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, 0, no_res,
-     no_snap},
+    {"", 3, 0, false, 0, 0, no_record, no_start, no_beta, no_stiff, no_force, no_status, no_mass,
+     never_alive, 0, no_res, no_snap, no_aux},
     {"SHELL", 6, 0, true, 3, 5, SHLRECOK, SHLSTART, SHLBETA, SHLSTIFF, SHLFORCE, SHLSTATUS,
-     sizeof(ShellOut), SHLRES, SHLSNAP},
+     shell_mass, shell_alive, sizeof(ShellOut), SHLRES, SHLSNAP, no_aux},
     {"SOLID", 3, 0, true, 4, 10, SOLRECOK, SOLSTART, SOLBETA, SOLSTIFF, SOLFORCE, SOLSTATUS,
-     sizeof(SolidOut), SOLRES, SOLSNAP},
-    {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS,
-     0, GAPRES, GAPSNAP},
+     SOLMASS, SOLALIVE, sizeof(SolidOut), SOLRES, SOLSNAP, no_aux},
+    {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS, no_mass,
+     never_alive, 0, GAPRES, GAPSNAP, no_aux},
     {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS,
-     sizeof(RubberOut), RUBRES, RUBSNAP},
+     no_mass, always_alive, sizeof(RubberOut), RUBRES, RUBSNAP, RUBAUX},
     {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS,
-     sizeof(TrussOut), TRSRES, TRSSNAP},
+     no_mass, never_alive, sizeof(TrussOut), TRSRES, TRSSNAP, no_aux},
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 // gap), each with the same set of routines.
 #pragma once
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "base/array.hpp"
@@ -36,6 +37,26 @@ template <class T>
 SNAPITEM SNAPVAL(T& v) {
   return {&v, sizeof v};
 }
+// Copies the items of a family's snapshot list into ITEMS; their count.
+template <std::size_t N>
+int SNAPLIST(const SNAPITEM (&items)[N], SNAPITEM* ITEMS) {
+  for (std::size_t k = 0; k < N; ++k) ITEMS[k] = items[k];
+  return static_cast<int>(N);
+}
+
+// An element's mass for dynamic jobs and body loads, from its family: the
+// scalar matrix S over its NEN mass nodes (NEN x NEN column by column for the
+// consistent option, the diagonal for the lumped one), always on the initial
+// geometry, and the record's mass-proportional damping factor and
+// body-acceleration row.
+inline constexpr int MASS_CONSISTENT = 0, MASS_LUMPED = 1;
+inline constexpr int MAXMASSNODE = 5;
+struct MASSDATA {
+  int NEN = 0;           // mass nodes; 0: the family has no mass
+  double S[MAXMASSNODE * MAXMASSNODE] = {};
+  double ALPHA = 0.0;
+  int BODYLOAD = 0;
+};
 
 struct FAMILY {
   const char* NAME;
@@ -62,6 +83,16 @@ struct FAMILY {
   // The status pass over the element's material points; true when one left
   // ELASTIC.
   bool (*STATUS)(Model& m, const ELEMREC& e);
+  // The element's mass under option OPT (MASS_CONSISTENT or MASS_LUMPED);
+  // false, with NEN 0, where the family has none (truss, gap). The dynamic
+  // assembly mixes it into STIFF's matrix over the element's NEN nodes; a
+  // family with more mass nodes than that (rubber, whose interior node is
+  // condensed) mixes it in its own STIFF before the condensation, with the
+  // step's m.DYN.DT and DTAV.
+  bool (*MASS)(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M);
+  // Whether the element keeps inertia at its nodes: some point of it is not
+  // CRUSHED. False for the families that do not count (truss, gap).
+  bool (*ALIVE)(const Model& m, const ELEMREC& e);
   // Result record of EXEC.Bstr: its length in bytes (0: the family writes
   // none) and its values at the displacements U, into REC.
   int RESBYTES;
@@ -69,6 +100,9 @@ struct FAMILY {
   // Snapshot record of EXEC.RST: the items of the element's state in their
   // order; 0 items: the family keeps none.
   int (*SNAP)(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
+  // After a solve: the increments in m.DU of the element's interior nodes,
+  // which have no equations, from those of its grid points.
+  void (*AUXUPD)(Model& m, const ELEMREC& e);
 };
 
 // The row of TYPE; a TYPE that names no family gets an empty row.
@@ -91,6 +125,14 @@ void CLASSRULE(const Model& m, double* CLASS, int GROUP, double E, double RHO, d
 inline constexpr int NCLASS = 20;
 inline bool GROUPOK(int g) { return g >= 1 && g <= NCLASS; }
 
+// MASSEXP: the element matrix of a scalar mass matrix S over NEN nodes of NDF
+// positions (3 or 6; rotations get no mass), packed over NEN*NDF, with no
+// coupling between directions; the lumped option gives a packed diagonal.
+// MASSADD adds C times the same into the packed matrix Ke of order n
+// (n >= NEN*NDF: the element's list may go on past the mass positions).
+void MASSEXP(const double* S, int NEN, int NDF, int OPT, double* Me);
+void MASSADD(double* Ke, int n, double C, const double* S, int NEN, int NDF, int OPT);
+
 // Element start values of every family, the class defaults of the
 // stiffness-proportional damping (with their log block) and the gap links.
 // Stops with "STOP IN SUB. ELEM_INIT!" when a gap triple is no solid face.
@@ -103,6 +145,8 @@ double* SOLBETA(Model& m, const ELEMREC& e, int& GROUP);
 bool SOLSTIFF(Model& m, const ELEMREC& e, double* Ke);
 void SOLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool SOLSTATUS(Model& m, const ELEMREC& e);
+bool SOLMASS(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M);
+bool SOLALIVE(const Model& m, const ELEMREC& e);
 void SOLRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
 int SOLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
 
@@ -136,6 +180,11 @@ void RUBFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP);
 bool RUBSTATUS(Model& m, const ELEMREC& e);
 void RUBRES(const Model& m, const ELEMREC& e, const Arr2<double>& U, void* REC);
 int RUBSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS);
+void RUBAUX(Model& m, const ELEMREC& e);
+// Scalar mass matrix of the rubber element with corners NOD(4), density RHO:
+// OPT 0 consistent, SM(5,5) column by column; OPT 1 lumped, SM(5). Both are
+// diagonal, the interior node fifth; the mass is that of the initial volume.
+void RUBMASS(const Arr2<double>& XYZ, const std::int32_t* NOD, double RHO, int OPT, double* SM);
 
 bool TRSRECOK(const Model& m, const ELEMREC& e);
 void TRSSTART(Model& m, ELEMREC& e, double* CLASS);

@@ -1,13 +1,16 @@
 // The gap family: node-to-node links across a crack, three to a triangle of
-// the deck, each between a pair of solid faces. This build sets up their
-// links (normal, stiffness); their stiffness, force and status are not built
-// yet, and input refuses gap elements before a job reaches them.
+// the deck, each between a pair of solid faces: a spring along the faces'
+// normal while closed, nothing while open. Small-displacement jobs only
+// (input refuses gaps in a nonlinear one).
 #include <algorithm>
 #include <array>
+#include <string>
 #include <vector>
 
+#include "base/fmt.hpp"
 #include "base/kernels.hpp"
 #include "elements/family.hpp"
+#include "elements/truss.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::elements {
@@ -19,11 +22,63 @@ using base::CROSS;
 using model::GAPREC;
 using model::SOLREC;
 
-bool GAPRECOK(const Model&, const ELEMREC&) { return false; }
+bool GAPK(const GAPREC& g, double* Ke) {
+  if (g.GSTAT == 0) return false;
+  double Q[9];
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j) Q[i + 3 * j] = g.KGAP * g.NVEC(i + 1) * g.NVEC(j + 1);
+  LINKK(Q, Ke);
+  return true;
+}
+
+void GAPF(Arr2<double>& P, Arr2<double>& LINKV, GAPREC& g, const Arr2<double>& U,
+          const std::int32_t* NOD) {
+  double val = 0.0;
+  for (int i = 1; i <= 3; ++i) val += g.NVEC(i) * (U(i, NOD[1]) - U(i, NOD[0]));
+  g.GAPVAL = val;
+  if (g.GSTAT == 0) return;
+  LINKADD(P, LINKV, NOD, g.KGAP * val, g.NVEC.data());
+}
+
+int GAPCHK(Model& m, int ITER3) {
+  int count[2][2] = {{0, 0}, {0, 0}};  // old status by new status
+  int CNTOK = 1;
+  for (int k = 1; k <= m.NGAP(); ++k) {
+    GAPREC& g = m.GAPREC(k);
+    g.GSTAT0 = g.GSTAT;
+    g.GSTAT = g.GAPVAL <= 0.0 ? 1 : 0;
+    if (g.GSTAT != g.GSTAT0) CNTOK = 0;
+    ++count[g.GSTAT0 != 0][g.GSTAT];
+  }
+  const char* text = CNTOK == 1 ? "CONVERGED!    "
+                                : (ITER3 >= m.KK(kk::CONTITER) ? "NOT CONVERGED!" : "              ");
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, "   * CONTACT ITER. = " + base::fI(ITER3, 3) + base::fX(3) + text);
+  model::LOGLINE(m, "                 FREE  CONTACT");
+  model::LOGLINE(m, "        FREE" + base::fI(count[0][0], 9) + base::fI(count[0][1], 7));
+  model::LOGLINE(m, "     CONTACT" + base::fI(count[1][0], 9) + base::fI(count[1][1], 7));
+  return CNTOK;
+}
+
+bool GAPRECOK(const Model& m, const ELEMREC& e) {
+  return e.IDX >= 1 && e.IDX <= m.NGAP() && NODESOK(m, e, 2);
+}
+
+// GAPSETUP gives the links their start values once all solids have theirs.
 void GAPSTART(Model&, ELEMREC&, double*) {}
 double* GAPBETA(Model&, const ELEMREC&, int&) { return nullptr; }
-bool GAPSTIFF(Model&, const ELEMREC&, double*) { return false; }
-void GAPFORCE(Model&, const ELEMREC&, Arr2<double>&, int) {}
+
+// The nonlinear drivers have no gap branch.
+bool GAPSTIFF(Model& m, const ELEMREC& e, double* Ke) {
+  return m.KK(kk::GEONL) == 0 && GAPK(m.GAPREC(e.IDX), Ke);
+}
+
+void GAPFORCE(Model& m, const ELEMREC& e, Arr2<double>&, int) {
+  if (m.KK(kk::GEONL) == 0) GAPF(m.P, m.LINKV, m.GAPREC(e.IDX), m.U, e.NOD.data());
+}
+
+// The status of a gap is the contact iteration's (GAPCHK), not a material
+// state.
 bool GAPSTATUS(Model&, const ELEMREC&) { return false; }
 
 namespace {
@@ -45,6 +100,16 @@ int face_owner(const Model& m, const std::vector<int>& solids, const int* tri) {
     }
   }
   return 0;
+}
+
+// The stop for a triple that is no solid face, naming the gap elements of
+// its card and the nodes.
+[[noreturn]] void no_face(Model& m, int first, const int* tri) {
+  std::string text = "GAP ELEMENTS " + std::to_string(first) + " TO " + std::to_string(first + 2) +
+                     ": NODES";
+  for (int j = 0; j < 3; ++j) text.append(" ").append(std::to_string(m.NODEID(tri[j])));
+  model::LOGMSG(m, text.append(" ARE NO FACE OF A SOLID ELEMENT."));
+  model::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
 }
 
 }  // namespace
@@ -70,7 +135,7 @@ void GAPSETUP(Model& m) {
     }
     for (int side = 0; side < 2; ++side) {
       const int owner = face_owner(m, solids, &tri[6 * k + 3 * side]);
-      if (owner == 0) model::FAIL(m, "STOP IN SUB. ELEM_INIT!", -1, 0);
+      if (owner == 0) no_face(m, 3 * k - 2, &tri[6 * k + 3 * side]);
       const SOLREC& s = m.SOLREC(m.ELEM(owner).IDX);
       if (s.E > emax) emax = s.E;
       lsum += s.AVGLEN;

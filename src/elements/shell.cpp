@@ -425,9 +425,7 @@ int SHLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
                             SNAPARR(h.EPLAST), SNAPARR(h.EPEQ),    SNAPARR(h.STRESS),
                             SNAPARR(h.STRESS0), SNAPARR(h.PDIR),   SNAPARR(h.STATE),
                             SNAPARR(h.YIELD)};
-  int n = 0;
-  for (const SNAPITEM& it : items) ITEMS[n++] = it;
-  return n;
+  return SNAPLIST(items, ITEMS);
 }
 
 void SHLMASS(const Model& m, const ELEMREC& e, int LUMPED, double* MS) {

@@ -1,5 +1,6 @@
 #include "elements/solid.hpp"
 
+#include <cmath>
 #include <cstring>
 #include <string>
 
@@ -96,16 +97,6 @@ void btdb_small(const double* DN, const double* Dp, double v, double* SK) {
   }
 }
 
-// H(i,j) = sum over a of u(i,a) DN(j,a).
-void gradient(const double* DN, const double* u, double* H) {
-  for (int i = 0; i < 3; ++i)
-    for (int j = 0; j < 3; ++j) {
-      double s = 0.0;
-      for (int a = 0; a < 4; ++a) s += u[3 * a + i] * DN[3 * a + j];
-      H[i + 3 * j] = s;
-    }
-}
-
 // The strain increment against the record, the stress integrated with the
 // record's tangent and, for a PLASTIC element, the plastic strain.
 void update(Model& m, SOLREC& r, const double* e, int IREC, int UNITNO) {
@@ -197,10 +188,19 @@ void GLSTRAIN(const double* H, double* E) {
   E[5] = h(3, 1) + h(1, 3) + h(1, 1) * h(1, 3) + h(2, 1) * h(2, 3) + h(3, 1) * h(3, 3);
 }
 
-void BNLMAT(const double* DN, const double* H, double* BL) {
+void DISPGRAD(const double* DN, const double* u, double* H, int NN) {
+  for (int i = 0; i < 3; ++i)
+    for (int j = 0; j < 3; ++j) {
+      double s = 0.0;
+      for (int a = 0; a < NN; ++a) s += u[3 * a + i] * DN[3 * a + j];
+      H[i + 3 * j] = s;
+    }
+}
+
+void BNLMAT(const double* DN, const double* H, double* BL, int NN) {
   // With F = I + H the rows are those of the small-strain B with F(i,j) in
   // place of the Kronecker delta.
-  for (int a = 0; a < 4; ++a) {
+  for (int a = 0; a < NN; ++a) {
     const double ax = DN[3 * a], ay = DN[3 * a + 1], az = DN[3 * a + 2];
     for (int i = 0; i < 3; ++i) {
       const double f1 = H[i] + (i == 0 ? 1.0 : 0.0);
@@ -217,9 +217,9 @@ void BNLMAT(const double* DN, const double* H, double* BL) {
   }
 }
 
-void GMAT9(const double* DN, double* G) {
-  ZEROD(G, 9 * NE);
-  for (int a = 0; a < 4; ++a)
+void GMAT9(const double* DN, double* G, int NN) {
+  ZEROD(G, 27 * NN);
+  for (int a = 0; a < NN; ++a)
     for (int i = 0; i < 3; ++i)
       for (int j = 0; j < 3; ++j) G[(3 * i + j) + 9 * (3 * a + i)] = DN[3 * a + j];
 }
@@ -245,21 +245,25 @@ void SOLKNL(const std::int32_t* NOD, const Arr2<double>& XYZ, const Arr2<double>
   gather_x(NOD, XYZ, X);
   gather_u(NOD, U, u);
   const double v = TETDN(X, DN) / 6.0;
-  gradient(DN, u, H);
+  DISPGRAD(DN, u, H);
   BNLMAT(DN, H, BL);
   btdb(BL, D, v, SK);
-  // Initial-stress part, G^T S~ G: the same scalar dN_a . S dN_b on the
-  // three translation pairs of nodes a and b.
-  const double* s = STRESS;
-  for (int a = 0; a < 4; ++a) {
+  GEOSTIFF(DN, STRESS, v, SK);
+}
+
+void GEOSTIFF(const double* DN, const double* S, double v, double* SK, int NN) {
+  // G^T S~ G: the same scalar dN_a . S dN_b on the three translation pairs
+  // of nodes a and b.
+  const int n = 3 * NN;
+  for (int a = 0; a < NN; ++a) {
     const double* p = DN + 3 * a;
-    const double sp[3] = {s[0] * p[0] + s[3] * p[1] + s[5] * p[2],
-                          s[3] * p[0] + s[1] * p[1] + s[4] * p[2],
-                          s[5] * p[0] + s[4] * p[1] + s[2] * p[2]};
-    for (int b = a; b < 4; ++b) {
+    const double sp[3] = {S[0] * p[0] + S[3] * p[1] + S[5] * p[2],
+                          S[3] * p[0] + S[1] * p[1] + S[4] * p[2],
+                          S[5] * p[0] + S[4] * p[1] + S[2] * p[2]};
+    for (int b = a; b < NN; ++b) {
       const double* q = DN + 3 * b;
       const double g = v * (sp[0] * q[0] + sp[1] * q[1] + sp[2] * q[2]);
-      for (int i = 0; i < 3; ++i) SK[PACKIDX(3 * a + i + 1, 3 * b + i + 1, NE) - 1] += g;
+      for (int i = 0; i < 3; ++i) SK[PACKIDX(3 * a + i + 1, 3 * b + i + 1, n) - 1] += g;
     }
   }
 }
@@ -281,7 +285,7 @@ void SOLFNL(Model& m, Arr2<double>& P, Arr2<double>& PD, SOLREC& r, const Arr2<d
   gather_x(NOD, XYZ, X);
   gather_u(NOD, U, u);
   const double v6 = TETDN(X, DN);
-  gradient(DN, u, H);
+  DISPGRAD(DN, u, H);
   GLSTRAIN(H, E);
   update(m, r, E, IREC, UNITNO);
   BNLMAT(DN, H, BL);
@@ -330,6 +334,26 @@ void SOLFORCE(Model& m, const ELEMREC& e, Arr2<double>& PD, int IDAMP) {
   else SOLFNL(m, m.P, PD, r, m.XYZ, m.U, e.NOD.data(), e.IDX, unitsol, IDAMP);
 }
 
+// Mass RHO V on the initial geometry: the consistent matrix of the linear
+// tetrahedron (m/10 on the diagonal, m/20 off it) or a quarter to each node.
+bool SOLMASS(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M) {
+  const SOLREC& r = m.SOLREC(e.IDX);
+  double X[12], DN[12];
+  gather_x(e.NOD.data(), m.XYZ, X);
+  const double mass = r.RHO * std::fabs(TETDN(X, DN)) / 6.0;
+  M.NEN = 4;
+  if (OPT == MASS_LUMPED)
+    for (int a = 0; a < 4; ++a) M.S[a] = 0.25 * mass;
+  else
+    for (int a = 0; a < 4; ++a)
+      for (int b = 0; b < 4; ++b) M.S[a + 4 * b] = (a == b ? 0.1 : 0.05) * mass;
+  M.ALPHA = r.ALPHA;
+  M.BODYLOAD = r.BODYLOAD;
+  return true;
+}
+
+bool SOLALIVE(const Model& m, const ELEMREC& e) { return m.SOLREC(e.IDX).STATE != CRUSHED; }
+
 // The single point by its state; true when an ELASTIC point changed state.
 bool SOLSTATUS(Model& m, const ELEMREC& e) {
   SOLREC& r = m.SOLREC(e.IDX);
@@ -363,9 +387,7 @@ int SOLSNAP(Model& m, const ELEMREC& e, SNAPITEM* ITEMS) {
   const SNAPITEM items[] = {SNAPARR(s.D),       SNAPARR(s.STRAIN),  SNAPARR(s.EPLAST),
                             SNAPVAL(s.EPEQ),    SNAPARR(s.STRESS),  SNAPARR(s.STRESS0),
                             SNAPARR(s.PDIR),    SNAPVAL(s.STATE),   SNAPVAL(s.YIELD)};
-  int n = 0;
-  for (const SNAPITEM& it : items) ITEMS[n++] = it;
-  return n;
+  return SNAPLIST(items, ITEMS);
 }
 
 }  // namespace ossa::elements

@@ -28,11 +28,19 @@ double TETB(const double* X, double* B);
 // gradient H(3,3), H(i,j) = du_i/dX_j.
 void GLSTRAIN(const double* H, double* E);
 
-// BL(6,12) = B0 + B1(H), the variation of GLSTRAIN.
-void BNLMAT(const double* DN, const double* H, double* BL);
+// Displacement gradient H(3,3), H(i,j) = sum over the NN nodes of
+// u(i,a) DN(j,a), from u(3,NN) and DN(3,NN).
+void DISPGRAD(const double* DN, const double* u, double* H, int NN = 4);
 
-// G(9,12): rows 1-3 act on the x translations, 4-6 on y, 7-9 on z.
-void GMAT9(const double* DN, double* G);
+// BL(6,3 NN) = B0 + B1(H), the variation of GLSTRAIN, over NN nodes.
+void BNLMAT(const double* DN, const double* H, double* BL, int NN = 4);
+
+// G(9,3 NN): rows 1-3 act on the x translations, 4-6 on y, 7-9 on z.
+void GMAT9(const double* DN, double* G, int NN = 4);
+
+// Adds the initial-stress stiffness v G^T S~ G of the stress S(6) to the
+// packed matrix SK of order 3 NN.
+void GEOSTIFF(const double* DN, const double* S, double v, double* SK, int NN = 4);
 
 // ST(9,9): three diagonal blocks of the stress tensor of S(6).
 void SMAT9(const double* S, double* ST);

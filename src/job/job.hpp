@@ -30,8 +30,8 @@ struct OutSched {
 OutSched OUTINIT(const Model& m);
 
 // The output decision after a step: returns DOOUT (0 or 1) and advances
-// the schedule.
-int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG);
+// the schedule. RIKSSTEP: the number of an arc-length step, 0 for others.
+int OUTSEL(const Model& m, double t, OutSched& s, int FIRSTCHG, int STOPFLAG, int RIKSSTEP = 0);
 
 void DRVSTAT(Model& m);
 void DRVDYN(Model& m);

@@ -22,7 +22,8 @@ namespace {
 
 // Opens a direct-access work file and writes its last record, so that every
 // record exists from the start and can be read in any order. A kept file
-// (the plastic operators of a restart) is opened as the earlier run left it.
+// (the plastic operators of a restart) is opened as the earlier run left it;
+// the restart snapshot then writes its own copy of the operators into it.
 void open_work(Model& m, int i, long recl, long last, bool keep = false) {
   base::Unit& u = m.unit(m.UNIT(i));
   if (!base::open_direct(u, model::UNIT_FILE[i - 1], recl, keep))

@@ -51,7 +51,12 @@ enum Entry : int {
   NDIRFC = 48,
   NBODY = 81,
   NCSURF = 82,
+  NSLV = 83,      // contact slaves, all bodies
+  NEDGE = 84,     // contact surface edges, all bodies
   FRICTION = 85,  // 1 when friction is active
+  NLEV = 86,      // levels of the slaves in contact
+  NDEP = 87,      // dependent translations of the slaves in contact
+  NTERM = 88,     // link terms of the dependent translations
 };
 
 }  // namespace ossa::kk

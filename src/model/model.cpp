@@ -41,7 +41,9 @@ void MODELALLOC(Model& m) {
     a(m.RIKS.FREF.allocate(7, n));
     for (auto* v : {&m.P, &m.W, &m.DU, &m.LINKV, &m.CONT.UCI, &m.CONT.XCI}) a(v->allocate(7, n));
   } else if (kind == 1) {
-    for (auto& w : m.DYN.DYNW) a(w.allocate(7, n));
+    // Eighteen (7, N) vectors: the increment's own five and the levels.
+    for (auto* v : {&m.U, &m.P, &m.W, &m.DU, &m.LINKV}) a(v->allocate(7, n));
+    for (auto* v : DYNLEVELS(m.DYN)) a(v->allocate(7, n));
     a(m.DYN.MVN.allocate(3, n));
     a(m.DYN.MVO.allocate(3, n));
     a(m.DYN.AMVN.allocate(3, n));
@@ -65,7 +67,7 @@ long groupwords(const READDATA& r) {
 
 long groupwords(const DYNDATA& d) {
   long w = words(d.MVN) + words(d.MVO) + words(d.AMVN) + words(d.AMVO) + words(d.DEADND);
-  for (const auto& a : d.DYNW) w += words(a);
+  for (const auto* a : DYNLEVELS(d)) w += words(*a);
   return w;
 }
 
@@ -76,7 +78,16 @@ long groupwords(const RIKSDATA& r) {
 }
 
 long groupwords(const CONTDATA& c) {
-  return words(c.WORK1) + words(c.WORK2) + words(c.UCI) + words(c.XCI);
+  return words(c.WORK1) + words(c.WORK2) + words(c.UCI) + words(c.XCI) + words(c.FACEDGE) +
+         words(c.EDGEREC) + words(c.EDGEND) + words(c.SLVEND) + words(c.VERTEDGE) +
+         words(c.VEDGE) + words(c.VERTELEM) + words(c.VELEM) + words(c.NODEELEM) +
+         words(c.NELEMS) + words(c.FSIZE) + words(c.SSIZE) + words(c.SLAVE) + words(c.SLVLEV) +
+         words(c.SLVORD) + words(c.LEVEND) + words(c.SLVST) + words(c.SLVOLD) + words(c.SLVDIR) +
+         words(c.SLVBARY) + words(c.SLVOFF) + words(c.SLVCOEF) + words(c.SLVFORCE) +
+         words(c.SLVDOF) + words(c.DEPREC) + words(c.TERMND) + words(c.TERMTGT) +
+         words(c.INDTGT) + words(c.LINKIDX) + words(c.LINKC) + words(c.FRFLAG) + words(c.FRPAR) +
+         words(c.FRREF) + words(c.FRPOS) + words(c.FSUM) + words(c.DUC) +
+         words(c.ELMARK);
 }
 
 }  // namespace

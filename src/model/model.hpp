@@ -38,24 +38,88 @@ struct READDATA {
   std::int32_t NPROP = 0, MAXNOD = 0, MAXELEM = 0, NTRSTB = 0, MAXPTS = 0;
 };
 
-// Dynamic jobs (KK(3) = 1).
+// Dynamic jobs (KK(3) = 1): the levels n-1, n, n+1 of the three-level
+// integration, n+1 being solved. The displacement at n+1 is the model's U,
+// the effective forces FEFF and PEFF stand in F and P.
 struct DYNDATA {
-  std::array<Arr2<double>, 18> DYNW;  // 7, N: level arrays
-  Arr2<double> MVN, MVO, AMVN, AMVO;  // 3, N
-  Arr1<std::int32_t> DEADND;          // NNODE
+  // 7, N: displacement at n; external force at n+1, n, n-1; internal force
+  // at n+1, n, n-1; stiffness damping force at n+1 and n; its rate at
+  // n+1/2 and n-1/2; velocity at n+1/2 and acceleration at n of the last
+  // increment.
+  Arr2<double> UO, FN1, FN, FO, PN1, PN, PO, CUN, CUO, CVN, CVO, VEL, ACC;
+  // 3, N: momentum at n+1/2 and n-1/2, and ALPHA times it.
+  Arr2<double> MVN, MVO, AMVN, AMVO;
+  Arr1<std::int32_t> DEADND;          // NNODE: 1 where all elements are crushed
+  // This increment, the one before and their mean (set by the increment).
+  double DT = 0.0, DTPREV = 0.0, DTAV = 0.0;
+  // Mass option of the job: 0 consistent, 1 lumped (no deck entry chooses
+  // it; the driver logs the one in use).
+  int MASSOPT = 0;
 };
+
+// The thirteen (7, N) level arrays of a DYNDATA, const or not.
+template <class D>
+auto DYNLEVELS(D& d) {
+  return std::array{&d.UO,  &d.FN1, &d.FN,  &d.FO,  &d.PN1, &d.PN, &d.PO,
+                    &d.CUN, &d.CUO, &d.CVN, &d.CVO, &d.VEL, &d.ACC};
+}
 
 // Riks arc-length control (KK(7) /= 0).
 struct RIKSDATA {
   Arr2<double> FREF;                  // 7, N: the reference load
-  std::array<Arr1<double>, 3> ARCV;   // NEQ each
+  std::array<Arr1<double>, 3> ARCV;   // NEQ each: DUPREV, DUACC, DUI
+  // The load scale, at the start of the last step, the last step's
+  // increment and this step's; the norms of the first tangent solution
+  // (UNORM(1) scales all products) and the load norms of the first Riks
+  // step; the Riks steps taken.
+  double LAMBDA = 0.0, LAMPREV = 0.0, DLAMPREV = 0.0, DLAMACC = 0.0;
+  double UNORM[3] = {0.0, 0.0, 0.0}, FNRM[3] = {0.0, 0.0, 0.0};
+  std::int32_t NRIKS = 0;
 };
 
 // Contact iterations: work vectors (7*N), and the displacements and
-// coordinates at the start of a contact iteration (7, N).
+// coordinates at the start of a contact iteration (7, N). Then the contact
+// data: the static tables built once before the first step, the slave
+// states, and the link tables rebuilt with each equation index.
 struct CONTDATA {
   Arr1<double> WORK1, WORK2;
   Arr2<double> UCI, XCI;
+  // Static tables. Ranges per node are (first, last) in a list; a node with
+  // none has last = first - 1.
+  Arr2<std::int32_t> FACEDGE;   // 3, NCSURF: edge across from each corner
+  Arr2<std::int32_t> EDGEREC;   // 6, NEDGE
+  Arr1<std::int32_t> EDGEND;    // NBODY: last edge of each body
+  Arr1<std::int32_t> SLVEND;    // NBODY: last slave of each body
+  Arr2<std::int32_t> VERTEDGE;  // 2, NNODE: range in VEDGE
+  Arr1<std::int32_t> VEDGE;     // 2 NEDGE: edges by vertex
+  Arr2<std::int32_t> VERTELEM;  // 2, NNODE: range in VELEM, vertices only
+  Arr1<std::int32_t> VELEM;     // solid elements by vertex
+  Arr2<std::int32_t> NODEELEM;  // 2, NNODE: range in NELEMS
+  Arr1<std::int32_t> NELEMS;    // elements by node
+  Arr1<double> FSIZE;           // NCSURF
+  Arr1<double> SSIZE;           // NBODY
+  // Slaves, body by body.
+  Arr1<std::int32_t> SLAVE, SLVLEV, SLVORD, LEVEND;  // NSLV each
+  Arr2<std::int32_t> SLVST, SLVOLD, SLVDIR;          // 2, NSLV
+  Arr2<double> SLVBARY, SLVOFF;                      // 3, NSLV
+  Arr2<double> SLVCOEF;                              // 14, NSLV
+  Arr2<double> SLVFORCE;                             // 3, NNODE
+  // Links of the present states (KK(87) dependent entries, KK(88) terms).
+  Arr2<std::int32_t> SLVDOF;    // 3, NNODE: dependent entry of a translation, or 0
+  Arr2<std::int32_t> DEPREC;    // 4, NDEP: node, direction, first term, term count
+  Arr2<std::int32_t> TERMND;    // 2, NTERM: target node and direction of each term
+  Arr1<std::int32_t> TERMTGT;   // NTERM: -entry when dependent, else independent target
+  Arr2<std::int32_t> INDTGT;    // 2, NIND: node and direction of independent targets
+  Arr1<std::int32_t> LINKIDX;   // NLINK: independent targets by entry (LINKPTR)
+  Arr1<double> LINKC;           // NLINK: their coefficients
+  // Friction.
+  Arr2<std::int32_t> FRFLAG;    // 2, NSLV: law on (1 new, 2 same kind of master); just came from FREE
+  Arr2<double> FRPAR;           // 3, NSLV: coefficient, slip scale, normal force
+  Arr3<double> FRREF;           // 3, 4, NSLV: displacements of slave and masters where slip starts
+  Arr2<double> FRPOS;           // 3, NSLV: the masters' weights there
+  Arr2<double> FSUM;            // 3, NNODE: friction forces
+  Arr2<double> DUC;             // 7, NNODE: the moves that put slaves on their masters
+  Arr1<std::int32_t> ELMARK;    // NELEM: 1 for an element at a slave in contact
 };
 
 struct Model {

@@ -2,13 +2,17 @@
 // them. Exit status 0 when done, 2 on bad arguments or unreadable files.
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "post/plot.hpp"
 #include "post/reader.hpp"
 #include "post/vtu.hpp"
 
@@ -32,7 +36,9 @@ Commands:
                     solids, rubbers or trusses; without it all tables that
                     have rows are printed, separated by an empty line.
                     nodes:   node, displacement ux uy uz, external force
-                             fx fy fz, reaction rx ry rz (0 where not stored)
+                             fx fy fz, reaction rx ry rz, link vector lx ly
+                             lz (the forces that trusses and gaps exert on
+                             the node) (0 where not stored)
                     solids:  element, state, principal stresses s1 s2 s3,
                              their directions (n1 n2 n3, 3 components each),
                              principal strains e1 e2 e3, strain energy
@@ -45,9 +51,22 @@ Commands:
                              energy density
                     trusses: element, strain, force
                     States: 0 elastic, 1 cracked, 2 plastic, 3 crushed.
-  history NODE...   one row per frame: frame, step, time, the sums of the
+  plot NODE...      PNG plots by gnuplot in the job directory: EXEC_history.png
+                    (load factor against |u| of each node named, and the
+                    size of the reaction sum against the load factor) and
+                    EXEC_residual.png (the relative residual norms of every
+                    iteration, from EXEC.LOG)
+  history [-r] NODE...
+                    one row per frame: frame, step, time, the sums of the
                     reactions RX RY RZ, and ux uy uz of each node named (deck
-                    node numbers): the load-displacement curve of a job
+                    node numbers): the load-displacement curve of a job.
+                    Under Riks control the time is the load scale times the
+                    end time of the time table.
+                    With -r also the velocity vx vy vz and the acceleration
+                    ax ay az of each node, for a dynamic job: the files hold
+                    displacements only, so these are differences of the
+                    frames (central inside, one-sided at the ends), as good
+                    as the frames are dense in time
   vtu [OUTDIR]      write ParaView files to OUTDIR (default: the job
                     directory): EXEC_NNNN.vtu for each frame and the time
                     series EXEC.pvd. The mesh comes from the job's EXEC.INP,
@@ -109,13 +128,14 @@ const float* at_node(const std::vector<NodeOut>& s, std::size_t& j, std::int32_t
 }
 
 void print_nodes(const Frame& f) {
-  std::printf("node,ux,uy,uz,fx,fy,fz,rx,ry,rz\n");
-  std::size_t jf = 0, jr = 0;
+  std::printf("node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz\n");
+  std::size_t jf = 0, jr = 0, jl = 0;
   for (const NodeOut& d : f.DISP) {
     std::printf("%d", d.ID);
     pv(d.V, 3);
     pv(at_node(f.FORCE, jf, d.ID), 3);
     pv(at_node(f.REACT, jr, d.ID), 3);
+    pv(at_node(f.LINKV, jl, d.ID), 3);
     std::printf("\n");
   }
 }
@@ -185,40 +205,137 @@ int cmd_frame(const ResIndex& idx, int argc, char** argv) {
   return 0;
 }
 
-int cmd_history(const ResIndex& idx, int argc, char** argv) {
-  if (argc < 1) return usage("history needs at least one node number");
-  std::vector<std::int32_t> ids;
+// Rates of a history at frame k (0-based) from its neighbours: velocity by
+// the central difference of unequal steps, acceleration by the second
+// difference; one-sided at the ends.
+void rates(const std::vector<double>& t, const std::vector<double>& u, std::size_t k, double& v, double& a) {
+  const std::size_t n = t.size();
+  v = a = 0.0;
+  if (n < 2) return;
+  if (n == 2) {
+    v = t[1] > t[0] ? (u[1] - u[0]) / (t[1] - t[0]) : 0.0;
+    return;
+  }
+  const std::size_t i = std::clamp<std::size_t>(k, 1, n - 2);  // middle of the three frames used
+  const double h1 = t[i] - t[i - 1], h2 = t[i + 1] - t[i];
+  if (h1 <= 0.0 || h2 <= 0.0) return;
+  const double s1 = (u[i] - u[i - 1]) / h1, s2 = (u[i + 1] - u[i]) / h2;
+  a = 2.0 * (s2 - s1) / (h1 + h2);
+  // The derivative of the parabola through the three frames, at frame k.
+  const double tk = t[k] - t[i];
+  v = (h2 * s1 + h1 * s2) / (h1 + h2) + a * tk;
+}
+
+// The node numbers of the arguments; false (with the message given) when
+// one is bad.
+bool node_ids(int argc, char** argv, std::vector<std::int32_t>& ids) {
   for (int k = 0; k < argc; ++k) {
     long v = 0;
-    if (!parse_int(argv[k], v)) return usage(std::string("bad node number '") + argv[k] + "'");
+    if (!parse_int(argv[k], v)) {
+      usage(std::string("bad node number '") + argv[k] + "'");
+      return false;
+    }
     ids.push_back(static_cast<std::int32_t>(v));
   }
-  std::printf("frame,step,time,RX,RY,RZ");
-  for (std::int32_t id : ids) std::printf(",ux_%d,uy_%d,uz_%d", id, id, id);
-  std::printf("\n");
+  return true;
+}
+
+// Walks the frames with the positions of the nodes `ids`; `row` gets each
+// frame. "" when all were read.
+template <class Row>
+std::string each_frame(const ResIndex& idx, const std::vector<std::int32_t>& ids, Row&& row) {
   std::vector<std::size_t> pos;
+  std::vector<double> t;
+  std::vector<std::array<double, 3>> react;
+  std::vector<std::vector<double>> u(3 * ids.size());  // by node and direction
+  std::vector<std::int32_t> step;
   for (std::size_t n = 1; n <= idx.frames.size(); ++n) {
     Frame f;
     const std::string err = RESREAD(idx, n, f, READ_NODES);
-    if (!err.empty()) return fail(err);
+    if (!err.empty()) return err;
     if (pos.empty()) {
       for (std::int32_t id : ids) {
         std::size_t i = 0;
         while (i < f.DISP.size() && f.DISP[i].ID != id) ++i;
-        if (i == f.DISP.size()) return fail("node " + std::to_string(id) + " is not in the results");
+        if (i == f.DISP.size()) return "node " + std::to_string(id) + " is not in the results";
         pos.push_back(i);
       }
     }
+    for (std::size_t i : pos)
+      if (i >= f.DISP.size()) return "frame " + std::to_string(n) + " has fewer nodes";
     double r[3];
     SECTSUM(f.REACT, r);
-    std::printf("%zu,%d,%.9g,%.9g,%.9g,%.9g", n, f.h.STEP, static_cast<double>(f.h.TIME), r[0],
-                r[1], r[2]);
-    for (std::size_t i : pos) {
-      if (i >= f.DISP.size()) return fail("frame " + std::to_string(n) + " has fewer nodes");
-      pv(f.DISP[i].V, 3);
+    row(n, f, r, pos);
+  }
+  return "";
+}
+
+int cmd_history(const ResIndex& idx, int argc, char** argv) {
+  const bool withrates = argc >= 1 && std::strcmp(argv[0], "-r") == 0;
+  if (withrates) --argc, ++argv;
+  if (argc < 1) return usage("history needs at least one node number");
+  std::vector<std::int32_t> ids;
+  if (!node_ids(argc, argv, ids)) return 2;
+  // All frames first: the rates need the neighbours of each.
+  std::vector<double> t;
+  std::vector<std::array<double, 3>> react;
+  std::vector<std::vector<double>> u(3 * ids.size());  // by node and direction
+  std::vector<std::int32_t> step;
+  const std::string err = each_frame(idx, ids, [&](std::size_t, const Frame& f, const double* r,
+                                                   const std::vector<std::size_t>& pos) {
+    react.push_back({r[0], r[1], r[2]});
+    step.push_back(f.h.STEP);
+    t.push_back(static_cast<double>(f.h.TIME));
+    for (std::size_t j = 0; j < pos.size(); ++j)
+      for (int d = 0; d < 3; ++d) u[3 * j + d].push_back(f.DISP[pos[j]].V[d]);
+  });
+  if (!err.empty()) return fail(err);
+  std::printf("frame,step,time,RX,RY,RZ");
+  for (std::int32_t id : ids) {
+    std::printf(",ux_%d,uy_%d,uz_%d", id, id, id);
+    if (withrates) std::printf(",vx_%d,vy_%d,vz_%d,ax_%d,ay_%d,az_%d", id, id, id, id, id, id);
+  }
+  std::printf("\n");
+  for (std::size_t k = 0; k < t.size(); ++k) {
+    std::printf("%zu,%d,%.9g,%.9g,%.9g,%.9g", k + 1, step[k], t[k], react[k][0], react[k][1], react[k][2]);
+    for (std::size_t j = 0; j < ids.size(); ++j) {
+      double v[3], a[3];
+      for (int d = 0; d < 3; ++d) {
+        std::printf(",%.9g", u[3 * j + d][k]);
+        rates(t, u[3 * j + d], k, v[d], a[d]);
+      }
+      if (withrates) std::printf(",%.9g,%.9g,%.9g,%.9g,%.9g,%.9g", v[0], v[1], v[2], a[0], a[1], a[2]);
     }
     std::printf("\n");
   }
+  return 0;
+}
+
+int cmd_plot(const ResIndex& idx, const std::string& job, int argc, char** argv) {
+  if (argc < 1) return usage("plot needs at least one node number");
+  std::vector<std::int32_t> ids;
+  if (!node_ids(argc, argv, ids)) return 2;
+  if (idx.frames.empty()) return fail("the job has no complete frame");
+  std::vector<HistRow> hist;
+  std::string err = each_frame(idx, ids, [&](std::size_t, const Frame& f, const double* r,
+                                             const std::vector<std::size_t>& pos) {
+    HistRow h;
+    h.TIME = static_cast<double>(f.h.TIME);
+    h.REACT = std::sqrt(r[0] * r[0] + r[1] * r[1] + r[2] * r[2]);
+    for (std::size_t i : pos) {
+      const float* u = f.DISP[i].V;
+      h.U.push_back(std::sqrt(static_cast<double>(u[0] * u[0] + u[1] * u[1] + u[2] * u[2])));
+    }
+    hist.push_back(h);
+  });
+  std::vector<ResidRow> res;
+  if (err.empty()) err = LOGRESID(job + "/EXEC.LOG", res);
+  const std::vector<int> nodes(ids.begin(), ids.end());
+  const std::string hp = job + "/EXEC_history.png", rp = job + "/EXEC_residual.png";
+  if (err.empty()) err = PLOTPNG(nodes, hist, res, hp, rp);
+  if (!err.empty()) return fail(err);
+  std::printf("%s\n", hp.c_str());
+  if (!res.empty()) std::printf("%s\n", rp.c_str());
   return 0;
 }
 
@@ -273,7 +390,7 @@ int main(int argc, char** argv) {
   }
   if (a >= argc) return usage("no command given");
   const std::string cmd = argv[a++];
-  if (cmd != "frames" && cmd != "frame" && cmd != "history" && cmd != "vtu")
+  if (cmd != "frames" && cmd != "frame" && cmd != "history" && cmd != "plot" && cmd != "vtu")
     return usage("unknown command '" + cmd + "'");
   ResIndex idx;
   const std::string err = RESSCAN(job, idx);
@@ -283,5 +400,6 @@ int main(int argc, char** argv) {
   if (cmd == "frames") return rest == 0 ? cmd_frames(idx) : usage("frames takes no arguments");
   if (cmd == "frame") return cmd_frame(idx, rest, args);
   if (cmd == "history") return cmd_history(idx, rest, args);
+  if (cmd == "plot") return cmd_plot(idx, job, rest, args);
   return cmd_vtu(idx, job, rest, args);
 }

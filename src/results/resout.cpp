@@ -45,11 +45,8 @@ void put_f(Out& o, double v) {
   o.put(&f, 4);
 }
 
-// The current displacement: U in a static job; in a dynamic job the level
-// array of the displacement at n+1 (the first level array).
-const base::Arr2<double>& current_disp(const Model& m) {
-  return m.U.allocated() ? m.U : m.DYN.DYNW[0];
-}
+// The current displacement: U, which in a dynamic job is the level n+1.
+const base::Arr2<double>& current_disp(const Model& m) { return m.U; }
 
 // Writes the records of one node section: all grid points when `all`, else
 // those where `a` is non-zero.

@@ -26,9 +26,25 @@ void RHSADD(Model& m);
 // length; without links the matrix and list stay as they are.
 int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n);
 
+// The force estimate: OUT = START + the stiffness of each element marked by
+// CONTMARK times its part of DELTA (7, N). Its cost follows the contact
+// area; a tangent estimate of the forces after the move DELTA.
+void CONTFORCE2(Model& m, Arr2<double>& OUT, const Arr2<double>& START, const Arr2<double>& DELTA);
+
+// The force side of the friction tangents: OUT += each slave's friction
+// matrix times its nodes' part of DELTA, after CONTFORCE2.
+void FRICEST(Model& m, Arr2<double>& OUT, const Arr2<double>& DELTA);
+
+// Friction tangents of the slaves that carry friction, each as an element
+// of the slave and its masters, turned by the links and added to AV.
+void FRICSTIF(Model& m, int FIRST);
+
+struct DYNSTEP;
+
 // Clears AV and walks the element table: element matrix, links, enforced
-// displacements (FIRST = 1), scatter; then closes the right-hand side.
-void STFASM(Model& m, int FIRST);
+// displacements (FIRST = 1), scatter; then closes the right-hand side. With
+// DYN each element matrix is the dynamic one of its step.
+void STFASM(Model& m, int FIRST, const DYNSTEP* DYN = nullptr);
 
 // Internal forces P (and link forces LINKV) of the present state. With
 // IDAMP = 1 the elements also add BETA times their force to PD, the

@@ -9,9 +9,11 @@
 #include <algorithm>
 #include <vector>
 
+#include "contact/contact.hpp"
 #include "elements/family.hpp"
 #include "model/stop.hpp"
 #include "solution/index.hpp"
+#include "solvers/solver.hpp"
 
 namespace ossa::solution {
 
@@ -27,6 +29,22 @@ int EDOFLIST(int TYPE, int NEN, const std::int32_t* NOD, EDOFPAIR* LIST) {
     for (int k = 1; k <= f.NPOS; ++k) LIST[n++] = {NOD[a], k};
   for (int a = 0; a < std::min(nen, f.NPOS7); ++a) LIST[n++] = {NOD[a], 7};
   return n;
+}
+
+int EDOFEXPAND(const Model& m, std::vector<EDOFPAIR>& LIST, int n) {
+  LIST.resize(static_cast<std::size_t>(n));
+  const model::CONTDATA& c = m.CONT;
+  for (int k = 0; k < n; ++k) {
+    const EDOFPAIR d = LIST[static_cast<std::size_t>(k)];
+    if (d.pos > 3 || d.node < 1 || d.node > m.NNODE() || m.IDOF(d.pos, d.node) != -2) continue;
+    const int first = m.LINKPTR(1, d.pos, d.node);
+    for (int p = first; p < first + m.LINKPTR(2, d.pos, d.node); ++p) {
+      const EDOFPAIR t{c.INDTGT(1, c.LINKIDX(p)), c.INDTGT(2, c.LINKIDX(p))};
+      if (std::none_of(LIST.begin(), LIST.end(), [&](const EDOFPAIR& q) { return q.node == t.node && q.pos == t.pos; }))
+        LIST.push_back(t);
+    }
+  }
+  return static_cast<int>(LIST.size());
 }
 
 void DOFINIT(Model& m) {
@@ -132,10 +150,16 @@ void insert_run(Model& m, Blocks& bk, int a, const std::int32_t* run, int r) {
   }
 }
 
+// The element's list, with the targets of its links in a contact job.
+int element_list(const Model& m, const ELEMREC& e, std::vector<EDOFPAIR>& list) {
+  list.resize(MAXLIST);
+  const int n = EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), list.data());
+  return m.KK(kk::CONTACT) == 1 ? EDOFEXPAND(m, list, n) : n;
+}
+
 // The element's equation numbers above 0, ascending, without repeats.
-int element_eqs(const Model& m, const ELEMREC& e, std::int32_t* s) {
-  EDOFPAIR list[MAXLIST];
-  const int n = EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), list);
+int element_eqs(const Model& m, const ELEMREC& e, std::vector<EDOFPAIR>& list, std::int32_t* s) {
+  const int n = element_list(m, e, list);
   int r = 0;
   for (int k = 0; k < n; ++k) {
     const int node = list[k].node;
@@ -152,9 +176,11 @@ int element_eqs(const Model& m, const ELEMREC& e, std::int32_t* s) {
 void build_rows(Model& m, Blocks& bk) {
   const int solver = m.KK(kk::SOLVER);
   if (solver < 1 || solver > 3) return;  // no solver, no off-diagonal entries
-  std::int32_t s[MAXLIST];
+  std::vector<std::int32_t> buf(static_cast<std::size_t>(std::max(m.KK(kk::MAXEDOF), MAXLIST)));
+  std::int32_t* s = buf.data();
+  std::vector<EDOFPAIR> list;
   for (int ie = 1; ie <= m.NELEM(); ++ie) {
-    const int r = element_eqs(m, m.ELEM(ie), s);
+    const int r = element_eqs(m, m.ELEM(ie), list, s);
     for (int i = 0; i < r; ++i) {
       if (solver == 1) insert_run(m, bk, s[i], s, i);
       else insert_run(m, bk, s[i], s + i + 1, r - i - 1);
@@ -162,9 +188,20 @@ void build_rows(Model& m, Blocks& bk) {
   }
 }
 
+// In a contact job an element's list grows by the targets of its links.
 int max_edof(const Model& m) {
   int mx = 0;
-  for (int ie = 1; ie <= m.NELEM(); ++ie) mx = std::max(mx, m.ELEM(ie).NDF * m.ELEM(ie).NEN);
+  std::vector<EDOFPAIR> list;
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    const ELEMREC& e = m.ELEM(ie);
+    const int own = e.NDF * e.NEN;
+    int grown = 0;
+    if (m.KK(kk::CONTACT) == 1) {
+      EDOFPAIR base[MAXLIST];
+      grown = element_list(m, e, list) - EDOFLIST(e.TYPE, e.NEN, e.NOD.data(), base);
+    }
+    mx = std::max(mx, own + grown);
+  }
   return mx;
 }
 
@@ -214,11 +251,16 @@ void flatten(Model& m, const Blocks& bk, int neq, long nz) {
 void EQINDEX(Model& m, int NO2) {
   const double t0 = m.clock.now();
   const long total = static_cast<long>(m.KK(kk::MEMMB)) * 250000L;
-  model::EQFREE(m);
+  // A contact job comes here again after each change of states: the solver's
+  // share goes with the rest of what hangs on the old pattern, so that the
+  // budget sees only what the new one will hold.
+  if (m.KK(kk::CONTACT) == 1) solvers::SOLVERFREE(m);
+  else model::EQFREE(m);
 
   // ---- equation numbers
   for (int node = 1; node <= m.NNODE(); ++node)
     for (int k = 1; k <= 7; ++k) m.IDOF(k, node) = m.DOFTAB(k, node);
+  if (m.KK(kk::CONTACT) == 1 && m.CONT.SLAVE.allocated()) contact::CONTIDX(m);
   const int maxedof = max_edof(m);
   m.KK(kk::MAXEDOF) = maxedof;
   m.KK(kk::MAXPACK) = maxedof * (maxedof + 1) / 2;

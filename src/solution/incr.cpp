@@ -2,10 +2,13 @@
 
 #include <cmath>
 
+#include "contact/contact.hpp"
 #include "elements/family.hpp"
 #include "elements/status.hpp"
+#include "elements/truss.hpp"
 #include "model/stop.hpp"
 #include "solution/assembly.hpp"
+#include "solution/dynamic.hpp"
 #include "solution/loads.hpp"
 #include "solution/reschk.hpp"
 #include "solvers/solver.hpp"
@@ -21,6 +24,11 @@ void DISPUPD(Model& m, int FIRST) {
       if (e > 0) m.DU(k, nd) = m.DX(e, 1);
       else if (e == -1 && FIRST == 1 && k <= 6) m.DU(k, nd) = m.DUE(k, nd);
     }
+  // Dependent translations follow their masters, which are all independent.
+  if (m.KK(kk::CONTACT) == 1)
+    for (int nd = 1; nd <= nn; ++nd)
+      for (int k = 1; k <= 3; ++k)
+        if (m.IDOF(k, nd) == -2) m.DU(k, nd) = contact::LINKSUM(m, m.DU, k, nd);
   if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) {
     // Rotations solved in a node's own frame go back to global axes.
     for (int nd = 1; nd <= nn; ++nd) {
@@ -31,6 +39,11 @@ void DISPUPD(Model& m, int FIRST) {
       for (int i = 1; i <= 3; ++i) m.DU(3 + i, nd) = r[i - 1];
     }
   }
+  // Interior nodes follow their elements' grid points by condensation.
+  for (int ie = 1; ie <= m.NELEM(); ++ie) {
+    const model::ELEMREC& e = m.ELEM(ie);
+    elements::FAMILYOF(e.TYPE).AUXUPD(m, e);
+  }
   const int n = nn + m.NAUX();
   for (int nd = 1; nd <= n; ++nd)
     for (int k = 1; k <= 7; ++k) m.U(k, nd) += m.DU(k, nd);
@@ -40,29 +53,29 @@ void DISPUPD(Model& m, int FIRST) {
   if (m.KK(kk::GEONL) == 1 && m.FRAMEFLG.allocated()) elements::SHLVUPD(m);
 }
 
-namespace {
-
-// Euclidean norms of the right-hand side over the free translations,
-// rotations and seventh directions of the grid points.
-void load_norms(const Model& m, double FNRM[3]) {
+void EQNORMS(const Model& m, const double* v, double N[3]) {
   double s[3] = {0.0, 0.0, 0.0};
   for (int nd = 1; nd <= m.NNODE(); ++nd)
     for (int k = 1; k <= 7; ++k) {
       const int e = m.IDOF(k, nd);
       if (e <= 0) continue;
       const int g = k <= 3 ? 0 : (k <= 6 ? 1 : 2);
-      s[g] += m.RHS(e, 1) * m.RHS(e, 1);
+      s[g] += v[e - 1] * v[e - 1];
     }
-  for (int g = 0; g < 3; ++g) FNRM[g] = std::sqrt(s[g]);
+  for (int g = 0; g < 3; ++g) N[g] = std::sqrt(s[g]);
 }
 
+namespace {
+
 // The equilibrium loop: KK(6) solves in KK(6)+1 passes. Returns CONVD.
-int equilibrium(Model& m, IncrState& s, int& FIRST) {
+// DYN is the step of a dynamic increment, null in a static one.
+int equilibrium(Model& m, IncrState& s, int& FIRST, const DYNSTEP* dyn) {
   double tsolve = 0.0;
   Arr2<double> nodamp;
   for (int ITER = 1; ITER <= m.KK(kk::ITERMAX) + 1; ++ITER) {
     double t = m.clock.now();
-    FORCEREC(m, nodamp, 0);  // a static job keeps no damping force
+    if (dyn) FORCEREC_DYN(m, FIRST, *dyn);
+    else FORCEREC(m, nodamp, 0);  // a static job keeps no damping force
     m.TIMES(model::T_RECOVERY) += m.clock.now() - t;
     s.NITER = ITER;
     if (RESCHK(m, ITER - 1, FIRST, s.STEP, s.ISUB, s.TIME, s.FNRM, tsolve) == 1) return 1;
@@ -74,9 +87,9 @@ int equilibrium(Model& m, IncrState& s, int& FIRST) {
       model::FAIL(m, "RESIDUAL FORCE DID NOT CONVERGE!", -9);
     }
     t = m.clock.now();
-    STFASM(m, FIRST);
+    STFASM(m, FIRST, dyn);
     m.TIMES(model::T_ASSEMBLY) += m.clock.now() - t;
-    if (FIRST == 1) load_norms(m, s.FNRM);
+    if (FIRST == 1) EQNORMS(m, m.RHS.data(), s.FNRM);
     t = m.clock.now();
     solvers::SOLVE(m, ITER);
     tsolve = m.clock.now() - t;
@@ -100,23 +113,57 @@ int status_level(Model& m, IncrState& s, int level, int iter) {
   return ok == 1 || iter == m.KK(kk::MITERMAX) ? 1 : 0;
 }
 
-}  // namespace
+// The contact-or-gap level: 1 when its states have settled. Without
+// contact the gaps decide; with neither, the level is passed once.
+int gap_status(Model& m, int ITER3) {
+  if (m.KK(kk::CONTACT) == 1 || m.NGAP() < 1) return 1;
+  const double t = m.clock.now();
+  const int CNTOK = elements::GAPCHK(m, ITER3);
+  m.TIMES(model::T_CONTACT) += m.clock.now() - t;
+  return CNTOK;
+}
 
-void INCR_STATIC(Model& m, IncrState& s) {
-  LOADINC(m, s.TPREV, s.TIME);
-  if (m.KK(kk::MITERMAX) < 1) return;
+// The four loops of an increment; DYN as for equilibrium. A dynamic
+// increment shifts its levels after the contact loop, so that a repeated
+// ITER4 pass starts from shifted levels.
+void loops(Model& m, IncrState& s, const DYNSTEP* dyn) {
   int FIRST = 1;
   for (int ITER4 = 1; ITER4 <= m.KK(kk::MITERMAX); ++ITER4) {
     for (int ITER3 = 1; ITER3 <= m.KK(kk::CONTITER); ++ITER3) {
       for (int ITER2 = 1; ITER2 <= m.KK(kk::MITERMAX); ++ITER2) {
-        equilibrium(m, s, FIRST);
+        equilibrium(m, s, FIRST, dyn);
         if (status_level(m, s, 2, ITER2) == 1) break;
       }
-      const int CNTOK = 1;  // neither contact nor gaps change state yet
-      if (CNTOK == 1) break;
+      if (gap_status(m, ITER3) == 1) break;
     }
-    if (status_level(m, s, 4, ITER4) == 1) break;
+    if (dyn) {
+      DYNRESULT(m, *dyn);
+      DYNSHIFT(m, *dyn);
+    }
+    const int leave = status_level(m, s, 4, ITER4);
+    if (dyn && s.FIRSTCHG > 0) DEADNODES(m);
+    if (leave == 1) break;
   }
+}
+
+}  // namespace
+
+void INCR_STATIC(Model& m, IncrState& s) {
+  LOADINC(m, s.TPREV, s.TIME);
+  BODYLOADS(m);
+  if (m.KK(kk::MITERMAX) < 1) return;
+  loops(m, s, nullptr);
+}
+
+void INCR_DYNAMIC(Model& m, IncrState& s) {
+  LOADINC_DYN(m, s.TPREV, s.TIME);
+  if (m.KK(kk::MITERMAX) < 1) return;
+  DYNSTEP d;
+  d.DT = s.DT;
+  d.DTAV = 0.5 * (s.DT + s.DTPREV);
+  m.DYN.DT = d.DT;
+  m.DYN.DTAV = d.DTAV;
+  loops(m, s, &d);
 }
 
 }  // namespace ossa::solution

@@ -3,6 +3,7 @@
 // pattern of the global matrix.
 #pragma once
 #include <cstdint>
+#include <vector>
 
 #include "model/model.hpp"
 
@@ -32,5 +33,10 @@ inline constexpr int MAXLIST = 30;  // 5 nodes of 6 positions
 // the corners that carry it (a rubber element's four). Returns the count (at
 // most MAXLIST).
 int EDOFLIST(int TYPE, int NEN, const std::int32_t* NOD, EDOFPAIR* LIST);
+
+// The element's list with links: LIST(0..n) followed by the independent
+// targets of its dependent translations (IDOF = -2) that it does not hold
+// yet, in the order met. Returns the new count.
+int EDOFEXPAND(const Model& m, std::vector<EDOFPAIR>& LIST, int n);
 
 }  // namespace ossa::solution

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/fmt.hpp"
+#include "contact/contact.hpp"
 #include "model/stop.hpp"
 
 namespace ossa::solution {
@@ -38,21 +39,39 @@ void residual(Model& m) {
   m.LINKF.fill(0.0);
   for (int nd = 1; nd <= nn; ++nd)
     for (int k = 1; k <= 6; ++k)
-      if (m.IDOF(k, nd) == -2) m.LINKF(k, nd) = m.P(k, nd) - m.F(k, nd);
-  m.REACT.fill(0.0);
+      if (m.IDOF(k, nd) == -2) {
+        m.LINKF(k, nd) = m.P(k, nd) - m.F(k, nd);
+        contact::LINKSPREAD(m, m.LINKF, k, nd, m.LINKF(k, nd));
+      }
   for (int nd = 1; nd <= nn; ++nd) {
     double f[7], p[7];
     node_forces(m, nd, f, p);
     for (int k = 1; k <= 7; ++k) {
       const int e = m.IDOF(k, nd);
       if (e > 0) m.RHS(e, 1) = f[k - 1] - p[k - 1] + m.LINKF(k, nd);
-      else if (e == 0 || e == -1) m.REACT(k, nd) = p[k - 1] - f[k - 1] - m.LINKF(k, nd);
     }
   }
+  REACTIONS(m);
   m.W.fill(0.0);
   for (int nd = nn + 1; nd <= nn + m.NAUX(); ++nd)
     for (int k = 1; k <= 3; ++k) m.W(k, nd) = m.F(k, nd) - m.P(k, nd);
 }
+
+}  // namespace
+
+void REACTIONS(Model& m) {
+  m.REACT.fill(0.0);
+  for (int nd = 1; nd <= m.NNODE(); ++nd) {
+    double f[7], p[7];
+    node_forces(m, nd, f, p);
+    for (int k = 1; k <= 7; ++k) {
+      const int e = m.IDOF(k, nd);
+      if (e == 0 || e == -1) m.REACT(k, nd) = p[k - 1] - f[k - 1] - m.LINKF(k, nd);
+    }
+  }
+}
+
+namespace {
 
 // A strictly greater magnitude takes over, with its sign and place.
 void take_max(double v, int nd, int k, double& best, int& bnode, int& bdir) {

@@ -17,6 +17,10 @@ struct ResRow {
 // decision, and writes the heading and the row of the step table.
 // ITC is the iteration count (ITER-1); FNRM the load norms of the first
 // pass; TSOLVE the wall time of the last solve. Returns CONVD.
+// REACT = P - F - LINKF at the held and enforced positions of the grid
+// points (rotations in their node frames).
+void REACTIONS(Model& m);
+
 int RESCHK(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, const double FNRM[3],
            double TSOLVE, ResRow* row = nullptr);
 

@@ -193,6 +193,12 @@ void SOLVE(Model& m, int ITER) {
   m.TIMES(model::T_SOLUTION) += m.clock.now() - t0;
 }
 
+void SOLVE2(Model& m, int ITER) {
+  const double t0 = m.clock.now();
+  SOLVE_ORK(m, 2, ITER);
+  m.TIMES(model::T_SOLUTION) += m.clock.now() - t0;
+}
+
 void SOLVERFREE(Model& m) {
   solver(m).release(m);
   model::EQFREE(m);

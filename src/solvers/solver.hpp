@@ -19,6 +19,11 @@ using model::Model;
 // preparation of the job only). NO2 is the second error number of a memory stop.
 void SOLVERPREP(Model& m, int NO2);
 
+// Solves K DX(:,c) = RHS(:,c) for both columns at once, as a Riks step
+// needs, on ORK: past a limit point K is indefinite. Input gives every Riks
+// job that solver.
+void SOLVE2(Model& m, int ITER);
+
 // Releases the solver and its arrays, and IA, JA, AV, RHS, DX and the
 // arc-length vectors, so that the next equation index can allocate anew.
 void SOLVERFREE(Model& m);

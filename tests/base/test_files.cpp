@@ -24,6 +24,13 @@ TEST(DirectFile, LastRecordPreallocatesAndRecordsReadBack) {
   EXPECT_EQ(b[0], 0.0);
   ASSERT_TRUE(dread(u, 20, b, sizeof b));  // past the end: zeros
   EXPECT_EQ(b[41], 0.0);
+  double two[84], back[126];
+  for (int i = 0; i < 84; ++i) two[i] = -i;
+  ASSERT_TRUE(dwrite_recs(u, 10, 2, two));  // records 10 and 11 in one go
+  ASSERT_TRUE(dread_recs(u, 10, 3, back));  // and 12, past the end: zeros
+  for (int i = 0; i < 84; ++i) EXPECT_EQ(back[i], -i);
+  EXPECT_EQ(back[125], 0.0);
+  ASSERT_TRUE(dwrite(u, 11, nullptr, 0));
   EXPECT_FALSE(dwrite(u, 0, a, 8));         // records count from 1
   EXPECT_FALSE(dwrite(u, 1, a, 400));       // longer than the record
   close_unit(u);
@@ -84,5 +91,33 @@ TEST(TextFile, LinesAreCountedAndCarriageReturnsDropped) {
   EXPECT_FALSE(get_line(u, l));
   rewind_unit(u);
   ASSERT_TRUE(get_line(u, l)); EXPECT_EQ(u.line, 1);
+  close_unit(u);
+}
+
+TEST(SnapshotHelpers, CheckSeesEveryBitAndReplaceIsWhole) {
+  // Any one flipped bit, and a tail of zeros, change the check.
+  unsigned char b[21] = {};
+  for (int i = 0; i < 21; ++i) b[i] = static_cast<unsigned char>(7 * i + 1);
+  const std::uint64_t c = CHECK64(CHECKSEED, b, sizeof b);
+  for (int bit = 0; bit < 8 * 21; ++bit) {
+    b[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
+    EXPECT_NE(CHECK64(CHECKSEED, b, sizeof b), c) << bit;
+    b[bit / 8] ^= static_cast<unsigned char>(1u << (bit % 8));
+  }
+  const unsigned char z[2] = {};
+  EXPECT_NE(CHECK64(CHECKSEED, z, 1), CHECK64(CHECKSEED, z, 2));
+
+  ossa::test::ScratchDir dir;
+  ossa::test::write_file("EXEC.RST2", "old");
+  ossa::test::write_file("EXEC.RST2.TMP", "new");
+  ASSERT_TRUE(replace_file("EXEC.RST2.TMP", "EXEC.RST2"));
+  EXPECT_EQ(ossa::test::read_file("EXEC.RST2"), "new");
+  EXPECT_FALSE(ossa::test::exists("EXEC.RST2.TMP"));
+  Unit u;
+  ASSERT_TRUE(open_seq_in(u, "EXEC.RST2"));
+  char three[3];
+  EXPECT_FALSE(at_end(u));
+  EXPECT_EQ(std::fread(three, 1, 3, u.fp), 3u);
+  EXPECT_TRUE(at_end(u));
   close_unit(u);
 }

@@ -104,18 +104,31 @@ TEST(DeckBadInput, SecondRowOrNoRow) {
       "EXEC.INP, LINE 7: TRUSS ELEMENT 5 HAS NO \"PROPT\" ROW.");
 }
 
-TEST(DeckBadInput, TrussNamesNoTable) {
+TEST(DeckBadInput, TrussNamesNoTableOrABadOne) {
   test::ScratchDir dir;
-  auto d = [](long table) {
-    return std::vector<std::string>{test::cntnd(2), test::cntel(0, 0, 0, 0, 1), test::cntrl_static(),
-                                    test::cpu(), test::node(1, "0", "0", "0"),
-                                    test::node(2, "1", "0", "0"), test::truss(5, 1, 2),
-                                    Card("TRSTB").i(11, 15, 1), Card("").f(1, 15, "0.1").f(16, 30, "1"),
-                                    test::propt_truss(table, 5), "END"};
+  // The table's rows (strain, force), and the table the row names.
+  auto d = [](long table, const std::vector<std::pair<const char*, const char*>>& rows) {
+    std::vector<std::string> v = {test::cntnd(2), test::cntel(0, 0, 0, 0, 1), test::cntrl_static(),
+                                  test::cpu(), test::node(1, "0", "0", "0"),
+                                  test::node(2, "1", "0", "0"), test::truss(5, 1, 2),
+                                  test::propt_truss(table, 5), Card("TRSTB").i(11, 15, static_cast<long>(rows.size()))};
+    for (const auto& [x, y] : rows) v.push_back(Card("").f(1, 15, x).f(16, 30, y));
+    v.push_back("END");
+    return v;
   };
-  expect_message(read_bad_deck(d(2)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 2 IS OUTSIDE 1..1.");
-  expect_message(read_bad_deck(d(0)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 0 IS OUTSIDE 1..1.");
-  expect_message(read_bad_deck(d(-3)), "EXEC.INP, LINE 10, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE -3 IS OUTSIDE 1..1.");
+  const std::vector<std::pair<const char*, const char*>> one = {{"0.1", "1"}}, two = {{"0.0", "0"}, {"0.1", "1"}};
+  const struct { long table; std::vector<std::pair<const char*, const char*>> rows; const char* msg; } cases[] = {
+      {2, two, "EXEC.INP, LINE 8, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 2 IS OUTSIDE 1..1."},
+      {0, two, "EXEC.INP, LINE 8, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE 0 IS OUTSIDE 1..1."},
+      {-3, two, "EXEC.INP, LINE 8, COLUMNS 6-9, CARD \"PROPT\": \"TRSTB\" TABLE -3 IS OUTSIDE 1..1."},
+      {1, one, "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1 HAS FEWER THAN TWO POINTS."},
+      {1, {}, "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1 HAS FEWER THAN TWO POINTS."},
+      {1, {{"0.0", "0"}, {"0.1", "1"}, {"0.1", "2"}},
+       "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1: STRAIN OF POINT 3 DOES NOT INCREASE."},
+      {1, {{"0.2", "0"}, {"0.1", "1"}},
+       "EXEC.INP, LINE 8: TRUSS ELEMENT 5: \"TRSTB\" TABLE 1: STRAIN OF POINT 2 DOES NOT INCREASE."},
+  };
+  for (const auto& c : cases) expect_message(read_bad_deck(d(c.table, c.rows)), c.msg);
 }
 
 // Numbers used as positions or indexes as they stand, and load groups that
@@ -233,4 +246,44 @@ TEST(DeckBadInput, TableRowsCutShortStopTheReader) {
         deck::DECKIN(m);
       },
       ::testing::ExitedWithCode(2), "EXEC.INP, LINE 3, COLUMNS 1-15: FIELD \"END\" IS NOT A NUMBER");
+}
+
+// Riks steps with nothing to scale or no arc to go along, and pressure, which
+// the arc-length steps would drop from the load: numbered input stops.
+TEST(DeckBadInput, RiksStepsNeedAnArcAndNodalForces) {
+  test::ScratchDir dir;
+  const std::string group = Card("NLOAD").i(11, 15, 1).i(16, 25, 1), tbl = Card("TBLLD").f(6, 20, "1.0");
+  const std::string force = Card("FORCE").i(6, 15, 40).f(16, 30, "1.0");
+  const std::string press = Card("PRESS").i(6, 15, 1).i(16, 25, 2).i(26, 35, 3).f(36, 50, "1.0");
+  // Arc length, first Riks step, and the load groups' data cards.
+  auto riks = [&](const char* arc, long first, const std::vector<std::string>& loads) {
+    std::vector<std::string> extra = {Card("CNTR2").f(6, 15, arc).i(16, 20, first),
+                                      Card("NGLD").i(6, 10, static_cast<long>(loads.size()))};
+    for (const auto& l : loads) extra.insert(extra.end(), {group, tbl, l});
+    return test::one_tet(extra);
+  };
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {riks("0.0", 1, {force}), "ARC LENGTH OF RIKS CONTROL IS NOT POSITIVE."},
+      {riks("-0.1", 1, {force}), "ARC LENGTH OF RIKS CONTROL IS NOT POSITIVE."},
+      {riks("0.1", -2, {force}), "FIRST RIKS STEP -2 IS NO STEP."},
+      {riks("0.1", 1, {Card("FORCE").i(6, 15, 40)}), "RIKS CONTROL HAS NO \"FORCE\" LOAD TO SCALE."},
+      {riks("0.1", 1, {press}), "RIKS CONTROL HAS NO \"FORCE\" LOAD TO SCALE."},
+      {riks("0.1", 1, {force, press}),
+       "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES IS NOT AVAILABLE IN THIS VERSION."},
+  };
+  for (const auto& [deck, msg] : cases) expect_message(read_bad_deck(deck), msg);
+  // A dynamic job takes no Riks steps, and says so.
+  {
+    model::Model d;
+    test::open_log(d);
+    d.KK(kk::DYNAMIC) = 1;
+    d.KK(kk::RIKS) = 1;
+    deck::RIKSCHK(d);
+    base::close_unit(d.unit(d.UNIT(2)));
+    EXPECT_EQ(test::read_file("EXEC.LOG"), "\n RIKS CONTROL IS NOT USED IN DYNAMIC ANALYSIS.\n");
+  }
+  // A first Riks step past the last one leaves the job under load control.
+  model::Model m;
+  test::read_deck(m, riks("0.0", 2, {press}));
+  EXPECT_EQ(m.KK(kk::RIKS), 2);
 }

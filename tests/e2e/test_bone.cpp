@@ -28,6 +28,7 @@ struct Pull {
   double tmax = 21.0;  // end traction at the last step: no step lands on Y
   int nstep = 20, substeps = 1, itype = 0, crushed_limit = 0;
   bool unload = false;  // up to tmax at half time, then back to zero
+  bool dynamic = false;  // a dynamic job, loaded slowly against its periods
   double sigt = 1.0e6, ecrush = 1.0e5;  // tensile strength, crush strain in 1e-6
 };
 
@@ -47,7 +48,9 @@ std::vector<Point> pull(const Pull& p) {
                             (p.unload ? test::tblld(0.5, 1.0) + test::tblld(1.0, 0.0) : test::tblld(1.0, 1.0)) +
                             forces;
   const std::string cntr3 = test::card("CNTR3%5s%25d%5d%5d%5d", "", 0, p.crushed_limit, -1, 0);
-  test::write_file("EXEC.INP", test::cntnd(BAR.nnode()) + test::cntel(BAR.ntet()) + test::cntrl(0, 1, 30, 1e-6) +
+  std::string cntrl = test::cntrl(0, 1, 30, 1e-6);
+  cntrl[8] = p.dynamic ? '1' : '0';
+  test::write_file("EXEC.INP", test::cntnd(BAR.nnode()) + test::cntel(BAR.ntet()) + cntrl +
                                    test::cntr2(10, 1, p.substeps, p.itype) + cntr3 + test::card("PRPLT%10s%5d", "", 1) +
                                    test::kukan(1.0, p.nstep) + mesh + test::ngld(1) + test::nplnk(nheld) +
                                    loads + held + "END\n");
@@ -144,4 +147,30 @@ TEST(BoneBar, CrushedInCompressionStopsAtTheStatusLimit) {
   EXPECT_EQ(c[9].e.STATE, 2);
   EXPECT_EQ(c[10].e.STATE, 3);
   for (int k = 0; k < 3; ++k) EXPECT_EQ(c[10].e.V[k], 0.0f);  // a crushed element carries nothing
+}
+
+TEST(BoneBar, LoadedSlowlyInADynamicJobFollowsTheStaticCurve) {
+  // Periods of microseconds against steps of 0.05: inertia plays no part, and
+  // the dynamic job yields, repeats the step from its own snapshot and
+  // hardens as the static one does; crushed, it stops at the same step.
+  for (double tmax : {21.0, -21.0}) {
+    std::vector<Point> c[2];
+    for (int dyn = 0; dyn < 2; ++dyn) {
+      test::ScratchDir dir;
+      Pull p;
+      p.tmax = tmax;
+      p.substeps = 4;
+      p.ecrush = 20000.0;
+      p.crushed_limit = tmax < 0 ? BAR.ntet() : 0;
+      p.dynamic = dyn == 1;
+      c[dyn] = pull(p);
+      EXPECT_NE(test::read_file("EXEC.LOG").find(" ***** STEP NO. = 10   SUBSTEP NO. = 4 "), std::string::npos);
+    }
+    ASSERT_EQ(c[1].size(), c[0].size());
+    for (std::size_t k = 0; k < c[0].size(); ++k) {
+      EXPECT_NEAR(c[1][k].load, c[0][k].load, 1e-3 * std::fabs(tmax)) << k;
+      EXPECT_NEAR(c[1][k].u, c[0][k].u, 1e-3 * std::fabs(c[0][k].u) + 1e-9) << k;
+      EXPECT_EQ(c[1][k].e.STATE, c[0][k].e.STATE) << k;
+    }
+  }
 }

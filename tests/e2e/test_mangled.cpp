@@ -11,6 +11,7 @@
 
 #include "deckgen.hpp"
 #include "e2e/kinds.hpp"
+#include "e2e/links.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
@@ -25,8 +26,8 @@ std::vector<std::string> lines_of(const std::string& deck) {
   return lines;
 }
 
-// A material and geometrically nonlinear solid job, and a deck of every
-// other kind, so that every card kind is mangled.
+// A material and geometrically nonlinear solid job, static and dynamic, and a
+// deck of every other kind, so that every card kind is mangled.
 std::vector<std::vector<std::string>> base_decks() {
   const Box b(2, 1, 1, 2.0, 1.0, 1.0);
   int nheld = 0;
@@ -35,8 +36,26 @@ std::vector<std::vector<std::string>> base_decks() {
                            test::cntr2(3, 1, 2, 0) + test::cntr3_cpu() + test::kukan(1.0, 2) +
                            b.mesh_cards(0.3, 1000.0) + test::ngld(1) + test::nplnk(nheld) +
                            test::end_traction(b, b.LX, 5.0) + held + "END\n";
-  std::vector<std::vector<std::string>> v = {lines_of(deck)};
+  // The same job dynamic, its elements starting with the velocity of a "VEL" row.
+  std::string dyn = deck;
+  dyn[dyn.find("CNTRL") + 8] = '1';
+  dyn.insert(dyn.find("END\n"), test::card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0));
+  std::vector<std::vector<std::string>> v = {lines_of(deck), lines_of(dyn)};
   for (const auto& k : test::kind_decks()) v.push_back(lines_of(k.deck));
+  // Trusses on the nonlinear route, under load and arc-length control, and
+  // gaps between solids.
+  test::LinkDeck bars = test::two_bar(1.0, 0.1, 1000.0, 0.3);
+  bars.load = {{0.0, 0.0}, {1.0, 1.0}};
+  std::vector<int> driven;
+  test::LinkDeck gaps = test::driven_blocks(1.5, 1000.0, {{0, 0}, {1, 0.01}, {2, -0.01}}, driven);
+  gaps.gaps = test::block_gaps();
+  gaps.kk9 = 3;
+  v.push_back(lines_of(bars.str()));
+  bars.riks = 1;  // and past the limit point under arc-length control
+  bars.arc = 0.2;
+  bars.nstep = 20;
+  v.push_back(lines_of(bars.str()));
+  v.push_back(lines_of(gaps.str()));
   return v;
 }
 

@@ -1,0 +1,256 @@
+// The mixed rubber tetrahedron: its interior node's shape function, no
+// stress in the unstrained and the rigidly turned element, a corner pressure
+// as a hydrostatic Cauchy stress, the law against the incompressible closed
+// forms, the tangent as the derivative of force and pressure residual, and
+// condensing the interior node solves the same system as keeping it.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "base/kernels.hpp"
+#include "elements/family.hpp"
+#include "elements/rubber.hpp"
+#include "elements/solid.hpp"
+#include "testutil.hpp"
+
+using namespace ossa;
+using namespace ossa::elements;
+using base::PACKIDX;
+
+namespace {
+
+// F(3,3) column by column times x(3).
+void apply(const double* F, const double* x, double* y) {
+  for (int i = 0; i < 3; ++i) y[i] = F[i] * x[0] + F[i + 3] * x[1] + F[i + 6] * x[2];
+}
+
+// Cauchy stress (tensor, 3 x 3 column by column) J^-1 F S F^T of S(6).
+void cauchy(const double* F, const double* S, double* sig) {
+  const double s[9] = {S[0], S[3], S[5], S[3], S[1], S[4], S[5], S[4], S[2]};
+  double FS[9];
+  base::MATMUL(F, s, FS, 3, 3, 3);
+  base::MATMULT(FS, F, sig, 3, 3, 3);
+  double FI[9];
+  const double J = base::INV3(F, FI);
+  for (int k = 0; k < 9; ++k) sig[k] /= J;
+}
+
+// E(6) with engineering shears of the homogeneous gradient F.
+void green(const double* F, double* E) {
+  double C[9];
+  base::MATTMUL(F, F, C, 3, 3, 3);
+  const double e[6] = {0.5 * (C[0] - 1), 0.5 * (C[4] - 1), 0.5 * (C[8] - 1), C[3], C[7], C[2]};
+  for (int k = 0; k < 6; ++k) E[k] = e[k];
+}
+
+// One skew element in a scratch directory with its two work files open.
+struct Rub {
+  test::ScratchDir dir;
+  model::Model m;
+  base::Arr2<double> XYZ, U, P, PD;
+  std::int32_t NOD[5] = {1, 2, 3, 4, 5};
+  model::RUBREC r;
+  Rub() {
+    test::open_log(m);
+    if (!base::open_direct(m.unit(m.UNIT(8)), "EXEC.RUB1", 1080) ||
+        !base::open_direct(m.unit(m.UNIT(9)), "EXEC.RUB2", 408))
+      std::abort();
+    XYZ.allocate(3, 5), U.allocate(7, 5), P.allocate(7, 5), PD.allocate(7, 5);
+    // Stored order, 6V = 1.544 > 0.
+    const double x[4][3] = {{1.0, 0.2, 0.1}, {2.1, 0.3, 0.0}, {1.2, 1.3, 0.2}, {1.3, 0.5, 1.4}};
+    for (int a = 1; a <= 4; ++a)
+      for (int j = 1; j <= 3; ++j) XYZ(j, a) = x[a - 1][j - 1], XYZ(j, 5) += 0.25 * x[a - 1][j - 1];
+    r.C1 = 0.4, r.C2 = 0.15, r.KB = 50.0;
+  }
+  // Displacements u(X) at the five nodes, corner pressures p; the force.
+  template <class Fn>
+  void force(Fn u, const double* p) {
+    for (int a = 1; a <= 5; ++a) u(&XYZ(1, a), &U(1, a));
+    for (int a = 1; a <= 4; ++a) U(7, a) = p[a - 1];
+    recover();
+  }
+  void recover() {
+    P.fill(0.0);
+    RUBF(m, P, PD, r, XYZ, U, NOD, 1, 1, m.UNIT(8), 0);
+  }
+};
+
+}  // namespace
+
+TEST(Rubber, NoStressUnstrainedOrTurnedAndCornerPressureIsHydrostatic) {
+  double w = 0.0;
+  for (double x : RUBW) w += x;
+  EXPECT_NEAR(w, 1.0 / 6.0, 1e-15);
+  Rub t;
+  // Shape gradients at each point: the interior node's is that of
+  // 256 L1 L2 L3 L4, and all five sum to zero.
+  double X[15], DL[12], DN[15];
+  for (int a = 0; a < 5; ++a)
+    for (int j = 0; j < 3; ++j) X[3 * a + j] = t.XYZ(j + 1, a + 1);
+  const double v6 = TETDN(X, DL);
+  for (int g = 1; g <= RUBNPT; ++g) {
+    const double* L = RUBL[g - 1];
+    EXPECT_NEAR(RUBSHAPE(g, X, DN), v6, 1e-13);
+    for (int j = 0; j < 3; ++j) {
+      double grad = 0.0, sum = 0.0;
+      for (int a = 0; a < 4; ++a) grad += 256.0 * L[(a + 1) % 4] * L[(a + 2) % 4] * L[(a + 3) % 4] * DL[3 * a + j];
+      for (int a = 0; a < 5; ++a) sum += DN[3 * a + j];
+      EXPECT_NEAR(DN[12 + j], grad, 1e-12) << g;
+      EXPECT_NEAR(sum, 0.0, 1e-12) << g;
+    }
+  }
+  // A finite rotation about a skew axis and a translation; the unturned case
+  // is the zero state.
+  for (double angle : {0.0, 0.9}) {
+    const double n[3] = {0.48, 0.6, 0.64}, c = std::cos(angle), s = std::sin(angle);
+    double R[9];
+    for (int i = 0; i < 3; ++i)
+      for (int j = 0; j < 3; ++j)
+        R[i + 3 * j] = (i == j ? c : 0.0) + (1 - c) * n[i] * n[j] +
+                       s * (i == j ? 0.0 : ((j - i + 3) % 3 == 1 ? -n[3 - i - j] : n[3 - i - j]));
+    auto turn = [&](const double* x, double* u) {
+      apply(R, x, u);
+      for (int i = 0; i < 3; ++i) u[i] += 0.3 * i - x[i];
+    };
+    const double zero[4] = {}, p0 = 2.5, hyd[4] = {p0, p0, p0, p0};
+    t.force(turn, zero);
+    for (int g = 1; g <= RUBNPT; ++g)
+      for (int k = 1; k <= 6; ++k) {
+        EXPECT_NEAR(t.r.STRAIN(k, g), 0.0, 1e-14) << angle;
+        EXPECT_NEAR(t.r.STRESS(k, g), 0.0, 1e-13) << angle;
+      }
+    for (int a = 1; a <= 5; ++a)
+      for (int k : {1, 2, 3, 7}) EXPECT_NEAR(t.P(k, a), 0.0, 1e-13) << angle;
+    t.force(turn, hyd);
+    for (int g = 1; g <= RUBNPT; ++g) {
+      double sig[9];
+      cauchy(R, &t.r.STRESS(1, g), sig);
+      for (int k = 0; k < 9; ++k) EXPECT_NEAR(sig[k], k % 4 == 0 ? -p0 : 0.0, 1e-12) << angle;
+    }
+  }
+}
+
+TEST(Rubber, LawMeetsIncompressibleClosedForms) {
+  model::RUBREC r;
+  r.C1 = 0.4, r.C2 = 0.15, r.KB = 1.0e4;
+  const double mu = 2.0 * (r.C1 + r.C2);
+  struct Case { bool shear; double v; };
+  for (const Case c : {Case{false, 0.7}, Case{false, 1.5}, Case{true, 0.5}, Case{true, 1.2}}) {
+    double F[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
+    if (c.shear) F[3] = c.v;  // x += gamma y
+    else F[0] = c.v, F[4] = F[8] = 1.0 / std::sqrt(c.v);
+    double E[6], S[6], D[21], WP[6], h, sig[9];
+    green(F, E);
+    const double I3 = RUBLAW(r, E, 0.0, S, D, WP, h);
+    EXPECT_NEAR(I3, 1.0, 1e-12);
+    EXPECT_NEAR(h, 0.0, 1e-12);
+    cauchy(F, S, sig);
+    // Differences of normal stresses do not depend on the pressure.
+    if (c.shear) {
+      const double g = c.v;
+      EXPECT_NEAR(sig[3], mu * g, 1e-12);
+      EXPECT_NEAR(sig[0] - sig[4], mu * g * g, 1e-12);
+      EXPECT_NEAR(sig[4] - sig[8], -2.0 * r.C2 * g * g, 1e-12);
+    } else {
+      const double l = c.v;
+      EXPECT_NEAR(sig[0] - sig[4], 2.0 * (l * l - 1.0 / l) * (r.C1 + r.C2 / l), 1e-12);
+      EXPECT_NEAR(sig[4] - sig[8], 0.0, 1e-12);
+    }
+  }
+}
+
+TEST(Rubber, TangentIsTheDerivativeOfForceAndResidualAndCondensationSolvesTheSameSystem) {
+  Rub t;
+  auto field = [](const double* x, double* u) {
+    u[0] = 0.25 * x[0] + 0.1 * x[1] * x[2], u[1] = -0.15 * x[1] + 0.2 * x[0], u[2] = 0.3 * x[2] - 0.05 * x[1] * x[1];
+  };
+  const double p[4] = {0.3, -0.2, 0.5, 0.1};
+  t.force(field, p);
+  double KUU[120], KUP[60], KPP[16];
+  RUBK(t.m, t.r, t.XYZ, t.U, t.NOD, 1, t.m.UNIT(8), KUU, KUP, KPP);
+  // Column q of the full 19 x 19 matrix by central differences: unknowns 0-14
+  // the five nodes' translations, 15-18 the corner pressures.
+  auto slot = [](int q) { return q < 15 ? std::pair{q % 3 + 1, q / 3 + 1} : std::pair{7, q - 14}; };
+  auto K = [&](int p1, int q1) {
+    if (p1 > q1) std::swap(p1, q1);
+    if (q1 < 15) return KUU[PACKIDX(p1 + 1, q1 + 1, 15) - 1];
+    if (p1 < 15) return KUP[p1 + 15 * (q1 - 15)];
+    return KPP[(p1 - 15) + 4 * (q1 - 15)];
+  };
+  const double dh = 1e-6;
+  for (int q = 0; q < 19; ++q) {
+    const auto [k, a] = slot(q);
+    std::vector<double> fd(19);
+    for (double sgn : {1.0, -1.0}) {
+      t.U(k, a) += sgn * dh;
+      t.recover();
+      for (int r = 0; r < 19; ++r) fd[r] += sgn * t.P(slot(r).first, slot(r).second) / (2 * dh);
+      t.U(k, a) -= sgn * dh;
+    }
+    for (int r = 0; r < 19; ++r) EXPECT_NEAR(K(r, q), fd[r], 2e-7 * (1.0 + std::fabs(fd[r]))) << r << "," << q;
+  }
+  // The element alone moves rigidly: held by a unit spring at each
+  // translation, it solves K d = b in full (Gauss elimination with row
+  // pivoting), and condensed with the interior node recovered.
+  for (int q = 0; q < 15; ++q) KUU[PACKIDX(q + 1, q + 1, 15) - 1] += 1.0;
+  auto solve = [](int n, auto a, const double* b) {
+    std::vector<double> A(n * (n + 1));
+    for (int r = 0; r < n; ++r) {
+      for (int q = 0; q < n; ++q) A[r * (n + 1) + q] = a(r, q);
+      A[r * (n + 1) + n] = b[r];
+    }
+    for (int c = 0; c < n; ++c) {
+      int piv = c;
+      for (int r = c + 1; r < n; ++r)
+        if (std::fabs(A[r * (n + 1) + c]) > std::fabs(A[piv * (n + 1) + c])) piv = r;
+      for (int q = 0; q <= n; ++q) std::swap(A[c * (n + 1) + q], A[piv * (n + 1) + q]);
+      for (int r = 0; r < n; ++r)
+        for (int q = n; q >= c && r != c; --q) A[r * (n + 1) + q] -= A[r * (n + 1) + c] / A[c * (n + 1) + c] * A[c * (n + 1) + q];
+    }
+    std::vector<double> x(n);
+    for (int r = 0; r < n; ++r) x[r] = A[r * (n + 1) + n] / A[r * (n + 1) + r];
+    return x;
+  };
+  double b[19];
+  for (int r = 0; r < 19; ++r) b[r] = std::sin(1.0 + r);
+  const std::vector<double> d = solve(19, K, b);
+  // Reduced order: corners' translations, then pressures; the interior node
+  // is unknowns 12-14 of the full list.
+  const int full[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 15, 16, 17, 18};
+  double KE[136], RC[16], br[16], R5[3] = {b[12], b[13], b[14]};
+  RUBCOND(t.m, KUU, KUP, KPP, R5, KE, RC, 1, 1, t.m.UNIT(9));
+  for (int r = 0; r < 16; ++r) br[r] = b[full[r]] + RC[r];
+  const std::vector<double> dr =
+      solve(16, [&](int r, int q) { return KE[PACKIDX(std::min(r, q) + 1, std::max(r, q) + 1, 16) - 1]; }, br);
+  base::Arr2<double> DU;
+  DU.allocate(7, 5);
+  for (int r = 0; r < 16; ++r) {
+    EXPECT_NEAR(dr[r], d[full[r]], 1e-9 * (1 + std::fabs(d[full[r]]))) << r;
+    if (r < 12) DU(r % 3 + 1, r / 3 + 1) = dr[r];
+    else DU(7, r - 11) = dr[r];
+  }
+  RUBNODE5(t.m, DU, t.NOD, 1, t.m.UNIT(9));
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(DU(i + 1, 5), d[12 + i], 1e-9 * (1 + std::fabs(d[12 + i]))) << i;
+}
+
+TEST(Rubber, MassIsDiagonalAndSumsToTheElementMass) {
+  base::Arr2<double> XYZ;
+  XYZ.allocate(3, 4);
+  const double x[4][3] = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}};  // stored order, 6V = 1
+  for (int a = 1; a <= 4; ++a)
+    for (int j = 1; j <= 3; ++j) XYZ(j, a) = x[a - 1][j - 1];
+  const std::int32_t NOD[4] = {1, 2, 3, 4};
+  double cons[25], lump[5];
+  RUBMASS(XYZ, NOD, 3.0, 0, cons);
+  RUBMASS(XYZ, NOD, 3.0, 1, lump);
+  double sum = 0.0;
+  for (int i = 0; i < 5; ++i)
+    for (int j = 0; j < 5; ++j) {
+      sum += cons[i + 5 * j];
+      if (i != j) EXPECT_EQ(cons[i + 5 * j], 0.0);
+      else EXPECT_EQ(cons[i + 5 * j], lump[i]);
+    }
+  EXPECT_NEAR(sum, 3.0 / 6.0, 1e-15);
+}

@@ -1,0 +1,236 @@
+// ossa-mkdeck as users meet it: one mesh written by Gmsh in three formats
+// gives one deck; tetrahedra come out positively oriented whatever the file
+// says; unsupported or inconsistent input is refused by name; and the deck
+// of a clamped bar under an end force solves to F L / (E A), watched by
+// ossa-run and plotted by ossa-results.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <sstream>
+
+#include "pipeline/job.hpp"
+#include "post/plot.hpp"
+#include "pipeline/mesh.hpp"
+#include "deckgen.hpp"
+#include "testutil.hpp"
+
+using namespace ossa;
+using namespace ossa::pipeline;
+
+namespace {
+
+const std::string DATA = std::string(OSSA_SOURCE_DIR) + "/tests/pipeline/data/";
+
+// The bar [0,2] x [0,1] x [0,1] of the fixtures: face x = 0 held, a force
+// of 100 along x on the face x = 2, E = 1000.
+std::string bar_job(const std::string& mesh, const std::string& extra = "") {
+  return R"({"mesh": ")" + mesh + R"(", "title": "BAR", "material": {"E": 1000, "nu": 0.0}, )" + extra +
+         R"("fixed": [{"set": "fixed", "dofs": "111"}], "loads": [{"set": "loaded", "total": [100, 0, 0]}]})";
+}
+
+// The deck of a job text, or the refusal.
+std::string deck_of(const std::string& job_text, std::string& err, long* flipped = nullptr) {
+  test::write_file("job.json", job_text);
+  Job j;
+  Mesh m;
+  long fl = 0;
+  err = read_job("job.json", j);
+  if (err.empty()) err = read_mesh(job_path(j, j.MESH), m);
+  if (err.empty()) err = check_and_orient(m, fl);
+  if (flipped) *flipped = fl;
+  if (!err.empty()) return "";
+  std::FILE* f = std::tmpfile();
+  err = write_deck(f, m, j, std::vector<ElemMat>(m.TET.size(), ElemMat{j.E, 0.0}));
+  std::string s(static_cast<std::size_t>(std::ftell(f)), '\0');
+  std::rewind(f);
+  const std::size_t got = std::fread(s.data(), 1, s.size(), f);
+  std::fclose(f);
+  s.resize(got);
+  return s;
+}
+
+std::vector<std::string> cards(const std::string& deck, const std::string& key) {
+  std::vector<std::string> out;
+  std::istringstream in(deck);
+  for (std::string l; std::getline(in, l);)
+    if (l.rfind(key, 0) == 0) out.push_back(l);
+  return out;
+}
+
+double field(const std::string& card, int col, int width) { return std::stod(card.substr(col - 1, width)); }
+
+// A single tetrahedron in .inp with its nodes in the given order.
+std::string one_tet(const char* order, const char* type = "C3D4") {
+  return std::string("*NODE\n1, 0, 0, 0\n2, 1, 0, 0\n3, 0, 1, 0\n4, 0, 0, 1\n*ELEMENT, TYPE=") + type +
+         ", ELSET=ALL\n1, " + order + "\n*NSET, NSET=BASE\n1, 2, 3\n*NSET, NSET=TOP\n4\n";
+}
+
+const std::string TET_JOB = R"({"mesh": "t.inp", "material": {"E": 100}, "fixed": [{"set": "base", "dofs": "111"}],
+  "loads": [{"set": "top", "total": [0, 0, 1]}]})";
+
+}  // namespace
+
+TEST(Mkdeck, GmshInpAndMshGiveOneDeckWithTheSetsOnTheirCards) {
+  test::ScratchDir dir;
+  std::string err;
+  const std::string inp = deck_of(bar_job(DATA + "box.inp"), err);
+  ASSERT_EQ(err, "");
+  for (const char* f : {"box22.msh", "box41.msh"}) {
+    EXPECT_EQ(deck_of(bar_job(DATA + f), err), inp) << f;
+    EXPECT_EQ(err, "") << f;
+  }
+  // Every held node lies on x = 0, every loaded one on x = 2, and the
+  // forces add up to the total.
+  std::map<long, double> x;
+  for (const auto& c : cards(inp, "NODE ")) x[static_cast<long>(field(c, 6, 10))] = field(c, 16, 15);
+  const auto held = cards(inp, "PLNK ");
+  ASSERT_FALSE(held.empty());
+  for (const auto& c : held) {
+    EXPECT_EQ(x.at(static_cast<long>(field(c, 6, 10))), 0.0) << c;
+    EXPECT_EQ(c.substr(15), "111000");
+  }
+  double fx = 0.0;
+  for (const auto& c : cards(inp, "FORCE")) {
+    EXPECT_EQ(x.at(static_cast<long>(field(c, 6, 10))), 2.0) << c;
+    fx += field(c, 16, 15);
+  }
+  EXPECT_NEAR(fx, 100.0, 1e-4);
+  EXPECT_EQ(cards(inp, "SOLID").size(), cards(inp, "PROPT").size());
+  EXPECT_EQ(field(cards(inp, "CNTEL")[0], 6, 10), static_cast<double>(cards(inp, "SOLID").size()));
+}
+
+TEST(Mkdeck, TetrahedraLeaveInTheSolidCardOrderWhateverTheFileSays) {
+  test::ScratchDir dir;
+  const struct { const char* order; long flipped; } CASES[] = {{"1, 2, 3, 4", 0}, {"1, 3, 2, 4", 1}, {"2, 1, 3, 4", 1},
+                                                              {"4, 2, 3, 1", 1}, {"2, 3, 1, 4", 0}};
+  for (const auto& c : CASES) {
+    test::write_file("t.inp", one_tet(c.order));
+    std::string err;
+    long flipped = -1;
+    const std::string deck = deck_of(TET_JOB, err, &flipped);
+    ASSERT_EQ(err, "") << c.order;
+    EXPECT_EQ(flipped, c.flipped) << c.order;
+    // The solid card wants det(p1 - p4, p2 - p4, p3 - p4) > 0.
+    std::map<long, std::array<double, 3>> p;
+    for (const auto& n : cards(deck, "NODE "))
+      p[static_cast<long>(field(n, 6, 10))] = {field(n, 16, 15), field(n, 31, 15), field(n, 46, 15)};
+    const std::string s = cards(deck, "SOLID")[0];
+    std::array<std::array<double, 3>, 3> d{};
+    for (int a = 0; a < 3; ++a)
+      for (int k = 0; k < 3; ++k)
+        d[a][k] = p[static_cast<long>(field(s, 16 + 10 * a, 10))][k] - p[static_cast<long>(field(s, 46, 10))][k];
+    const double det = d[0][0] * (d[1][1] * d[2][2] - d[1][2] * d[2][1]) -
+                       d[0][1] * (d[1][0] * d[2][2] - d[1][2] * d[2][0]) + d[0][2] * (d[1][0] * d[2][1] - d[1][1] * d[2][0]);
+    EXPECT_GT(det, 0.0) << c.order;
+  }
+}
+
+TEST(Mkdeck, UnsupportedOrInconsistentInputIsRefusedByName) {
+  test::ScratchDir dir;
+  const std::string msh10 =
+      "$MeshFormat\n2.2 0 8\n$EndMeshFormat\n$Nodes\n10\n1 0 0 0\n2 1 0 0\n3 0 1 0\n4 0 0 1\n5 .5 0 0\n"
+      "6 .5 .5 0\n7 0 .5 0\n8 0 0 .5\n9 0 .5 .5\n10 .5 0 .5\n$EndNodes\n$Elements\n1\n1 11 2 1 1 1 2 3 4 5 6 7 8 9 10\n"
+      "$EndElements\n";
+  const struct { const char* mesh; std::string text; std::string job; const char* says; } CASES[] = {
+      {"t.inp", one_tet("1, 2, 3, 4, 5, 6, 7, 8, 9, 10", "C3D10"), TET_JOB, "C3D10"},
+      {"t.inp", one_tet("1, 2, 3, 4", "C3D8"), TET_JOB, "C3D8"},
+      {"t.msh", msh10, R"({"mesh": "t.msh", "material": {"E": 1}, "fixed": [{"set": "a"}], "loads": [{"set": "a", "total": [0,0,1]}]})", "Tetrahedron 10"},
+      {"t.inp", one_tet("1, 2, 3, 2"), TET_JOB, "flat"},
+      {"t.inp", one_tet("1, 2, 3, 9"), TET_JOB, "node 9, which does not exist"},
+      {"t.inp", one_tet("1, 2, 3, 4") + "*NODE\n2, 5, 5, 5\n", TET_JOB, "node number 2 appears twice"},
+      {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "none.inp", "material": {"E": 1}, "fixed": [{"set": "base"}], "loads": [{"set": "top", "total": [0,0,1]}]})", "cannot open"},
+      {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "material": {"E": 1}, "fixed": [{"set": "base"}], "loads": [{"set": "tip", "total": [0,0,1]}]})", "no node or element set named 'tip'"},
+      {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "materal": {"E": 1}})", "unknown key 'materal'"},
+      {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "material": {"E": 1}, "loads": [{"set": "top", "total": [0,0,1]}]})", "rigid body"},
+      {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "material": {"E": 1}, "analysis": {"material": true}, "fixed": [{"set": "base"}], "loads": [{"set": "top", "total": [0,0,1]}]})", "bone"},
+      {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "fixed": [{"set": "base"}], "loads": [{"set": "top", "total": [0,0,1]}]})", "no modulus"},
+      {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "material": {"E": 1}, "solver": "lu", "fixed": [{"set": "base"}], "loads": [{"set": "top", "total": [0,0,1]}]})", "solver 'lu'"},
+      {"t.inp", one_tet("1, 2, x, 4"), TET_JOB, "t.inp:7: a field is not a number"},
+      {"t.inp", one_tet("1, 2, 3e20, 4"), TET_JOB, "t.inp:7: a node or element number is not"},
+  };
+  for (const auto& c : CASES) {
+    test::write_file(c.mesh, c.text);
+    std::string err;
+    EXPECT_EQ(deck_of(c.job, err), "") << c.says;
+    EXPECT_NE(err.find(c.says), std::string::npos) << err;
+  }
+}
+
+// Triangles as shells: a membrane strip, clamped at x = 0 and pulled at
+// x = 2 with every node held out of plane, stretches by F L / (E t W).
+TEST(Mkdeck, TrianglesBecomeShellsWhenAThicknessIsGiven) {
+  test::ScratchDir dir;
+  test::write_file("p.inp", "*NODE\n1, 0, 0, 0\n2, 1, 0, 0\n3, 2, 0, 0\n4, 0, 1, 0\n5, 1, 1, 0\n6, 2, 1, 0\n"
+                            "*ELEMENT, TYPE=S3\n1, 1, 2, 5\n2, 1, 5, 4\n3, 2, 3, 6\n4, 2, 6, 5\n"
+                            "*NSET, NSET=CLAMP\n1, 4\n*NSET, NSET=END\n3, 6\n*NSET, NSET=ALL, GENERATE\n1, 6\n");
+  test::write_file("job.json", R"({"mesh": "p.inp", "material": {"nu": 0.0}, "shell": {"thickness": 0.1, "E": 1000},
+    "fixed": [{"set": "clamp", "dofs": "111111"}, {"set": "all", "dofs": "001111"}],
+    "loads": [{"set": "end", "total": [10, 0, 0]}]})");
+  const auto mk = test::run_program("ossa-mkdeck", "job.json", 60);
+  ASSERT_EQ(mk.status, 0) << mk.err;
+  const auto r = test::run_program("ossa-run", "", 60);
+  ASSERT_EQ(r.status, 0) << r.out << test::read_file("EXEC.LOG");
+  const auto f = test::result_frame(test::result_frames());
+  int seen = 0;
+  for (const auto& d : f.DISP) {
+    if (d.ID != 3 && d.ID != 6) continue;
+    EXPECT_NEAR(d.V[0], 0.2, 1e-5) << d.ID;
+    ++seen;
+  }
+  EXPECT_EQ(seen, 2);
+}
+
+// ossa-run's status: an error stop and a missing deck are failures.
+TEST(Mkdeck, RunReportsAnErrorStopByItsStatus) {
+  test::ScratchDir dir;
+  test::write_file("job.json", bar_job(DATA + "box.inp"));
+  ASSERT_EQ(test::run_program("ossa-mkdeck", "job.json", 60).status, 0);
+  std::string deck = test::read_file("EXEC.INP");
+  deck.replace(deck.find("FORCE") + 5, 10, "     99999");  // a load on no node
+  test::write_file("EXEC.INP", deck);
+  const auto r = test::run_program("ossa-run", "", 60);
+  EXPECT_EQ(r.status, 1) << r.out;
+  EXPECT_NE(r.out.find("ossa-run: error stop -2 0"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("NODE 99999"), std::string::npos) << r.out;
+  EXPECT_EQ(test::run_program("ossa-run", "nodir", 60).status, 2);
+}
+
+TEST(Mkdeck, ClampedBarDeckSolvesToTheEndDisplacement) {
+  test::ScratchDir dir;
+  test::write_file("job.json", bar_job(DATA + "box.inp", R"("analysis": {"steps": 2}, "solver": "ork", )"));
+  auto r = test::run_program("ossa-mkdeck", "job.json", 60);
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(test::run_program("ossa-mkdeck", "nojob.json -o X.INP", 60).status, 1);
+  EXPECT_FALSE(test::exists("X.INP"));
+  EXPECT_EQ(test::run_program("ossa-mkdeck", "--bogus", 60).status, 2);
+  r = test::run_program("ossa-run", ".", 120);  // as a user would watch it
+  ASSERT_EQ(r.status, 0) << r.out << test::read_file("EXEC.LOG");
+  EXPECT_NE(r.out.find("ossa-run: normal end"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("progress 100 %"), std::string::npos) << r.out;
+  // Mean end displacement of the loaded face against F L / (E A) = 0.2;
+  // the clamp (nu = 0) adds nothing, the coarse mesh a little stiffness.
+  std::map<long, double> x;
+  for (const auto& c : cards(test::read_file("EXEC.INP"), "NODE ")) x[static_cast<long>(field(c, 6, 10))] = field(c, 16, 15);
+  const auto f = test::result_frame(test::result_frames());
+  double sum = 0.0;
+  int n = 0;
+  for (const auto& d : f.DISP)
+    if (x.at(d.ID) == 2.0) {
+      sum += d.V[0];
+      ++n;
+    }
+  ASSERT_GT(n, 0);
+  EXPECT_NEAR(sum / n, 0.2, 0.01);
+  // The plots: one residual row per iteration of the log, both PNGs drawn.
+  std::vector<post::ResidRow> res;
+  ASSERT_EQ(post::LOGRESID("EXEC.LOG", res), "");
+  ASSERT_EQ(res.size(), 2u);  // linear: one iteration per step
+  EXPECT_EQ(res[1].STEP, 2);
+  EXPECT_LT(res[1].RELN, 1e-3);
+  const auto p = test::run_program("ossa-results", "plot " + std::to_string(f.DISP[0].ID), 60);
+  ASSERT_EQ(p.status, 0) << p.err;
+  for (const char* png : {"EXEC_history.png", "EXEC_residual.png"})
+    EXPECT_EQ(test::read_file(png).substr(1, 3), "PNG") << png;
+  EXPECT_EQ(test::run_program("ossa-results", "plot 999999", 60).status, 2);
+}
