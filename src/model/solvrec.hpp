@@ -5,6 +5,7 @@
 // The solvers fill and use them; the Model only owns and counts them.
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,10 @@ struct ORKDATA {
   std::vector<std::string> LOG;    // lines of the last analysis for the log, each message after its empty line
 };
 
+// The multigrid preconditioner's instance: a type its engine's driver alone
+// knows.
+struct AMGPRE;
+
 // Processor CG: the preconditioner's off-diagonal values and the six work
 // vectors (see CGSOLVE).
 struct CGDATA {
@@ -47,6 +52,9 @@ struct CGDATA {
   double CGSHIFT = 1.5;
   // Iterations of the last solve, for the residual table of the log.
   int NITS = 0;
+  // The multigrid set-up, kept from one solve to the next while it stays a
+  // good preconditioner of the matrix at hand.
+  std::shared_ptr<AMGPRE> AMG;
 };
 
 // Device CG: the full matrix and the diagonal handed to the device, and what

@@ -168,8 +168,7 @@ int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW,
   double* scl = CGW + 3 * n;
 
   // ---- scaled system and preconditioner; the multigrid engine takes K unscaled
-  AMGPTR amg;
-  if (PRECON == 2) amg = CGAMGSETUP(m, AV, NEQ, IA, JA);
+  AMGPRE* amg = PRECON == 2 ? &CGAMGSETUP(m, AV, NEQ, IA, JA) : nullptr;
   CGSCALE(NEQ, scl, AV, F, IA, JA);
   const double B = dot(F, F, NEQ);
   if (B == 0.0) {
@@ -187,6 +186,7 @@ int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW,
   int ITC = 0;
   if (amg) {
     ITC = amgloop(w, *amg, AV, F, X, CGW, NEQ, IA, JA, RR2);
+    CGAMGCOUNT(*amg, ITC);
   } else {
     if (PRECON != 0) {
       CGICPRE(CGW + 2 * n, AV, LV, NEQ, IA, JA);

@@ -9,7 +9,6 @@
 // of K and the reciprocal pivots in DINV; the diagonal variant takes L from K
 // itself, incomplete Cholesky computes it without fill.
 #pragma once
-#include <memory>
 
 #include "model/model.hpp"
 
@@ -65,16 +64,16 @@ void CGPRESOLVE(const double* DINV, const double* LV, double* V, double* W, int 
 // Y = K V for the half-stored symmetric matrix.
 void CGSPMV(double* Y, const double* AV, const double* V, int NEQ, const int* IA, const int* JA);
 
-// The multigrid preconditioner of the CG, an engine's instance built for one
-// matrix. CGAMGSETUP takes the unscaled K (before CGSCALE) and the node
-// equations of m (IDOF), which group the unknowns by node; CGAMGAPPLY gives
-// Z = M^-1 R for the scaled system, one V-cycle from zero.
-struct AMGPRE;
-struct AMGFREE {
-  void operator()(AMGPRE* p) const;
-};
-using AMGPTR = std::unique_ptr<AMGPRE, AMGFREE>;
-AMGPTR CGAMGSETUP(const Model& m, const double* AV, int NEQ, const int* IA, const int* JA);
+// The multigrid preconditioner of the CG, an engine's instance kept in
+// m.CG.AMG. CGAMGSETUP takes the unscaled K (before CGSCALE) and the node
+// equations of m (IDOF), which group the unknowns by node, and returns the
+// kept instance where it still serves (same equations, the last solve on it
+// not much longer than the first), a new one otherwise; CGAMGCOUNT records
+// the iterations of a solve on it; CGAMGAPPLY gives Z = M^-1 R for the scaled
+// system, one V-cycle from zero.
+using model::AMGPRE;
+AMGPRE& CGAMGSETUP(Model& m, const double* AV, int NEQ, const int* IA, const int* JA);
+void CGAMGCOUNT(AMGPRE& p, int ITC);
 void CGAMGAPPLY(AMGPRE& p, const double* SCL, const double* R, double* Z, int NEQ);
 
 // The progress seam of the iteration: FRAC is the fraction of the way, on a
