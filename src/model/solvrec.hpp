@@ -70,6 +70,7 @@ struct GPUDATA {
   bool CHECKED = false;            // the device check has run in this job
   bool EMULATE = false;            // the device is the host emulation (set by tests, not decks)
   int MARK = 0;                    // 12345 once the device has been set up
+  int NITS = 0;                    // iterations of the last solve
   void* TEMPROW = nullptr;         // carry rows of the COO warps
   void* TEMPVAL = nullptr;         // carry values of the COO warps
 };

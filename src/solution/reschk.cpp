@@ -115,9 +115,9 @@ void log_rows(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, dou
     model::LOGLINE(m, " ***** STEP NO. = " + fI0(STEP) + "   SUBSTEP NO. = " + fI0(ISUB) +
                         "   TIME = " + fPE(TIME, 10, 4) + " *****");
   }
-  // The processor CG adds the iterations of the solve that ended the row
-  // (the device CG keeps its own log).
-  const bool cg = m.KK(kk::SOLVER) == 1 && m.KK(kk::DEVICE) < 0;
+  // Every CG, on the processor or the device, adds the iterations of the
+  // solve that ended the row.
+  const bool cg = m.KK(kk::SOLVER) == 1;
   if (ITC == 1) {
     model::LOGLINE(m, "");
     model::LOGLINE(m, "   * RESIDUAL FORCE");

@@ -101,6 +101,7 @@ void solve_gpu(Model& m, int) {
   for (int i = 1; i <= n; ++i) m.DX(i, 1) = 0.0;
   const int st = GPUCG(g, GPUJOBOPS(m), g.AF.data(), g.IAF.data(), g.JAF.data(), n, m.DX.data(),
                        m.RHS.data(), m.RR(rr::TOLCG), g.DIAG.data(), m.KK(kk::DEVICE));
+  m.CG.NITS = g.NITS;
   if (st == 1) model::ERRSTOP(m, -5, 0, m.UNIT(2));
   if (st == -1) model::ERRSTOP(m, -8, 0, m.UNIT(2));
 }

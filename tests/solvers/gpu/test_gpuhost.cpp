@@ -281,6 +281,13 @@ TEST(GpuCg, FemurOnTheEmulatedDeviceAsOnTheProcessor) {
   EXPECT_NE(log.find(" *****  CG-METHOD (GPU) SOLVER MESSAGE  *****"), std::string::npos);
   EXPECT_NE(solver.find("Converged!"), std::string::npos);
   EXPECT_EQ(solver.find("not converged"), std::string::npos);
+  // The residual table counts the iterations of the device's first solve.
+  int its = 0;
+  std::sscanf(solver.c_str() + solver.rfind("itr = ", solver.find("Converged!")), "itr = %d", &its);
+  char row[16];
+  std::snprintf(row, sizeof row, "%10d\n", its);
+  EXPECT_NE(log.find("     TIME   CG ITER\n"), std::string::npos);
+  EXPECT_NE(log.find(row), std::string::npos) << its;
   ASSERT_EQ(gpu.size(), cpu.size());
   ASSERT_FALSE(cpu.empty());
   EXPECT_LT(test::disp_mismatch(cpu, gpu), 1e-5);
