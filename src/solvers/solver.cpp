@@ -61,6 +61,7 @@ void solve_cg(Model& m, int) {
 }
 
 void free_cg(Model& m) {
+  m.CG.AMG.reset();
   m.CG.LV.deallocate();
   m.CG.CGW.deallocate();
   m.CG.CGGRP.deallocate();

@@ -10,6 +10,8 @@
 // itself, incomplete Cholesky computes it without fill.
 #pragma once
 
+#include <memory>
+
 #include "model/model.hpp"
 
 namespace ossa::solvers {
@@ -75,6 +77,13 @@ using model::AMGPRE;
 AMGPRE& CGAMGSETUP(Model& m, const double* AV, int NEQ, const int* IA, const int* JA);
 void CGAMGCOUNT(AMGPRE& p, int ITC);
 void CGAMGAPPLY(AMGPRE& p, const double* SCL, const double* R, double* Z, int NEQ);
+
+// Under an MPI launcher the engine spans every process. Rank 0 sends the
+// other ranks these call codes (above the direct solver's); a waiting rank
+// hands each to CGAMGSERVE, which takes its part in the call on the rank's
+// own instance P.
+enum AMGCALL : int { AMG_SETUP = 201, AMG_APPLY = 202 };
+void CGAMGSERVE(int JOB, std::shared_ptr<AMGPRE>& P);
 
 // The progress seam of the iteration: FRAC is the fraction of the way, on a
 // logarithmic scale, from the residual at iteration 10 to the target.

@@ -42,9 +42,13 @@ struct ossa::model::AMGPRE {
   int first = 0;              // iterations of the first solve on it
   int last = 0;               // and of the last
   int nh = 0;                 // rows the engine sees
+  int nfun = 1;               // unknowns a node in those rows
   std::vector<int> pos;       // its row of each equation
-  std::vector<HYPRE_BigInt> idx;
-  std::vector<double> buf;
+  std::vector<int> lo;        // first row of each process, and nh
+  std::vector<HYPRE_BigInt> idx;  // this process's rows
+  std::vector<double> buf;    // a vector in the engine's rows (rank 0: all)
+  std::vector<double> part;   // this process's share of it
+  std::vector<int> cnts;      // rows of each process
   HYPRE_IJMatrix A = nullptr;
   HYPRE_IJVector b = nullptr, x = nullptr;
   HYPRE_Solver amg = nullptr;
@@ -98,9 +102,46 @@ int layout(const Model& m, int NEQ, AMGPRE& p) {
   return 1;
 }
 
-HYPRE_IJVector newvec(int nh) {
+// ---- Processes. Under an MPI launcher the engine spans every process: rank
+// 0 holds the model and runs the CG, and tells the other ranks, which serve
+// its calls (CGAMGSERVE), to take part in each set-up and each cycle. The
+// call code goes out as the direct solver's do, on the world's broadcast.
+
+int nproc() {
+  int n = 1;
+  MPI_Comm_size(MPI_COMM_WORLD, &n);
+  return n;
+}
+
+int rank() {
+  int r = 0;
+  MPI_Comm_rank(MPI_COMM_WORLD, &r);
+  return r;
+}
+
+void call(int job) {
+  MPI_Request rq;
+  MPI_Ibcast(&job, 1, MPI_INT, 0, MPI_COMM_WORLD, &rq);
+  MPI_Wait(&rq, MPI_STATUS_IGNORE);
+}
+
+// Contiguous shares of whole nodes, one a process.
+void shares(AMGPRE& p) {
+  const int np = nproc(), nodes = p.nh / p.nfun;
+  p.lo.resize(np + 1);
+  for (int r = 0; r <= np; ++r) p.lo[r] = p.nfun * static_cast<int>(static_cast<long>(nodes) * r / np);
+  p.cnts.resize(np);
+  for (int r = 0; r < np; ++r) p.cnts[r] = p.lo[r + 1] - p.lo[r];
+  const int me = rank(), n = p.lo[me + 1] - p.lo[me];
+  p.idx.resize(n);
+  for (int i = 0; i < n; ++i) p.idx[i] = p.lo[me] + i;
+  p.part.assign(n, 0.0);
+}
+
+HYPRE_IJVector newvec(const AMGPRE& p) {
   HYPRE_IJVector v;
-  HYPRE_IJVectorCreate(MPI_COMM_SELF, 0, nh - 1, &v);
+  const int me = rank();
+  HYPRE_IJVectorCreate(MPI_COMM_WORLD, p.lo[me], p.lo[me + 1] - 1, &v);
   HYPRE_IJVectorSetObjectType(v, HYPRE_PARCSR);
   HYPRE_IJVectorInitialize(v);
   return v;
@@ -110,6 +151,32 @@ HYPRE_ParVector par(HYPRE_IJVector v) {
   void* o = nullptr;
   HYPRE_IJVectorGetObject(v, &o);
   return static_cast<HYPRE_ParVector>(o);
+}
+
+// This process's rows of the engine's matrix, NCOLS entries each.
+void ijmatrix(AMGPRE& p, const int* NCOLS, const HYPRE_BigInt* COLS, const double* VALS) {
+  const int me = rank(), n = p.lo[me + 1] - p.lo[me];
+  std::vector<HYPRE_Int> ncols(NCOLS, NCOLS + n);
+  HYPRE_IJMatrixCreate(MPI_COMM_WORLD, p.lo[me], p.lo[me + 1] - 1, p.lo[me], p.lo[me + 1] - 1, &p.A);
+  HYPRE_IJMatrixSetObjectType(p.A, HYPRE_PARCSR);
+  HYPRE_IJMatrixSetRowSizes(p.A, ncols.data());
+  HYPRE_IJMatrixInitialize(p.A);
+  HYPRE_IJMatrixSetValues(p.A, n, ncols.data(), p.idx.data(), COLS, VALS);
+  HYPRE_IJMatrixAssemble(p.A);
+}
+
+// A worker's rows, as rank 0 sends them.
+void recvmatrix(AMGPRE& p) {
+  const int n = static_cast<int>(p.idx.size());
+  std::vector<int> cnt(n);
+  MPI_Recv(cnt.data(), n, MPI_INT, 0, 0, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+  long nk = 0;
+  for (int c : cnt) nk += c;
+  std::vector<HYPRE_BigInt> cols(nk);
+  std::vector<double> vals(nk);
+  MPI_Recv(cols.data(), static_cast<int>(nk), HYPRE_MPI_BIG_INT, 0, 1, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+  MPI_Recv(vals.data(), static_cast<int>(nk), MPI_DOUBLE, 0, 2, MPI_COMM_WORLD, MPI_STATUS_IGNORE);
+  ijmatrix(p, cnt.data(), cols.data(), vals.data());
 }
 
 // The whole symmetric K from its stored lower half, in the engine's rows;
@@ -144,18 +211,14 @@ void matrix(AMGPRE& p, const double* AV, int NEQ, const int* IA, const int* JA) 
       put(rj, ri, AV[k]);
     }
   }
-  std::vector<HYPRE_BigInt> rows(p.nh);
-  std::vector<HYPRE_Int> ncols(p.nh);
-  for (int r = 0; r < p.nh; ++r) {
-    rows[r] = r;
-    ncols[r] = cnt[r];
+  // Each other process gets its rows: their lengths, columns and values.
+  for (int r = 1; r + 1 < static_cast<int>(p.lo.size()); ++r) {
+    const int a = p.lo[r], n = p.lo[r + 1] - a, k0 = start[a], nk = start[p.lo[r + 1]] - k0;
+    MPI_Send(cnt.data() + a, n, MPI_INT, r, 0, MPI_COMM_WORLD);
+    MPI_Send(cols.data() + k0, nk, HYPRE_MPI_BIG_INT, r, 1, MPI_COMM_WORLD);
+    MPI_Send(vals.data() + k0, nk, MPI_DOUBLE, r, 2, MPI_COMM_WORLD);
   }
-  HYPRE_IJMatrixCreate(MPI_COMM_SELF, 0, p.nh - 1, 0, p.nh - 1, &p.A);
-  HYPRE_IJMatrixSetObjectType(p.A, HYPRE_PARCSR);
-  HYPRE_IJMatrixSetRowSizes(p.A, ncols.data());
-  HYPRE_IJMatrixInitialize(p.A);
-  HYPRE_IJMatrixSetValues(p.A, p.nh, ncols.data(), rows.data(), cols.data(), vals.data());
-  HYPRE_IJMatrixAssemble(p.A);
+  ijmatrix(p, cnt.data(), cols.data(), vals.data());
 }
 
 void settings(HYPRE_Solver s, int nfun) {
@@ -175,6 +238,34 @@ void settings(HYPRE_Solver s, int nfun) {
   if (nfun == 3) HYPRE_BoomerAMGSetNodal(s, 4);
 }
 
+// The collective part of a set-up, once every process holds its rows.
+void build(AMGPRE& p) {
+  p.b = newvec(p);
+  p.x = newvec(p);
+  HYPRE_IJVectorAssemble(p.b);
+  HYPRE_IJVectorAssemble(p.x);
+  HYPRE_BoomerAMGCreate(&p.amg);
+  settings(p.amg, p.nfun);
+  void* A = nullptr;
+  HYPRE_IJMatrixGetObject(p.A, &A);
+  HYPRE_BoomerAMGSetup(p.amg, static_cast<HYPRE_ParCSRMatrix>(A), par(p.b), par(p.x));
+}
+
+// One cycle from zero on this process's share of the vector, in place.
+void cycle(AMGPRE& p) {
+  const int me = rank(), n = p.lo[me + 1] - p.lo[me];
+  MPI_Scatterv(p.buf.data(), p.cnts.data(), p.lo.data(), MPI_DOUBLE, p.part.data(), n, MPI_DOUBLE, 0,
+               MPI_COMM_WORLD);
+  HYPRE_IJVectorSetValues(p.b, n, p.idx.data(), p.part.data());
+  HYPRE_ParVectorSetConstantValues(par(p.x), 0.0);
+  void* A = nullptr;
+  HYPRE_IJMatrixGetObject(p.A, &A);
+  HYPRE_BoomerAMGSolve(p.amg, static_cast<HYPRE_ParCSRMatrix>(A), par(p.b), par(p.x));
+  HYPRE_IJVectorGetValues(p.x, n, p.idx.data(), p.part.data());
+  MPI_Gatherv(p.part.data(), n, MPI_DOUBLE, p.buf.data(), p.cnts.data(), p.lo.data(), MPI_DOUBLE, 0,
+              MPI_COMM_WORLD);
+}
+
 void release(AMGPRE* p) {
   if (p->amg) HYPRE_BoomerAMGDestroy(p->amg);
   if (p->b) HYPRE_IJVectorDestroy(p->b);
@@ -192,22 +283,33 @@ AMGPRE& CGAMGSETUP(Model& m, const double* AV, int NEQ, const int* IA, const int
   start();
   std::shared_ptr<AMGPRE> p(new AMGPRE, release);
   p->neq = NEQ;
-  const int nfun = layout(m, NEQ, *p);
-  p->idx.resize(p->nh);
+  p->nfun = layout(m, NEQ, *p);
+  if (nproc() > 1) call(AMG_SETUP);
+  int head[2] = {p->nh, p->nfun};
+  MPI_Bcast(head, 2, MPI_INT, 0, MPI_COMM_WORLD);
+  shares(*p);
   p->buf.assign(p->nh, 0.0);
-  for (int r = 0; r < p->nh; ++r) p->idx[r] = r;
   matrix(*p, AV, NEQ, IA, JA);
-  p->b = newvec(p->nh);
-  p->x = newvec(p->nh);
-  HYPRE_IJVectorAssemble(p->b);
-  HYPRE_IJVectorAssemble(p->x);
-  HYPRE_BoomerAMGCreate(&p->amg);
-  settings(p->amg, nfun);
-  void* A = nullptr;
-  HYPRE_IJMatrixGetObject(p->A, &A);
-  HYPRE_BoomerAMGSetup(p->amg, static_cast<HYPRE_ParCSRMatrix>(A), par(p->b), par(p->x));
+  build(*p);
   m.CG.AMG = p;
   return *p;
+}
+
+void CGAMGSERVE(int JOB, std::shared_ptr<AMGPRE>& p) {
+  if (JOB == AMG_APPLY && p) {
+    cycle(*p);
+    return;
+  }
+  if (JOB != AMG_SETUP) return;
+  start();
+  p.reset(new AMGPRE, release);
+  int head[2] = {0, 1};
+  MPI_Bcast(head, 2, MPI_INT, 0, MPI_COMM_WORLD);
+  p->nh = head[0];
+  p->nfun = head[1];
+  shares(*p);
+  recvmatrix(*p);
+  build(*p);
 }
 
 void CGAMGCOUNT(AMGPRE& p, int ITC) {
@@ -218,12 +320,8 @@ void CGAMGCOUNT(AMGPRE& p, int ITC) {
 void CGAMGAPPLY(AMGPRE& p, const double* SCL, const double* R, double* Z, int NEQ) {
   std::fill(p.buf.begin(), p.buf.end(), 0.0);
   for (int e = 0; e < NEQ; ++e) p.buf[p.pos[e]] = R[e] / SCL[e];
-  HYPRE_IJVectorSetValues(p.b, p.nh, p.idx.data(), p.buf.data());
-  HYPRE_ParVectorSetConstantValues(par(p.x), 0.0);
-  void* A = nullptr;
-  HYPRE_IJMatrixGetObject(p.A, &A);
-  HYPRE_BoomerAMGSolve(p.amg, static_cast<HYPRE_ParCSRMatrix>(A), par(p.b), par(p.x));
-  HYPRE_IJVectorGetValues(p.x, p.nh, p.idx.data(), p.buf.data());
+  if (p.lo.size() > 2) call(AMG_APPLY);
+  cycle(p);
   for (int e = 0; e < NEQ; ++e) Z[e] = p.buf[p.pos[e]] / SCL[e];
 }
 
