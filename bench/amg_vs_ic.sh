@@ -6,13 +6,17 @@
 # equations, the CG iterations of the first solve, the time report's solver
 # row and total (wall), the processor time and the peak memory of the job.
 # The processor time is the figure to compare on a shared machine; the
-# multigrid's set-up is inside the solver row (it runs once a solve).
-# Usage: bench/amg_vs_ic.sh [femur cube side mm (1.8)] [cube cells a side (30)] [build dir (build/rel)]
+# multigrid's set-up is inside the solver row. Then, with a fourth argument
+# N, a cube of N cells a side (about 3 (N+1)^3 equations; 68 gives a million)
+# with the multigrid alone. The load averages of the machine come first.
+# Usage: bench/amg_vs_ic.sh [femur cube side mm (1.26: 208 000 equations)] [cube cells a side (30)]
+#        [build dir (build/rel)] [large cube cells a side]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
-h=${1:-1.8}
+h=${1:-1.26}
 n=${2:-30}
 bin=$(cd "${3:-$root/build/rel}" && pwd)
+big=${4:-}
 work=$(mktemp -d /tmp/ossa-bench-amg.XXXXXX)
 trap 'rm -rf "$work"' EXIT
 
@@ -66,8 +70,15 @@ run() {  # model precon deck-file
          "$(awk '{print $2 + $3}' "$d/mem")" "$(awk '{print $1 / 1024}' "$d/mem")" "$(tail -1 "$d/out.txt")"
 }
 
+echo "load average: $(cut -d' ' -f1-3 /proc/loadavg) on $(nproc) cores"
 "$bin/ossa-mkfemur" "$h" 0 > "$work/femur.inp" 2>/dev/null
 cube > "$work/cube.inp"
 for model in femur cube; do
   for p in 1 3; do run "$model" "$p" "$work/$model.inp"; done
 done
+if [ -n "$big" ]; then
+  n=$big cube > "$work/big.inp"
+  run big 3 "$work/big.inp"
+  rm "$work/big.inp"
+fi
+echo "load average: $(cut -d' ' -f1-3 /proc/loadavg)"
