@@ -36,10 +36,6 @@
 
 #include "solvers/cg/cg.hpp"
 
-namespace ossa::solvers {
-
-}  // namespace ossa::solvers
-
 struct ossa::model::AMGPRE {
   int neq = 0;                // equations it was built for
   int first = 0;              // iterations of the first solve on it
