@@ -42,13 +42,13 @@ std::string shell_deck(const std::array<double, 3>& p3, const std::array<int, 3>
          ngld(0) + nplnk(0) + "END\n";
 }
 
-// A bar of tetrahedra pulled by 200 on SOLVER, held or not.
-std::string bar_deck(int solver, int geom, int iterlim, bool held) {
+// A bar of tetrahedra pulled by 200 on SOLVER (with preconditioner PRE), held or not.
+std::string bar_deck(int solver, int geom, int iterlim, bool held, int pre = 1) {
   const Box b(4, 1, 1, 4.0, 1.0, 1.0);
   int nheld = 0;
   const std::string h = held ? hold_free_section(b, nheld) : "";
-  return cntnd(b.nnode()) + cntel(b.ntet()) + cntrl(geom, 0, iterlim, 1e-7, solver) + cntr2(1, 1) + cntr3_cpu() +
-         kukan(1.0, 2) + b.mesh_cards(0.0, 1000.0) + ngld(1) + (held ? nplnk(nheld) : "") +
+  return cntnd(b.nnode()) + cntel(b.ntet()) + cntrl(geom, 0, iterlim, 1e-7, solver, 1e-10, pre) + cntr2(1, 1) +
+         cntr3_cpu() + kukan(1.0, 2) + b.mesh_cards(0.0, 1000.0) + ngld(1) + (held ? nplnk(nheld) : "") +
          end_traction(b, b.LX, 200.0) + h + "END\n";
 }
 
@@ -184,9 +184,10 @@ TEST(BadInput, StopsNamingThePlace) {
       {links_deck(false), "\n TRUSS ELEMENT 2 HAS ZERO LENGTH.\n *** ERROR NO. ***\n  -3  0\n", "-3 0"},
       {links_deck(true),
        "\n GAP ELEMENTS 1 TO 3: NODES 2 4 7 ARE NO FACE OF A SOLID ELEMENT.\n\n STOP IN SUB. ELEM_INIT!\n", "-1 0"},
-      // A bar held nowhere stops in any solver; a large stretch allowed one
-      // pass stops as not converged.
+      // A bar held nowhere stops in any solver, the multigrid CG too; a large
+      // stretch allowed one pass stops as not converged.
       {bar_deck(0, 0, 10, false), "\n NOT CONVERGED BY CG METHOD.\n *** ERROR NO. ***\n  -8  0", "-8 0", false},
+      {bar_deck(0, 0, 10, false, 3), "\n NOT CONVERGED BY CG METHOD.\n *** ERROR NO. ***\n  -8  0", "-8 0", false},
       {bar_deck(-1, 0, 10, false), "\n CONSTRAINT CONDITION MIGHT BE WRONG.\n *** ERROR NO. ***\n  -4", "-4 0", false},
       {bar_deck(-2, 0, 10, false), "\n CONSTRAINT CONDITION MIGHT BE WRONG.\n *** ERROR NO. ***\n  -4", "-4 0", false},
       {bar_deck(0, 1, 1, true), "\n RESIDUAL FORCE DID NOT CONVERGE!\n *** ERROR NO. ***\n  -9  0", "-9 0", false},
