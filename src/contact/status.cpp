@@ -118,9 +118,9 @@ double corner_cos(const Model& m, int f, I32 V, I32 other, const double* T) {
   return base::DOT(W, T, 3) / base::VNORM(W, 3);
 }
 
-// A POINT slave whose G leaves every cone at its vertex V: the face or edge
-// out of V that G points along most, FREE at a boundary, else it stays.
-void vrtxslip(Model& m, int s, I32 V, const double* G, int& ERRFLAG) {
+// A POINT slave at vertex V: the face or edge out of V that G points along
+// most (returns true), else FREE at a boundary or POINT.
+bool vrtxslip(Model& m, int s, I32 V, const double* G, int& ERRFLAG) {
   const model::CONTDATA& c = m.CONT;
   double best = -1.0;
   int code = S_POINT, id = V;
@@ -161,13 +161,21 @@ void vrtxslip(Model& m, int s, I32 V, const double* G, int& ERRFLAG) {
   }
   if (best < 0.0 && boundary) code = id = 0;
   set(m, s, code, id);
+  return best >= 0.0;
 }
 
+// A vertex holds its slave only while nothing else fits: where G has a part
+// along which the slave can slide onto a face or edge, it goes there; held
+// against that, a vertex in a flat or convex surface, whose elements' cones
+// fill all directions into the body, would keep every pressed slave and
+// carry any tangential force, frictionless or not. With no candidate the
+// slave stays while G points into an element's cone and goes FREE when it
+// pulls out of the body.
 void vrtxchk(Model& m, int s, const double* G, int& ERRFLAG) {
   const I32 V = m.CONT.SLVOLD(2, s);
-  set(m, s, S_FREE, 0);
-  if (vrtxsepa(m, V, G, ERRFLAG)) return set(m, s, S_POINT, V);
-  vrtxslip(m, s, V, G, ERRFLAG);
+  if (vrtxslip(m, s, V, G, ERRFLAG)) return;
+  if (vrtxsepa(m, V, G, ERRFLAG)) set(m, s, S_POINT, V);
+  else set(m, s, S_FREE, 0);
 }
 
 // A slave on edge EG: off an end it goes to that vertex; otherwise G
