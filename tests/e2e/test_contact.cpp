@@ -168,6 +168,12 @@ TEST(ContactJob, PatchThroughNonMatchingInterface) {
     if (c.b != &nested) continue;
     const double load = E * DELTA / 2.0;
     EXPECT_NEAR(up[2], load, 1e-6);
+    // The tool shows them as the nodes' link force, last three columns.
+    const auto r = test::run_tool("frame last nodes");
+    double cz = 0.0;
+    for (std::size_t p = r.out.find('\n'); p != std::string::npos && p + 1 < r.out.size(); p = r.out.find('\n', p + 1))
+      if (upper(b, std::stoi(r.out.substr(p + 1)))) cz += std::stod(r.out.substr(r.out.rfind(',', r.out.find('\n', p + 1)) + 1));
+    EXPECT_NEAR(cz, load, 1e-5);
     for (const auto& e : f.SOLID) {
       EXPECT_NEAR(e.V[0], 0.0, 1e-5) << e.ID;
       EXPECT_NEAR(e.V[1], 0.0, 1e-5) << e.ID;

@@ -179,7 +179,7 @@ TEST(GapJob, OpensAndClosesWhereTheFacesMeetAgain) {
   std::istringstream rows(r.out);
   std::string line;
   std::getline(rows, line);
-  EXPECT_EQ(line, "node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz");
+  EXPECT_EQ(line, "node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz,cx,cy,cz");
   double lx = 0.0;
   while (std::getline(rows, line)) {
     std::vector<double> v;
