@@ -185,7 +185,7 @@ TEST(GapJob, OpensAndClosesWhereTheFacesMeetAgain) {
     std::vector<double> v;
     std::istringstream cells(line);
     for (std::string c; std::getline(cells, c, ',');) v.push_back(std::stod(c));
-    if (v.size() == 13 && v[0] > 8) lx += v[10];
+    if (v.size() == 16 && v[0] > 8) lx += v[10];
   }
   EXPECT_NEAR(lx, -want[3], 1e-5 * k * d0);
   // All six open in the first step, and close again on the way back.
