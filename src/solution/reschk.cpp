@@ -128,6 +128,7 @@ void log_rows(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, dou
                       fI(r.RESDIR, 1) + fPE(r.MAXRFC, 12, 4) + fI(r.RFCNODE, 7) + fX(3) +
                       fI(r.RFCDIR, 1) + fPE(r.RELM, 12, 4) + fPE(r.RESNRM, 12, 4) +
                       fPE(r.RHVNRM, 12, 4) + fPE(r.RELN, 12, 4) + fPE(TSOLVE, 12, 4));
+  model::LOGFLUSH(m);  // ossa-run tails the rows while the job goes on
 }
 
 }  // namespace
