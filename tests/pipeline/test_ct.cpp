@@ -1,11 +1,16 @@
 // Moduli from CT grey values: a constant volume gives the power law's
 // value, a linear ramp gives each element its exact mean (b = 1 exactly,
 // b = 2 to a sampling error that falls as the sub-division grows), a
-// rotated, anisotropic volume read back from MetaImage and NIfTI gives the
-// same, and elements off the volume or below the density floor are counted.
+// rotated, anisotropic volume read back from MetaImage, NIfTI and a DICOM
+// series gives the same, and elements off the volume or below the density floor are counted.
 #include <gtest/gtest.h>
 
+#include <gdcmAttribute.h>
+#include <gdcmImageWriter.h>
+#include <gdcmTrace.h>
 #include <nifti2_io.h>
+
+#include <filesystem>
 
 #include <cmath>
 
@@ -115,6 +120,47 @@ void write_nifti(const std::string& path, const Volume& v) {
   nifti_image_free(nim);
 }
 
+// Writes the volume as a CT series of 16-bit slices (HU = 0.04 grey + 315,
+// grey rounded) through GDCM, slice
+// k into `dir`/uid-k.dcm, the slices' order shuffled on disk.
+void write_dicom(const std::string& dir, const Volume& v, const std::string& uid) {
+  std::filesystem::create_directories(dir);
+  gdcm::Trace::WarningOff();
+  const std::size_t nxy = static_cast<std::size_t>(v.N[0]) * v.N[1];
+  for (int k = 0; k < v.N[2]; ++k) {
+    gdcm::ImageWriter w;
+    gdcm::Image& im = w.GetImage();
+    im.SetNumberOfDimensions(2);
+    im.SetDimension(0, v.N[0]);
+    im.SetDimension(1, v.N[1]);
+    im.SetPixelFormat(gdcm::PixelFormat::INT16);
+    im.SetPhotometricInterpretation(gdcm::PhotometricInterpretation::MONOCHROME2);
+    double dc[6];
+    for (int r = 0; r < 3; ++r) {
+      dc[r] = v.AXES[r][0] / std::hypot(v.AXES[0][0], v.AXES[1][0], v.AXES[2][0]);
+      dc[3 + r] = v.AXES[r][1] / std::hypot(v.AXES[0][1], v.AXES[1][1], v.AXES[2][1]);
+      im.SetOrigin(r, v.ORIGIN[r] + v.AXES[r][2] * k);
+    }
+    im.SetDirectionCosines(dc);
+    im.SetSpacing(0, std::hypot(v.AXES[0][0], v.AXES[1][0], v.AXES[2][0]));
+    im.SetSpacing(1, std::hypot(v.AXES[0][1], v.AXES[1][1], v.AXES[2][1]));
+    im.SetSlope(0.04);
+    im.SetIntercept(315.0);
+    std::vector<std::int16_t> px(nxy);
+    for (std::size_t i = 0; i < nxy; ++i) px[i] = static_cast<std::int16_t>(std::clamp(std::lround((v.HU[k * nxy + i] - 315.0) / 0.04), -32767L, 32767L));
+    gdcm::DataElement pd(gdcm::Tag(0x7fe0, 0x0010));
+    pd.SetByteValue(reinterpret_cast<const char*>(px.data()), static_cast<uint32_t>(2 * nxy));
+    im.SetDataElement(pd);
+    gdcm::DataSet& ds = w.GetFile().GetDataSet();
+    gdcm::Attribute<0x0008, 0x0016> sop{gdcm::MediaStorage::GetMSString(gdcm::MediaStorage::CTImageStorage)};
+    gdcm::Attribute<0x0020, 0x000e> series{uid.c_str()};
+    ds.Insert(sop.GetAsDataElement());
+    ds.Insert(series.GetAsDataElement());
+    w.SetFileName((dir + "/" + uid + "-" + std::to_string((k * 7) % v.N[2]) + ".dcm").c_str());
+    ASSERT_TRUE(w.Write());
+  }
+}
+
 }  // namespace
 
 TEST(CtMapping, ConstantVolumeGivesThePowerLawEverywhere) {
@@ -146,13 +192,20 @@ TEST(CtMapping, RotatedAnisotropicVolumeIsReadInWorldCoordinates) {
   const Volume v = volume(ramp, {0.07, 0.11, 0.05}, 0.5, 0.35);
   ASSERT_EQ(write_metaimage("v.mha", v), "");
   write_nifti("v.nii.gz", v);
-  for (const char* f : {"v.mha", "v.nii.gz"}) {
+  write_dicom("dcm", v, "1.2.826.0.1.3680043.2.1125.1");
+  // DICOM rounds the grey values to 0.04 HU, hence its looser bound.
+  for (const auto& [f, tol] : {std::pair{"v.mha", 1e-5}, {"v.nii.gz", 1e-5}, {"dcm", 2e-4}}) {
     Volume back;
     ASSERT_EQ(read_volume(f, back), "") << f;
-    EXPECT_LT(worst(m, back, ramp, calib(1.0, 3)), 1e-5) << f;
+    EXPECT_LT(worst(m, back, ramp, calib(1.0, 3)), tol) << f;
   }
-  Volume none;
-  EXPECT_NE(read_volume("none.mha", none).find("cannot open"), std::string::npos);
+  write_dicom("dcm", volume(ramp, {0.5, 0.5, 0.5}), "1.2.826.0.1.3680043.2.1125.2");
+  const struct { const char* path; const char* says; } BAD[] = {
+      {"none.mha", "cannot open"}, {"dcm", "2 series in one folder"}, {".", "no DICOM series"}};
+  for (const auto& b : BAD) {
+    Volume none;
+    EXPECT_NE(read_volume(b.path, none).find(b.says), std::string::npos) << b.path;
+  }
 }
 
 TEST(CtMapping, ElementsOffTheVolumeAndBelowTheFloorAreCounted) {
