@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <exception>
 #include <map>
 
@@ -154,6 +155,7 @@ std::string fill_surface(double size, Mesh& m) {
 template <class F>
 std::string in_gmsh(const std::string& path, F body) {
   gmsh::initialize(0, nullptr, false);
+  std::signal(SIGTERM, SIG_DFL);  // the SDK catches it; a stopped job must stop
   gmsh::option::setNumber("General.Terminal", 0);
   std::string err;
   try {

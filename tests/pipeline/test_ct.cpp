@@ -102,15 +102,7 @@ double worst(const Mesh& m, const Volume& v, Field f, const Ct& ct) {
   return w;
 }
 
-Ct calib(double b, int samples) {
-  Ct ct;
-  ct.SLOPE = 0.001;
-  ct.INTERCEPT = 0.2;
-  ct.A = 6850.0;
-  ct.B = b;
-  ct.SAMPLES = samples;
-  return ct;
-}
+Ct calib(double b, int samples) { return Ct{"", 0.001, 0.2, 6850.0, b, 0.01, 0, samples}; }  // slope, intercept, a, b, rho_min
 
 // Writes the volume as NIfTI with its sform.
 void write_nifti(const std::string& path, const Volume& v) {
@@ -190,12 +182,9 @@ TEST(CtMapping, RotatedAnisotropicVolumeIsReadInWorldCoordinates) {
     EXPECT_LT(worst(m, back, ramp, calib(1.0, 3)), tol) << f;
   }
   write_dicom("dcm", volume(ramp, {0.5, 0.5, 0.5}), "1.2.826.0.1.3680043.2.1125.2");
-  const struct { const char* path; const char* says; } BAD[] = {
-      {"none.mha", "cannot open"}, {"dcm", "2 series in one folder"}, {".", "no DICOM series"}};
-  for (const auto& b : BAD) {
-    Volume none;
-    EXPECT_NE(read_volume(b.path, none).find(b.says), std::string::npos) << b.path;
-  }
+  Volume none;
+  for (const auto& [path, says] : {std::pair{"none.mha", "cannot open"}, {"dcm", "2 series in one folder"}, {".", "no DICOM series"}})
+    EXPECT_NE(read_volume(path, none).find(says), std::string::npos) << path;
 }
 
 TEST(CtMapping, ElementsOffTheVolumeAndBelowTheFloorAreCounted) {
