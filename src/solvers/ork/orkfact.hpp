@@ -57,6 +57,7 @@ struct ORKNUM {
   int FSPILL = 0, SSPILL = 0;
   int NFORCED = 0, NZINV = 0;  // totals over the nodes (ORKTOTALS)
   int MAXFO = 0;               // largest actual front
+  int NSUBT = 0;               // subtrees factorised on threads of their own
   ORKFILE F1, F2;
   base::Unit* WK1 = nullptr;
   base::Unit* WK2 = nullptr;
