@@ -230,7 +230,7 @@ int ORKMF(Ctx& c) {
   const int nsup = c.o.ORKI(HNSUP);
   long maxblk = 0;
   std::vector<char> done(static_cast<std::size_t>(nsup) + 1, 0);
-  if (int s = ORKSUBTREES(c, done, maxblk)) return s;
+  ORKSUBTREES(c, done, maxblk);
   for (int k = 1; k <= nsup; ++k)
     if (!done[k])
       if (int s = ORKSTEP(c, k, nsup, maxblk)) return s;

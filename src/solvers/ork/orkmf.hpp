@@ -47,9 +47,11 @@ struct ORKCTX {
 //                ORKR and parks their roots' blocks at its top, and marks
 //                their nodes in done (1..NSUP). Where the subtrees do not fit
 //                their shares (delays), it leaves done clear and the plan
-//                reset, and the loop does them all. Returns 0 or a status.
+//                reset, and the loop does them all. Besides ORKR it takes,
+//                for a while, two maps of the equations and list room per
+//                thread and a copy of the parked blocks.
 int ORKSTEP(ORKCTX& c, int k, int nsup, long& maxblk);
 void ORKRESET(ORKDATA& o);
-int ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk);
+void ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk);
 
 }  // namespace ossa::solvers

@@ -210,12 +210,12 @@ bool merge(ORKCTX& c, const Split& s) {
 
 }  // namespace
 
-int ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk) {
+void ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk) {
   const int T = omp_in_parallel() ? 1 : omp_get_max_threads();
   const int nsup = c.o.ORKI(HNSUP);
-  if (T <= 1 || nsup < 2 * T || c.n.FSPILL || c.n.SSPILL) return 0;
+  if (T <= 1 || nsup < 2 * T || c.n.FSPILL || c.n.SSPILL) return;
   Split s = split_tree(c.o, T);
-  if (!place_parts(s.parts, c.HFREE)) return 0;
+  if (!place_parts(s.parts, c.HFREE)) return;
   // Room for lists lengthened by delays: what the plan leaves in ORKI.
   const long slack = std::clamp<long>(c.ACTEND - c.ACT + 1 - c.o.ORKI(HLIDX), 0, c.o.ORKI(HN));
 #pragma omp parallel for num_threads(T) schedule(static, 1)
@@ -224,14 +224,13 @@ int ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk) {
   for (const Part& p : s.parts) ok = ok && p.status == 0;
   if (!ok || !merge(c, s)) {
     ORKRESET(c.o);
-    return 0;
+    return;
   }
   for (const Part& p : s.parts) {
     c.n.NSUBT += static_cast<int>(p.roots.size());
     maxblk = std::max(maxblk, p.maxblk);
     each_node(s, p, [&](int k) { done[static_cast<std::size_t>(k)] = 1; });
   }
-  return 0;
 }
 
 }  // namespace ossa::solvers
