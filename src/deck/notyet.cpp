@@ -39,7 +39,11 @@ constexpr Missing MISSING[] = {
      "RESTART OF A DYNAMIC ANALYSIS"},
     {[](const Model& m) { return m.KK(kk::RESTART) == 1 && riks(m); },
      "RESTART UNDER RIKS ARC-LENGTH CONTROL"},
-    {[](const Model& m) { return m.KK(kk::NBODY) > 0; }, "CONTACT ANALYSIS"},
+    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && m.KK(kk::NBODY) > 0; }, "RESTART OF A CONTACT ANALYSIS"},
+    // Contact runs in static jobs on CG on the processor and on ORK.
+    {[](const Model& m) { return m.KK(kk::NBODY) > 0 && m.KK(kk::DYNAMIC) == 1; }, "CONTACT IN DYNAMIC ANALYSIS"},
+    {[](const Model& m) { return m.KK(kk::NBODY) > 0 && (m.KK(kk::SOLVER) == 3 || m.KK(kk::DEVICE) >= 0); },
+     "CONTACT ANALYSIS ON PARDISO OR THE DEVICE"},
 };
 
 }  // namespace

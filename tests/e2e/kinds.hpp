@@ -46,9 +46,17 @@ inline std::vector<KindDeck> kind_decks() {
     p.cntrl[8] = '1';
     p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
   });
-  add("CONTACT ANALYSIS", [&](DeckParts& p) {
-    p.extra = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
-              card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
+  const std::string body = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
+                           card("CSURF%10d%10d%10d", t[0][0], t[0][2], t[0][1]) +
+                           card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
+  add("CONTACT ANALYSIS", [&](DeckParts& p) { p.extra = body; }, true);
+  add("CONTACT IN DYNAMIC ANALYSIS", [&](DeckParts& p) {
+    p.extra = body;
+    p.cntrl[8] = '1';
+  });
+  add("RESTART OF A CONTACT ANALYSIS", [&](DeckParts& p) {
+    p.extra = body;
+    p.cntrl[5] = '1';
   });
   auto rubber = [&](DeckParts& p) {
     p.cntel = cntel(nt, 0, 0, 1);
@@ -63,8 +71,7 @@ inline std::vector<KindDeck> kind_decks() {
   });
   add("RUBBER ELEMENTS IN CONTACT ANALYSIS", [&](DeckParts& p) {
     rubber(p);
-    p.extra += card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
-               card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) + card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
+    p.extra += body;
   });
   return v;
 }
