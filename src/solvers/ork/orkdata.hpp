@@ -51,7 +51,8 @@ enum OrkNode : int {
   NLISTA = 11, // ORKI position of the node's actual list
   NKIND = 12,  // ORKI position of the node's pivot-kind list
   NZPIV = 14,  // pivots whose reciprocal is zero
-  NUPIV = 15   // columns forced to a unit pivot
+  NUPIV = 15,  // columns forced to a unit pivot
+  NPARK = 16   // 1: its contribution block lies parked above the stack, never popped
 };
 
 // Entry f of node k of the node table.

@@ -16,6 +16,8 @@
 #include <cstdint>
 #include <utility>
 
+#include <omp.h>
+
 #if defined(__AVX2__) && defined(__FMA__)
 #include <immintrin.h>
 #define ORK_AVX2 1
@@ -31,6 +33,8 @@ constexpr int PACKMIN = 4;    // above this many pivots the update packs its ope
 constexpr int DEPTH = 4;      // wide blocks whose update of the far columns is done at once
 constexpr int MAXPACK = DEPTH * ORKNBLARGE;  // pivots per packed update
 constexpr int PACKCOLS = 16;  // fewer columns than this are updated in place
+constexpr double THRWORK = 262144.0;  // multiply-adds below which an update keeps one thread
+constexpr long THRCOLS = 16;          // least columns a thread of an update takes
 
 // Multipliers of K pivots from J0 for the w columns S..S+w-1:
 // M(k,t) = -(D^-1 applied to row S+t of the pivot columns)(k).
@@ -387,6 +391,43 @@ void eliminate2(double* F, int FO, int J, int* KINDS) {
   ORKUPDATE(F, FO, J, 2, KINDS, J + 2, FO);
 }
 
+// The chunks of at most MAXPACK (packed) or MAXK pivots over columns C0..C1-1.
+void update_range(double* F, long FO, int J0, int K, const int* KINDS, long C0, long C1, bool packed,
+                  ORKWORK WK) {
+  if (C0 >= C1) return;
+  const int chunk = packed ? MAXPACK : MAXK;
+  for (int k0 = 0; k0 < K; k0 += chunk) {
+    const int kb = std::min(chunk, K - k0);
+    if (packed && kb > PACKMIN)
+      update_packed(F, FO, J0 + k0, kb, KINDS, C0, C1, WK);
+    else
+      update_block(F, FO, J0 + k0, kb, KINDS, static_cast<int>(C0), static_cast<int>(C1));
+  }
+}
+
+// Threads for a packed update: those of the parallel runtime when the
+// update is worth a parallel region and none is running (a front inside a
+// threaded subtree stays on its thread), at least THRCOLS columns each.
+int update_threads(long FO, int K, long C0, long C1) {
+  const double work = static_cast<double>(K) * static_cast<double>(C1 - C0) * static_cast<double>(FO - (C0 + C1) / 2);
+  if (work < THRWORK || omp_in_parallel()) return 1;
+  return static_cast<int>(std::min<long>(omp_get_max_threads(), (C1 - C0) / THRCOLS));
+}
+
+// First column of part t of T of C0..C1-1, the parts of about equal work (a
+// column's rows), on the strips of NR columns from C0.
+long split_cols(long FO, long C0, long C1, int t, int T) {
+  if (t <= 0) return C0;
+  if (t >= T) return C1;
+  // Work of the columns C0..c-1: (c-C0)(2FO-C0-c+1)/2; solve for the share t/T.
+  const double n = static_cast<double>(C1 - C0), a = static_cast<double>(FO - C0);
+  const double total = n * (2.0 * a - n + 1.0) / 2.0, want = total * t / T;
+  const double b = 2.0 * a + 1.0;
+  const double x = (b - std::sqrt(std::max(0.0, b * b - 8.0 * want))) / 2.0;
+  const long c = C0 + static_cast<long>(std::lround(x / NR)) * NR;
+  return std::clamp(c, C0, C1);
+}
+
 }  // namespace
 
 void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, int C1, ORKWORK WK) {
@@ -395,13 +436,20 @@ void ORKUPDATE(double* F, int FO, int J0, int K, const int* KINDS, int C0, int C
   // MAXPACK pivots, and at most MAXK to a narrow range; 2 by 2 pivots come
   // alone. The chunking only guards the buffers.
   const bool packed = K > PACKMIN && C1 - C0 >= PACKCOLS;
-  const int chunk = packed ? MAXPACK : MAXK;
-  for (int k0 = 0; k0 < K; k0 += chunk) {
-    const int kb = std::min(chunk, K - k0);
-    if (packed && kb > PACKMIN)
-      update_packed(F, FO, J0 + k0, kb, KINDS, C0, C1, WK);
-    else
-      update_block(F, FO, J0 + k0, kb, KINDS, C0, C1);
+  const int nth = packed ? update_threads(FO, K, C0, C1) : 1;
+  if (nth <= 1) {
+    update_range(F, FO, J0, K, KINDS, C0, C1, packed, WK);
+    return;
+  }
+  // Every entry is summed by one thread over the same pivots in the same
+  // order, so the bits do not depend on the split; each thread packs into
+  // its own share of the lent space.
+#pragma omp parallel num_threads(nth)
+  {
+    const int t = omp_get_thread_num(), T = omp_get_num_threads();
+    const long lw = WK.LW / T;
+    const ORKWORK w{WK.W == nullptr ? nullptr : WK.W + lw * t, lw};
+    update_range(F, FO, J0, K, KINDS, split_cols(FO, C0, C1, t, T), split_cols(FO, C0, C1, t + 1, T), packed, w);
   }
 }
 

@@ -5,37 +5,17 @@
 // goes to EXEC.WK2, reversed so that the last block pushed comes back first.
 #include <algorithm>
 #include <cstring>
+#include <vector>
 
 #include "solvers/ork/orkdense.hpp"
 #include "solvers/ork/orkfact.hpp"
+#include "solvers/ork/orkmf.hpp"
 
 namespace ossa::solvers {
 
 namespace {
 
-struct Ctx {
-  ORKDATA& o;
-  ORKNUM& n;
-  const std::int32_t* IA;
-  const std::int32_t* JA;
-  const double* AV;
-  double* R;             // ORKR position 1
-  std::int32_t* LOC;     // by equation - 1
-  std::int32_t* STAMP;   // by equation - 1
-  long HFREE = 0;
-  long ACT = 0, ACTEND = 0;  // next free position of the actual lists, and their limit
-  long KIND = 0;             // next free position of the kind lists
-  int stamp = 0;
-  // The current node.
-  int FO = 0, NP0 = 0, NDEL = 0;
-  std::int32_t* list = nullptr;
-
-  double* at(long p) { return R + (p - 1); }
-  std::int32_t& node(int k, int f) { return ORKNODE(o, k, f); }
-  std::int32_t* iat(long p) { return o.ORKI.at(p); }
-  double* buf1() { return at(o.ORKI(HBUF1)); }
-  double* buf2() { return at(o.ORKI(HBUF2)); }
-};
+using Ctx = ORKCTX;
 
 void reverse(double* a, long n) { std::reverse(a, a + n); }
 
@@ -46,14 +26,14 @@ int ORKFRONT(Ctx& c, int k) {
   const int npiv = c.node(k, NPIV), nbrd = c.node(k, NBRD);
   const long fo = static_cast<long>(ndel) + npiv + nbrd;
   if (c.ACT + fo - 1 > c.ACTEND || fo > 2147483647L) return ORK_LISTFULL;
-  std::int32_t* l = c.iat(c.ACT);
+  std::int32_t* l = c.lst(c.ACT);
   int p = 0;
   for (int ch = c.node(k, NCHILD); ch != 0; ch = c.node(ch, NSIB)) {
     const int d = c.node(ch, NBRDA) - c.node(ch, NBRD);
-    const std::int32_t* from = c.iat(c.node(ch, NLISTA) + c.node(ch, NPIVA));
+    const std::int32_t* from = c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA));
     for (int i = 0; i < d; ++i) l[p++] = from[i];
   }
-  const std::int32_t* plan = c.iat(c.node(k, NLIST));
+  const std::int32_t* plan = c.o.ORKI.at(c.node(k, NLIST));
   for (int i = 0; i < npiv + nbrd; ++i) l[p++] = plan[i];
   ++c.stamp;
   for (int i = 0; i < p; ++i) {
@@ -131,7 +111,7 @@ int assemble_child_from_file(Ctx& c, double* F, long room_at, long room, int ch)
   const long s = ORKTRI(C);
   const long v = c.node(ch, NSPOS);
   const long fp = v < 0 ? -v : c.HFREE - v - s + 2;
-  const std::int32_t* rows = c.iat(c.node(ch, NLISTA) + c.node(ch, NPIVA));
+  const std::int32_t* rows = c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA));
   double* tmp = c.at(room_at);
   if (s <= room) {
     if (int st = ORKGET(*c.n.WK2, fp, s, tmp, c.n.F2, c.buf2())) return st;
@@ -148,7 +128,7 @@ int assemble_child_from_file(Ctx& c, double* F, long room_at, long room, int ch)
   } else {
     return ORK_COLBIG;
   }
-  c.n.STOP -= s;
+  if (!c.node(ch, NPARK)) c.n.STOP -= s;
   return 0;
 }
 
@@ -184,8 +164,8 @@ int ORKASM(Ctx& c, int k) {
       const long room_at = c.n.FBASE + size;
       if (int st = assemble_child_from_file(c, F, room_at, c.n.SBOT - room_at, ch)) return st;
     } else {
-      add_block(c, F, c.at(c.node(ch, NSPOS)), C, c.iat(c.node(ch, NLISTA) + c.node(ch, NPIVA)));
-      popped += ORKTRI(C);
+      add_block(c, F, c.at(c.node(ch, NSPOS)), C, c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA)));
+      if (!c.node(ch, NPARK)) popped += ORKTRI(C);
     }
   }
   c.n.SBOT += popped;
@@ -210,8 +190,9 @@ int ORKPUSH(Ctx& c, int k, double* blk, int NB) {
   return 0;
 }
 
-// One node: list, room, assembly, partial factorisation, factor block, push.
-int node_step(Ctx& c, int k, int nsup, long& maxblk) {
+}  // namespace
+
+int ORKSTEP(ORKCTX& c, int k, int nsup, long& maxblk) {
   if (int s = ORKFRONT(c, k)) return s;
   if (!c.n.FSPILL) c.n.FBASE = c.n.FPOS;  // in core the front follows the factors
   if (int s = make_room(c, ORKTRI(c.FO))) return s;
@@ -220,7 +201,7 @@ int node_step(Ctx& c, int k, int nsup, long& maxblk) {
   ORKDSTAT st;
   // The space between the front and the stack is free while the front is factorised.
   const long wk = c.n.FBASE + ORKTRI(c.FO);
-  const int np = ORKDENSE(F, c.NP0, c.FO, c.list, c.iat(c.KIND), c.n.U, c.n.U2, st, {c.at(wk), c.n.SBOT - wk});
+  const int np = ORKDENSE(F, c.NP0, c.FO, c.list, c.lst(c.KIND), c.n.U, c.n.U2, st, {c.at(wk), c.n.SBOT - wk});
   const int nb = c.FO - np;
   c.node(k, NPIVA) = np;
   c.node(k, NBRDA) = nb;
@@ -241,15 +222,33 @@ int node_step(Ctx& c, int k, int nsup, long& maxblk) {
   return 0;
 }
 
-// ---- ORKMF: the loop over the nodes in postorder.
+namespace {
+
+// ---- ORKMF: the loop over the nodes in postorder, after the subtrees that
+// the threads took, if any.
 int ORKMF(Ctx& c) {
   const int nsup = c.o.ORKI(HNSUP);
   long maxblk = 0;
+  std::vector<char> done(static_cast<std::size_t>(nsup) + 1, 0);
+  ORKSUBTREES(c, done, maxblk);
   for (int k = 1; k <= nsup; ++k)
-    if (int s = node_step(c, k, nsup, maxblk)) return s;
+    if (!done[k])
+      if (int s = ORKSTEP(c, k, nsup, maxblk)) return s;
   c.n.FLEN = c.n.FSPILL ? maxblk : c.n.FPOS - 1;
   return 0;
 }
+
+}  // namespace
+
+void ORKRESET(ORKDATA& o) {
+  for (int k = 1; k <= o.ORKI(HNSUP); ++k) {
+    ORKNODE(o, k, NPIVA) = ORKNODE(o, k, NPIV);
+    ORKNODE(o, k, NBRDA) = ORKNODE(o, k, NBRD);
+    ORKNODE(o, k, NZPIV) = ORKNODE(o, k, NUPIV) = ORKNODE(o, k, NPARK) = 0;
+  }
+}
+
+namespace {
 
 void ORKTOTALS(Ctx& c) {
   for (int k = 1; k <= c.o.ORKI(HNSUP); ++k) {
@@ -273,7 +272,7 @@ int ORKFACT(ORKDATA& O, ORKNUM& N, const std::int32_t* IA, const std::int32_t* J
   if (U1 == nullptr && U2 != nullptr) return ORK_UNITS;
   N.WK1 = U1;
   N.WK2 = U2;
-  Ctx c{O, N, IA, JA, AV, O.ORKR.data(), O.ORKI.at(O.ORKI(HPOS)), O.ORKI.at(O.ORKI(HPIV))};
+  Ctx c{O, N, IA, JA, AV, O.ORKR.data(), O.ORKI.at(O.ORKI(HPOS)), O.ORKI.at(O.ORKI(HPIV)), O.ORKI.at(1)};
   c.HFREE = hfree;
   c.ACT = O.ORKI(HACT);
   c.ACTEND = isz;
@@ -281,11 +280,7 @@ int ORKFACT(ORKDATA& O, ORKNUM& N, const std::int32_t* IA, const std::int32_t* J
   N.SBOT = hfree + 1;
   // Each factorisation starts from the plan: no trace of earlier delays.
   for (long i = 0; i < neq; ++i) c.STAMP[i] = 0;
-  for (int k = 1; k <= O.ORKI(HNSUP); ++k) {
-    c.node(k, NPIVA) = c.node(k, NPIV);
-    c.node(k, NBRDA) = c.node(k, NBRD);
-    c.node(k, NZPIV) = c.node(k, NUPIV) = 0;
-  }
+  ORKRESET(O);
   const int s = ORKMF(c);
   ORKTOTALS(c);
   return s;

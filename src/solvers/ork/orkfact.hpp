@@ -57,6 +57,7 @@ struct ORKNUM {
   int FSPILL = 0, SSPILL = 0;
   int NFORCED = 0, NZINV = 0;  // totals over the nodes (ORKTOTALS)
   int MAXFO = 0;               // largest actual front
+  int NSUBT = 0;               // subtrees factorised on threads of their own
   ORKFILE F1, F2;
   base::Unit* WK1 = nullptr;
   base::Unit* WK2 = nullptr;
@@ -64,7 +65,10 @@ struct ORKNUM {
 
 // Factorises AV (upper half, diagonal first) along the analysis in O.
 // U1/U2 are the units of EXEC.WK1/EXEC.WK2 (nullptr: no file, the run ends
-// when memory runs out). Returns 0 or a status above.
+// when memory runs out). Returns 0 or a status above. It runs on the
+// parallel runtime's threads (independent subtrees, then the updates of
+// large fronts shared by columns); the factors are the same bits for any
+// number of threads.
 int ORKFACT(ORKDATA& O, ORKNUM& N, const std::int32_t* IA, const std::int32_t* JA, const double* AV,
             base::Unit* U1, base::Unit* U2, double U = 0.009999999776482582);
 // Solves for NRHS columns of F (leading dimension NEQ) into X. Returns 0 or a status.

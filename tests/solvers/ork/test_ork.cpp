@@ -1,9 +1,11 @@
 // The multifrontal solver on systems with a known answer: definite ones,
 // indefinite ones that need 2 by 2 and delayed pivots, a single front wider
 // than the wide block, two right-hand sides at once, and the same solution,
-// bit for bit, while less and less memory moves the factors and then the
-// stack to the work files.
+// bit for bit, on one thread or two (subtrees and front updates shared),
+// while less and less memory moves the factors and then the stack to the
+// work files.
 #include <gtest/gtest.h>
+#include <omp.h>
 
 #include <string>
 #include <vector>
@@ -18,11 +20,14 @@ using namespace ossa::solvers;
 
 namespace {
 
-// Factorises and solves A x = b for two right-hand sides; returns the status.
+// Factorises and solves A x = b for two right-hand sides on `threads`
+// threads; returns the status.
 int factor_solve(ORKDATA& o, ORKNUM& n, const test::Csr& A, const std::vector<double>& b, std::vector<double>& x,
-                 base::Unit* u1 = nullptr, base::Unit* u2 = nullptr) {
+                 int threads = 1, base::Unit* u1 = nullptr, base::Unit* u2 = nullptr) {
   x.assign(b.size(), 0.0);
+  omp_set_num_threads(threads);
   int st = ORKFACT(o, n, A.IA.data(), A.JA.data(), A.AV.data(), u1, u2);
+  omp_set_num_threads(1);
   return st != 0 ? st : ORKSOLVE(o, n, 2, b.data(), x.data());
 }
 
@@ -64,8 +69,11 @@ TEST(OrkSolve, DefiniteIndefiniteAndWideSystems) {
     ORKNUM n;
     analyse(o, A);
     const std::vector<double> b = test::random_vec(2 * A.n, 4);
-    std::vector<double> x;
+    std::vector<double> x, x2;
+    ASSERT_EQ(factor_solve(o, n, A, b, x2, 2), 0) << A.n;
+    EXPECT_EQ(n.NSUBT > 0, A.n != wide.n) << A.n;
     ASSERT_EQ(factor_solve(o, n, A, b, x), 0) << A.n;
+    EXPECT_EQ(x, x2) << A.n;
     for (int col = 0; col < 2; ++col)
       EXPECT_LT(test::backward_error(c.s, x.data() + col * A.n, b.data() + col * A.n), c.tol) << A.n;
     int pairs = 0;  // 2 by 2 pivots
@@ -84,12 +92,14 @@ TEST(OrkSolve, SpillingToTheWorkFilesChangesNothing) {
   const std::vector<double> b = test::random_vec(2 * A.n, 6);
   std::vector<double> ref, x;
   bool seen[3] = {false, false, false};  // in core, factors on file, stack on file too
+  bool threaded[2] = {false, false};     // subtrees on threads, in core and with factors on file
   for (long avail = o.ORKR.size(); avail > 2054 + A.n; avail = avail * 7 / 8) {
     ORKSET(o, o.ISIZ, avail);
     base::Unit u1, u2;
     ASSERT_TRUE(base::open_direct(u1, "EXEC.WK1", 8192) && base::open_direct(u2, "EXEC.WK2", 8192));
     ORKNUM n;
-    const int st = factor_solve(o, n, A, b, x, &u1, &u2);
+    const int threads = 1 + (avail / 8 % 2);  // the thread count changes nothing
+    const int st = factor_solve(o, n, A, b, x, threads, &u1, &u2);
     base::close_unit(u1);
     base::close_unit(u2);
     if (st != 0) {
@@ -100,8 +110,8 @@ TEST(OrkSolve, SpillingToTheWorkFilesChangesNothing) {
     EXPECT_EQ(x, ref) << avail;
     EXPECT_EQ(test::file_size("EXEC.WK2") > 0, n.SSPILL == 1);
     seen[n.FSPILL + n.SSPILL] = true;
-
+    threaded[n.FSPILL] = threaded[n.FSPILL] || n.NSUBT > 0;
   }
-  EXPECT_TRUE(seen[0] && seen[1] && seen[2]);
+  EXPECT_TRUE(seen[0] && seen[1] && seen[2] && threaded[0] && threaded[1]);
   EXPECT_LT(test::backward_error(s, ref.data(), b.data()), 1e-14);
 }

@@ -1,0 +1,236 @@
+// Independent subtrees of the assembly tree on the threads. The tree is cut
+// below its heaviest nodes until no subtree holds more than an eighth of a
+// thread's share of the work; the subtrees go to the least loaded thread,
+// heaviest first. Each thread factorises its subtrees in postorder inside a
+// share of ORKR sized by its planned peak, with maps and lists of its own.
+// Afterwards, in thread order, the factors close up at the bottom of ORKR,
+// the lists move to ORKI, and the subtree roots' contribution blocks are
+// parked at the top of ORKR, below which the stack of the rest of the tree
+// grows as before. A node's arithmetic does not depend on where its front
+// lies, and each parent adds its children's blocks in the fixed child
+// order, so the factors are the same bits for any number of threads.
+#include <omp.h>
+
+#include <algorithm>
+#include <cstring>
+#include <queue>
+#include <utility>
+
+#include "solvers/ork/orkdense.hpp"
+#include "solvers/ork/orkmf.hpp"
+
+namespace ossa::solvers {
+
+namespace {
+
+constexpr double SUBSHARE = 8.0;  // subtrees per thread, at least, by work
+
+// One thread's part of the tree and its results.
+struct Part {
+  std::vector<int> roots;  // subtree roots, ascending
+  double work = 0.0;
+  long need = 0, lists = 0;  // planned peak reals and list entries
+  long start = 0, len = 0;   // its share of ORKR: positions start..start+len-1
+  long lc = 0;               // list room; the kinds follow from lc+1
+  std::vector<std::int32_t> loc, stamp, il;
+  ORKNUM n;
+  long act = 1, kind = 0, maxblk = 0;
+  int status = 0;
+};
+
+struct Split {
+  std::vector<int> first;  // first node (postorder) of the subtree of each node
+  std::vector<Part> parts;
+};
+
+// Planned multiply-adds of node k's partial factorisation, and its assembly.
+double node_work(const ORKDATA& o, int k) {
+  const double np = ORKNODE(o, k, NPIV), fo = np + ORKNODE(o, k, NBRD);
+  return (3.0 * fo * fo * np - 3.0 * fo * np * np + np * np * np) / 6.0 + fo * (fo + 1.0) / 2.0;
+}
+
+// Roots of the subtrees: the heaviest subtree is replaced by its children
+// while it holds more than total/(SUBSHARE*T) of the work.
+std::vector<int> cut_tree(const ORKDATA& o, const std::vector<double>& sub, int T) {
+  const int nsup = o.ORKI(HNSUP);
+  std::priority_queue<std::pair<double, int>> q;
+  for (int k = 1; k <= nsup; ++k)
+    if (ORKNODE(o, k, NPAR) == 0) q.push({sub[k], k});
+  const double limit = sub[0] / (SUBSHARE * T);
+  while (!q.empty() && q.top().first > limit && ORKNODE(o, q.top().second, NCHILD) != 0) {
+    const int k = q.top().second;
+    q.pop();
+    for (int ch = ORKNODE(o, k, NCHILD); ch != 0; ch = ORKNODE(o, ch, NSIB)) q.push({sub[ch], ch});
+  }
+  std::vector<int> roots;
+  for (; !q.empty(); q.pop()) roots.push_back(q.top().second);
+  return roots;
+}
+
+// Peak reals of a part's subtrees done in postorder, as ORKSTEP lays them out
+// (factors, the front, the stack with the children's blocks), and its lists.
+void plan_part(const ORKDATA& o, const std::vector<int>& first, Part& p) {
+  const int nsup = o.ORKI(HNSUP);
+  long fac = 0, stack = 0;
+  for (int r : p.roots)
+    for (int k = first[r]; k <= r; ++k) {
+      const long nb = ORKNODE(o, k, NBRD), fo = ORKNODE(o, k, NPIV) + nb;
+      p.need = std::max(p.need, fac + ORKTRI(fo) + stack);
+      for (int ch = ORKNODE(o, k, NCHILD); ch != 0; ch = ORKNODE(o, ch, NSIB)) stack -= ORKTRI(ORKNODE(o, ch, NBRD));
+      fac += ORKTRI(fo) - ORKTRI(nb);
+      if (k != nsup) stack += ORKTRI(nb);
+      p.lists += fo;
+    }
+  p.need = std::max(p.need, fac + stack);
+}
+
+Split split_tree(const ORKDATA& o, int T) {
+  const int nsup = o.ORKI(HNSUP);
+  Split s;
+  std::vector<double> sub(static_cast<std::size_t>(nsup) + 1, 0.0);
+  std::vector<int> cnt(static_cast<std::size_t>(nsup) + 1, 1);
+  s.first.assign(static_cast<std::size_t>(nsup) + 1, 0);
+  for (int k = 1; k <= nsup; ++k) {  // children come before their parent
+    sub[k] += node_work(o, k);
+    s.first[k] = k - cnt[k] + 1;
+    const int par = ORKNODE(o, k, NPAR);
+    (par != 0 ? sub[par] : sub[0]) += sub[k];
+    if (par != 0) cnt[par] += cnt[k];
+  }
+  std::vector<int> roots = cut_tree(o, sub, T);
+  std::stable_sort(roots.begin(), roots.end(), [&](int a, int b) { return sub[a] > sub[b]; });
+  s.parts.resize(static_cast<std::size_t>(T));
+  for (int r : roots) {
+    Part& p = *std::min_element(s.parts.begin(), s.parts.end(),
+                                [](const Part& a, const Part& b) { return a.work < b.work; });
+    p.roots.push_back(r);
+    p.work += sub[r];
+  }
+  for (Part& p : s.parts) {
+    std::sort(p.roots.begin(), p.roots.end());
+    plan_part(o, s.first, p);
+  }
+  return s;
+}
+
+// Shares of ORKR 1..HFREE in proportion to the planned peaks; false when the
+// peaks together do not fit.
+bool place_parts(std::vector<Part>& parts, long hfree) {
+  long total = 0;
+  for (const Part& p : parts) total += p.need;
+  if (total <= 0 || total > hfree) return false;
+  long at = 1;
+  for (Part& p : parts) {
+    p.start = at;
+    p.len = static_cast<long>(static_cast<double>(hfree) * (static_cast<double>(p.need) / static_cast<double>(total)));
+    p.len = std::max(p.len, p.need);
+    at += p.len;
+  }
+  parts.back().len = hfree + 1 - parts.back().start;
+  return parts.back().len >= parts.back().need;
+}
+
+// One thread: its subtrees in postorder in its own context.
+void run_part(ORKCTX& c, const std::vector<int>& first, long slack, Part& p) {
+  const long neq = c.o.ORKI(HN);
+  const int nsup = c.o.ORKI(HNSUP);
+  p.loc.assign(static_cast<std::size_t>(neq), 0);
+  p.stamp.assign(static_cast<std::size_t>(neq), 0);
+  p.lc = p.lists + slack;
+  p.il.assign(static_cast<std::size_t>(p.lc + neq + 1), 0);
+  p.n.U = c.n.U;
+  p.n.U2 = c.n.U2;
+  p.n.SBOT = p.len + 1;
+  ORKCTX t{c.o, p.n, c.IA, c.JA, c.AV, c.at(p.start), p.loc.data(), p.stamp.data(), p.il.data()};
+  t.HFREE = p.len;
+  t.ACT = 1;
+  t.ACTEND = p.lc;
+  t.KIND = p.lc + 1;
+  for (int r : p.roots)
+    for (int k = first[r]; k <= r; ++k)
+      if ((p.status = ORKSTEP(t, k, nsup, p.maxblk)) != 0) return;
+  p.act = t.ACT;
+  p.kind = t.KIND;
+}
+
+template <class F>
+void each_node(const Split& s, const Part& p, F f) {
+  for (int r : p.roots)
+    for (int k = s.first[r]; k <= r; ++k) f(k);
+}
+
+// The parts' factors to the bottom of ORKR, their lists to ORKI, in thread order.
+void close_up(ORKCTX& c, const Split& s) {
+  for (const Part& p : s.parts) {
+    const long nf = p.n.FPOS - 1, df = c.n.FPOS - 1;
+    std::memmove(c.at(c.n.FPOS), c.at(p.start), static_cast<std::size_t>(nf) * sizeof(double));
+    const long na = p.act - 1, nk = p.kind - (p.lc + 1);
+    std::memcpy(c.lst(c.ACT), p.il.data(), static_cast<std::size_t>(na) * sizeof(std::int32_t));
+    std::memcpy(c.lst(c.KIND), p.il.data() + p.lc, static_cast<std::size_t>(nk) * sizeof(std::int32_t));
+    const long da = c.ACT - 1, dk = c.KIND - (p.lc + 1);
+    each_node(s, p, [&](int k) {
+      c.node(k, NFPOS) = static_cast<std::int32_t>(c.node(k, NFPOS) + df);
+      c.node(k, NLISTA) = static_cast<std::int32_t>(c.node(k, NLISTA) + da);
+      c.node(k, NKIND) = static_cast<std::int32_t>(c.node(k, NKIND) + dk);
+    });
+    c.n.FPOS += nf;
+    c.ACT += na;
+    c.KIND += nk;
+    c.n.MAXFO = std::max(c.n.MAXFO, p.n.MAXFO);
+  }
+}
+
+// The subtree roots' blocks, left on the parts' stacks, parked at the top of
+// ORKR. They pass through a copy: a part's stack may lie where another
+// part's factors still are.
+void park(ORKCTX& c, const Split& s, const std::vector<double>& blocks) {
+  c.n.SBOT = c.HFREE + 1 - static_cast<long>(blocks.size());
+  std::copy(blocks.begin(), blocks.end(), c.at(c.n.SBOT));
+  long off = 0;
+  for (const Part& p : s.parts) {
+    for (int r : p.roots) {
+      c.node(r, NPARK) = 1;
+      if (r != c.o.ORKI(HNSUP)) c.node(r, NSPOS) = static_cast<std::int32_t>(c.node(r, NSPOS) - p.n.SBOT + c.n.SBOT + off);
+    }
+    off += p.len + 1 - p.n.SBOT;
+  }
+}
+
+// Merges the parts into the main context; false when the lists do not fit.
+bool merge(ORKCTX& c, const Split& s) {
+  long acts = 0;
+  for (const Part& p : s.parts) acts += p.act - 1;
+  if (c.ACT + acts - 1 > c.ACTEND) return false;
+  std::vector<double> blocks;
+  for (const Part& p : s.parts) blocks.insert(blocks.end(), c.at(p.start + p.n.SBOT - 1), c.at(p.start + p.len));
+  close_up(c, s);
+  park(c, s, blocks);
+  return true;
+}
+
+}  // namespace
+
+void ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk) {
+  const int T = omp_in_parallel() ? 1 : omp_get_max_threads();
+  const int nsup = c.o.ORKI(HNSUP);
+  if (T <= 1 || nsup < 2 * T || c.n.FSPILL || c.n.SSPILL) return;
+  Split s = split_tree(c.o, T);
+  if (!place_parts(s.parts, c.HFREE)) return;
+  // Room for lists lengthened by delays: what the plan leaves in ORKI.
+  const long slack = std::clamp<long>(c.ACTEND - c.ACT + 1 - c.o.ORKI(HLIDX), 0, c.o.ORKI(HN));
+#pragma omp parallel for num_threads(T) schedule(static, 1)
+  for (int t = 0; t < T; ++t) run_part(c, s.first, slack, s.parts[static_cast<std::size_t>(t)]);
+  bool ok = true;
+  for (const Part& p : s.parts) ok = ok && p.status == 0;
+  if (!ok || !merge(c, s)) {
+    ORKRESET(c.o);
+    return;
+  }
+  for (const Part& p : s.parts) {
+    c.n.NSUBT += static_cast<int>(p.roots.size());
+    maxblk = std::max(maxblk, p.maxblk);
+    each_node(s, p, [&](int k) { done[static_cast<std::size_t>(k)] = 1; });
+  }
+}
+
+}  // namespace ossa::solvers
