@@ -277,21 +277,24 @@ TEST(Dynamic, FreeBodyMovesWithItsInitialVelocityAndFallsUnderItsWeight) {
 }
 
 TEST(Dynamic, BodyLoadOfAStaticJobWeighsTheBody) {
-  test::ScratchDir dir;
-  const Box b(2, 1, 1, 2.0, 1.0, 1.0);
-  const double gam = 2.0;
-  int nheld = 0;
-  const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
-  // Gravity along -x, in mm/s^2.
-  std::string d = test::dyn_head(b, test::kukan(1.0, 1), false, gam, 0.0, 0.0, 1) + test::card("VEL       %15.6f%15.6f%15.6f", -GRAV, 0.0, 0.0) + test::ngld(0) + test::nplnk(nheld);
-  test::write_file("EXEC.INP", d + held + "END\n");
-  run_ok();
-  post::ResIndex idx;
-  ASSERT_EQ(post::RESSCAN(".", idx), "");
-  post::Frame f;
-  ASSERT_EQ(post::RESREAD(idx, idx.frames.size(), f, post::READ_NODES), "");
-  double r[3];
-  post::SECTSUM(f.REACT, r);
-  EXPECT_NEAR(r[0], gam * 2.0, 1e-5);
-  EXPECT_NEAR(r[1], 0.0, 1e-5);
+  // Solids, and rubber elements with the share of their interior nodes.
+  for (bool rubber : {false, true}) {
+    test::ScratchDir dir;
+    const Box b(2, 1, 1, 2.0, 1.0, 1.0);
+    const double gam = 2.0;
+    int nheld = 0;
+    const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
+    // Gravity along -x, in mm/s^2.
+    std::string d = test::dyn_head(b, test::kukan(1.0, 1), false, gam, 0.0, 0.0, 1, rubber) + test::card("VEL       %15.6f%15.6f%15.6f", -GRAV, 0.0, 0.0) + test::ngld(0) + test::nplnk(nheld);
+    test::write_file("EXEC.INP", d + held + "END\n");
+    run_ok();
+    post::ResIndex idx;
+    ASSERT_EQ(post::RESSCAN(".", idx), "");
+    post::Frame f;
+    ASSERT_EQ(post::RESREAD(idx, idx.frames.size(), f, post::READ_NODES), "");
+    double r[3];
+    post::SECTSUM(f.REACT, r);
+    EXPECT_NEAR(r[0], gam * 2.0, 1e-5) << rubber;
+    EXPECT_NEAR(r[1], 0.0, 1e-5) << rubber;
+  }
 }

@@ -85,8 +85,7 @@ TEST(Mass, MatricesSumToTheElementMassAndNoDensityGivesNone) {
 
 TEST(Mass, ExpansionMovesEachDirectionAloneAndRotationsCarryNone) {
   // A 3-node scalar matrix spread over 6 positions a node, both options.
-  const double S[9] = {2.0, 1.0, 1.0, 1.0, 2.0, 1.0, 1.0, 1.0, 2.0};
-  const double D[3] = {4.0, 4.0, 4.0};
+  const double S[9] = {2.0, 1.0, 1.0, 1.0, 2.0, 1.0, 1.0, 1.0, 2.0}, D[3] = {4.0, 4.0, 4.0};
   for (int opt : {MASS_CONSISTENT, MASS_LUMPED}) {
     std::vector<double> Me(18 * 19 / 2);
     MASSEXP(opt == MASS_LUMPED ? D : S, 3, 6, opt, Me.data());
