@@ -167,9 +167,8 @@ inline std::string hold_plane(const Box& b, double X, const char* flags, int& co
 }
 
 // Control cards (ORK, output at every step), the time table, nodes and
-// elements of a box: solids of E 1000, nu 0.3, or rubber elements on the
-// nonlinear route; rows with weight density GAM, Rayleigh factors and the
-// row VEL of the "VEL" table.
+// elements of a box (solids of E 1000, nu 0.3, or rubber on the nonlinear
+// route), rows with weight density GAM, Rayleigh factors, "VEL" row VEL.
 inline std::string dyn_head(const Box& b, const std::string& kukan, bool dynamic, double gam, double alpha,
                             double beta, int vel, bool rubber = false) {
   const int nt = b.ntet();

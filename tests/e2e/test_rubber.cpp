@@ -17,8 +17,6 @@ namespace {
 
 constexpr double C1 = 0.5, C2 = 0.1, KB = 1000.0;
 
-using test::propt_rubber;
-using test::rubb;
 
 // Nodes, and the elements as rubber with their rows; those with their
 // centroid before x = XBONE solid bone of E = 1000.
@@ -29,7 +27,7 @@ std::string mesh(const Box& b, double xbone = 0.0, double c1 = C1, double kb = K
     double x = 0.0;
     for (int n : b.tets[e - 1]) x += 0.25 * b.xyz[n - 1].x;
     s += x < xbone ? test::solid(e, b.tets[e - 1]) + test::propt_solid(e, 0.3, 1000.0)
-                   : rubb(e, b.tets[e - 1]) + propt_rubber(e, c1, C2, kb);
+                   : test::rubb(e, b.tets[e - 1]) + test::propt_rubber(e, c1, C2, kb);
   }
   return s;
 }
