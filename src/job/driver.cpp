@@ -245,7 +245,9 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
         if (w.STOPFLAG == 1) break;
         if (isub < w.NSUB) model::PROGRESS(w.TIME, tend);
       }
-      if (tend != 0.0) m.RIKS.LAMBDA = m.T(w.STEP) / tend;
+      // The scale of the forces as applied, whatever the time table: a
+      // restart's first run ends its table earlier than the whole job.
+      solution::RIKSSCALE(m);
     }
     if (!riks && repeating(m, w)) {
       // The first status change: the step again, from its start, in KK(5) substeps.

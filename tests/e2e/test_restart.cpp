@@ -132,7 +132,8 @@ TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
   // one; a bone shell strip (directors, frames, layer states); a dynamic
   // rubber job (levels n and n-1, momenta, last step length, no second
   // initial velocity; interior nodes, pressures); an arc-length job past its
-  // limit point (load scale, norms, last increment); gaps open at the split.
+  // limit point (load scale, norms, last increment), or split before its
+  // control takes over (the load scale of B1's shorter table); gaps open.
   enum Work { KEPT, GONE, LATER };
   struct Case { const char* what; std::string a, b1, b2; int firstchg = -1; Work work = KEPT; std::string b1log; };
   auto bar = [](int split, int firstchg, Work w) {
@@ -148,6 +149,7 @@ TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
       // B1 ends short of the full load, at its last step, and says so.
       {"riks", riks_deck(3, 2, 38, false), riks_deck(3, 2, 18, false), riks_deck(1, 0, 20, true), -1, KEPT,
        "\n RIKS CONTROL ENDS AT THE LAST STEP WITH LOAD FACTOR 6.4656E-01.\n"},
+      {"riks takes over", riks_deck(3, 2, 38, false), riks_deck(3, 2, 0, false), riks_deck(1, 0, 38, true), -1, KEPT, ""},
       {"gap", gap_deck({{0, 0}, {1, 0.01}, {2, 0.005}, {3, -0.005}, {4, -0.015}}, false),
        gap_deck({{0, 0}, {1, 0.01}, {2, 0.005}}, false), gap_deck({{0, 0.005}, {1, -0.005}, {2, -0.015}}, true), -1,
        KEPT, "        FREE        6      0\n"},

@@ -30,8 +30,7 @@ struct OneTet {
     for (int a = 1; a <= 4; ++a)
       for (int j = 1; j <= 3; ++j) m.XYZ(j, a) = x[a - 1][j - 1];
     m.SOLREC(1).RHO = m.SHLREC(1).RHO = m.RUBREC(1).RHO = rho;
-    m.SOLREC(1).ALPHA = m.SHLREC(1).ALPHA = m.RUBREC(1).ALPHA = 0.5;
-    m.SHLREC(1).THICK = 0.5;
+    m.SOLREC(1).ALPHA = m.SHLREC(1).ALPHA = m.RUBREC(1).ALPHA = m.SHLREC(1).THICK = 0.5;
     double d1[3], d2[3], d3[3], c[3];
     base::VSUB(x[1], x[0], d1, 3), base::VSUB(x[2], x[0], d2, 3), base::VSUB(x[3], x[0], d3, 3);
     base::CROSS(d2, d3, c);
