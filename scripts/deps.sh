@@ -4,7 +4,7 @@
 OSSA_PACKAGES=(
   g++ cmake ninja-build pkg-config
   libmetis-dev libgtest-dev
-  libmumps-dev mpi-default-dev openmpi-bin
+  libmumps-dev mpi-default-dev openmpi-bin libhypre-dev
   libeigen3-dev libsuitesparse-dev libopenblas-dev
   python3 python3-meshio
   afl++ clang libomp-dev

@@ -31,6 +31,10 @@ std::int32_t cut(double v) {
 
 // Solver selector: 0 and above CG, -1 ORK, -2 PARDISO; anything else
 // leaves KK(21) as it was.
+// Column 81: 2 the diagonal factorisation (0), 3 algebraic multigrid (2),
+// anything else incomplete Cholesky (1).
+std::int32_t cgprec(std::int32_t c81) { return c81 == 2 ? 0 : (c81 == 3 ? 2 : 1); }
+
 void solver_code(Model& m, std::int32_t sel) {
   if (sel >= 0) m.KK(kk::SOLVER) = 1;
   else if (sel == -1) m.KK(kk::SOLVER) = 2;
@@ -67,7 +71,7 @@ void CNTRLRD(Model& m, const Card& c) {
   solver_code(m, sel);
   m.RR(rr::TOLCG) = RFIELD(m, c, 64, 73);
   if (m.RR(rr::TOLCG) == 0.0) m.RR(rr::TOLCG) = 1.0e-6;
-  m.KK(kk::CGPREC) = I(m, c, 81, 81) == 2 ? 0 : 1;
+  m.KK(kk::CGPREC) = cgprec(I(m, c, 81, 81));
   m.KK(kk::MEMMB) = cut(RFIELD(m, c, 82, 90));
   if (m.KK(kk::MEMMB) == 0) m.KK(kk::MEMMB) = 400;
   m.RR(rr::DPALPHA) = RFIELD(m, c, 101, 110);

@@ -43,6 +43,7 @@ std::string precond_name(const Model& m) {
   if (m.KK(kk::DEVICE) >= 0) return "SCALING";
   if (m.KK(kk::CGPREC) == 0) return "DIAGONAL";
   if (m.KK(kk::CGPREC) == 1) return "INCOMPLETE CHOLESKY DECOMPOSITION";
+  if (m.KK(kk::CGPREC) == 2) return "ALGEBRAIC MULTIGRID";
   return "";
 }
 

@@ -36,7 +36,7 @@ enum Entry : int {
   DEVICE = 28,    // graphics device, negative for the processor
   CONTACT = 29,   // 1 in a contact analysis
   CGITMAX = 30,   // CG iteration limit, 0 automatic
-  CGPREC = 31,    // CG preconditioner: 0 diagonal, 1 incomplete Cholesky
+  CGPREC = 31,    // CG preconditioner: 0 diagonal, 1 incomplete Cholesky, 2 algebraic multigrid
   ONE = 32,       // 1, set by the control card's defaults
   OUTBYTIME = 33, // output schedule: 0 by steps, 1 by time
   MITERTYPE = 34, // material nonlinear iteration type

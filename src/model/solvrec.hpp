@@ -5,6 +5,7 @@
 // The solvers fill and use them; the Model only owns and counts them.
 #pragma once
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,10 @@ struct ORKDATA {
   std::vector<std::string> LOG;    // lines of the last analysis for the log, each message after its empty line
 };
 
+// The multigrid preconditioner's instance: a type its engine's driver alone
+// knows.
+struct AMGPRE;
+
 // Processor CG: the preconditioner's off-diagonal values and the six work
 // vectors (see CGSOLVE).
 struct CGDATA {
@@ -45,6 +50,11 @@ struct CGDATA {
   base::Arr1<std::int32_t> CGGRP;  // NEQ: row groups of the iteration kernels
   // Shift of the diagonal preconditioner; once raised it stays for the job.
   double CGSHIFT = 1.5;
+  // Iterations of the last solve, for the residual table of the log.
+  int NITS = 0;
+  // The multigrid set-up, kept from one solve to the next while it stays a
+  // good preconditioner of the matrix at hand.
+  std::shared_ptr<AMGPRE> AMG;
 };
 
 // Device CG: the full matrix and the diagonal handed to the device, and what
@@ -60,6 +70,7 @@ struct GPUDATA {
   bool CHECKED = false;            // the device check has run in this job
   bool EMULATE = false;            // the device is the host emulation (set by tests, not decks)
   int MARK = 0;                    // 12345 once the device has been set up
+  int NITS = 0;                    // iterations of the last solve
   void* TEMPROW = nullptr;         // carry rows of the COO warps
   void* TEMPVAL = nullptr;         // carry values of the COO warps
 };

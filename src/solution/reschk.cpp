@@ -115,19 +115,24 @@ void log_rows(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, dou
     model::LOGLINE(m, " ***** STEP NO. = " + fI0(STEP) + "   SUBSTEP NO. = " + fI0(ISUB) +
                         "   TIME = " + fPE(TIME, 10, 4) + " *****");
   }
+  // Every CG, on the processor or the device, adds the iterations of the
+  // solve that ended the row.
+  const bool cg = m.KK(kk::SOLVER) == 1;
   if (ITC == 1) {
     model::LOGLINE(m, "");
     model::LOGLINE(m, "   * RESIDUAL FORCE");
     model::LOGLINE(m, "");
     model::LOGLINE(m,
                  "     ITER    MAX RES    NODE DIR    MAX RFC    NODE DIR  REL RES(M)"
-                 "   RES NORM    RHV NORM   REL RES(N)     TIME");
+                 "   RES NORM    RHV NORM   REL RES(N)     TIME" +
+                     std::string(cg ? "   CG ITER" : ""));
   }
   if (ITC < 1) return;
   model::LOGLINE(m, fX(6) + fI(ITC, 3) + fPE(r.MAXRES, 12, 4) + fI(r.RESNODE, 7) + fX(3) +
                       fI(r.RESDIR, 1) + fPE(r.MAXRFC, 12, 4) + fI(r.RFCNODE, 7) + fX(3) +
                       fI(r.RFCDIR, 1) + fPE(r.RELM, 12, 4) + fPE(r.RESNRM, 12, 4) +
-                      fPE(r.RHVNRM, 12, 4) + fPE(r.RELN, 12, 4) + fPE(TSOLVE, 12, 4));
+                      fPE(r.RHVNRM, 12, 4) + fPE(r.RELN, 12, 4) + fPE(TSOLVE, 12, 4) +
+                      (cg ? fI(m.CG.NITS, 10) : std::string()));
 }
 
 }  // namespace

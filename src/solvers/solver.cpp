@@ -55,12 +55,13 @@ void prep_cg(Model& m, long TOTAL, long FREE, int NO2) {
 }
 
 void solve_cg(Model& m, int) {
-  CGSOLVE(m, m.AV.data(), m.CG.LV.data(), m.RHS.data(), m.DX.data(), m.CG.CGW.data(),
+  m.CG.NITS = CGSOLVE(m, m.AV.data(), m.CG.LV.data(), m.RHS.data(), m.DX.data(), m.CG.CGW.data(),
           m.CG.CGGRP.data(), m.KK(kk::NEQ), m.KK(kk::NZ), m.IA.data(), m.JA.data(),
           m.KK(kk::CGITMAX), m.RR(rr::TOLCG), m.UNIT(2), m.KK(kk::CGPREC), 0);
 }
 
 void free_cg(Model& m) {
+  m.CG.AMG.reset();
   m.CG.LV.deallocate();
   m.CG.CGW.deallocate();
   m.CG.CGGRP.deallocate();
@@ -101,6 +102,7 @@ void solve_gpu(Model& m, int) {
   for (int i = 1; i <= n; ++i) m.DX(i, 1) = 0.0;
   const int st = GPUCG(g, GPUJOBOPS(m), g.AF.data(), g.IAF.data(), g.JAF.data(), n, m.DX.data(),
                        m.RHS.data(), m.RR(rr::TOLCG), g.DIAG.data(), m.KK(kk::DEVICE));
+  m.CG.NITS = g.NITS;
   if (st == 1) model::ERRSTOP(m, -5, 0, m.UNIT(2));
   if (st == -1) model::ERRSTOP(m, -8, 0, m.UNIT(2));
 }

@@ -42,12 +42,100 @@ struct Progress {
   }
 };
 
+// The bookkeeping of every iteration: the limit, the tenth-iteration line,
+// the progress and the convergence test.
+struct Watch {
+  Model& m;
+  base::Unit& log;
+  int LOGUNIT, VERB, MAXIT;
+  double TARGET;
+  Progress prog;
+  void limit(int itc) const {
+    if (itc > MAXIT) CGSTOP(m, LOGUNIT, "NOT CONVERGED BY CG METHOD.", -8);
+  }
+  bool converged(int itc, double rr2) {
+    if (itc % 10 == 0) {
+      if (VERB == 1) base::put(log, itline(itc, rr2));
+      prog.update(itc, rr2, TARGET);
+    }
+    return TARGET > rr2;
+  }
+};
+
+// The iteration with an incomplete factorisation, on the fused kernels.
+int kernloop(Watch& w, const double* AV, const double* LV, const double* F, double* X, double* CGW,
+             int* GRP, int NEQ, const int* IA, const int* JA, double& RR2) {
+  const long n = NEQ;
+  double* r = CGW;
+  double* p = CGW + n;
+  const double* dinv = CGW + 2 * n;
+  double* qz = CGW + 4 * n;
+  double* wk = CGW + 5 * n;
+  for (int i = 0; i < NEQ; ++i) {
+    r[i] = F[i];
+    p[i] = F[i];
+    X[i] = 0.0;
+  }
+  CGPRESOLVE(dinv, LV, p, wk, NEQ, IA, JA);
+  CGGROUP(GRP, NEQ, IA, JA);
+  double RZ = dot(p, r, NEQ), BETA = 0.0;
+  for (int ITC = 1;; ++ITC) {
+    w.limit(ITC);
+    const double PQ = CGPSPMV(qz, p, BETA, ITC == 1 ? 1 : 0, AV, NEQ, IA, JA, GRP);
+    const double ALPHA = RZ / PQ;
+    RR2 = CGUPDFWD(X, r, p, qz, wk, ALPHA, dinv, LV, NEQ, IA, JA, GRP);
+    if (w.converged(ITC, RR2)) return ITC;
+    const double RZ0 = RZ;
+    RZ = CGBWDDOT(qz, wk, r, dinv, LV, NEQ, IA, JA, GRP);
+    BETA = RZ / RZ0;
+  }
+}
+
+// The iteration with the multigrid cycle as M^-1. A residual that is no
+// longer finite (a singular K, whose coarsest level the engine cannot
+// solve) cannot converge: it stops as the limit would, without running on.
+int amgloop(Watch& w, AMGPRE& amg, const double* AV, const double* F, double* X, double* CGW,
+            int NEQ, const int* IA, const int* JA, double& RR2) {
+  const long n = NEQ;
+  double* r = CGW;
+  double* p = CGW + n;
+  const double* scl = CGW + 3 * n;
+  double* q = CGW + 4 * n;
+  double* z = CGW + 5 * n;
+  for (int i = 0; i < NEQ; ++i) {
+    r[i] = F[i];
+    X[i] = 0.0;
+  }
+  CGAMGAPPLY(amg, scl, r, z, NEQ);
+  for (int i = 0; i < NEQ; ++i) p[i] = z[i];
+  double RZ = dot(z, r, NEQ);
+  for (int ITC = 1;; ++ITC) {
+    w.limit(ITC);
+    CGSPMV(q, AV, p, NEQ, IA, JA);
+    const double ALPHA = RZ / dot(p, q, NEQ);
+    for (int i = 0; i < NEQ; ++i) {
+      X[i] += ALPHA * p[i];
+      r[i] -= ALPHA * q[i];
+    }
+    RR2 = dot(r, r, NEQ);
+    if (w.converged(ITC, RR2)) return ITC;
+    if (!std::isfinite(RR2)) w.limit(w.MAXIT + 1);
+    CGAMGAPPLY(amg, scl, r, z, NEQ);
+    const double RZ0 = RZ;
+    RZ = dot(z, r, NEQ);
+    const double BETA = RZ / RZ0;
+    for (int i = 0; i < NEQ; ++i) p[i] = z[i] + BETA * p[i];
+  }
+}
+
 }  // namespace
 
 void CGSTOP(Model& m, int LOGUNIT, std::string_view text, int NO1) {
   base::Unit& u = m.unit(LOGUNIT);
   base::put(u, "");
-  base::put(u, " " + std::string(text));
+  std::string line(1, ' ');
+  line += text;
+  base::put(u, line);
   model::ERRSTOP(m, NO1, 0, LOGUNIT);
 }
 
@@ -77,64 +165,41 @@ int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW,
   for (int i = 0; i < NEQ; ++i)
     if (AV[IA[i] - 1] <= 0.0) CGSTOP(m, LOGUNIT, "PIVOT .LE. 0. , PROGRAM STOPPED !", -1);
   const long n = NEQ;
-  double* r = CGW;
-  double* p = CGW + n;
-  double* dinv = CGW + 2 * n;
   double* scl = CGW + 3 * n;
-  double* qz = CGW + 4 * n;
-  double* w = CGW + 5 * n;
 
-  // ---- scaled system and preconditioner
+  // ---- scaled system and preconditioner; the multigrid engine takes K unscaled
+  AMGPRE* amg = PRECON == 2 ? &CGAMGSETUP(m, AV, NEQ, IA, JA) : nullptr;
   CGSCALE(NEQ, scl, AV, F, IA, JA);
   const double B = dot(F, F, NEQ);
   if (B == 0.0) {
     for (int i = 0; i < NEQ; ++i) X[i] = 0.0;
     return 0;
   }
-  const double TARGET = B * TOL * TOL;
-  base::Unit& log = m.unit(LOGUNIT);
+  Watch w{m, m.unit(LOGUNIT), LOGUNIT, VERB, MAXIT, B * TOL * TOL, {}};
   if (VERB == 1) {
-    base::put(log, "");
-    base::put(log, " RESIDUAL TOLERANCE =" + fPE(TARGET, 15, 7));
-    base::put(log, "");
-    base::put(log, " ITERATION         RESIDUAL");
+    base::put(w.log, "");
+    base::put(w.log, " RESIDUAL TOLERANCE =" + fPE(w.TARGET, 15, 7));
+    base::put(w.log, "");
+    base::put(w.log, " ITERATION         RESIDUAL");
   }
-  if (PRECON != 0) {
-    CGICPRE(dinv, AV, LV, NEQ, IA, JA);
+  double RR2 = 0.0;
+  int ITC = 0;
+  if (amg) {
+    ITC = amgloop(w, *amg, AV, F, X, CGW, NEQ, IA, JA, RR2);
+    CGAMGCOUNT(*amg, ITC);
   } else {
-    CGDIAGPRE(m, dinv, AV, NEQ, IA, JA, LOGUNIT);
-    for (int k = 0; k < NZ; ++k) LV[k] = AV[k];
-  }
-
-  // ---- iteration from x = 0
-  for (int i = 0; i < NEQ; ++i) {
-    r[i] = F[i];
-    p[i] = F[i];
-    X[i] = 0.0;
-  }
-  CGPRESOLVE(dinv, LV, p, w, NEQ, IA, JA);
-  CGGROUP(GRP, NEQ, IA, JA);
-  double RZ = dot(p, r, NEQ), BETA = 0.0, RR2 = 0.0;
-  Progress prog;
-  int ITC = 1;
-  for (;; ++ITC) {
-    if (ITC > MAXIT) CGSTOP(m, LOGUNIT, "NOT CONVERGED BY CG METHOD.", -8);
-    const double PQ = CGPSPMV(qz, p, BETA, ITC == 1 ? 1 : 0, AV, NEQ, IA, JA, GRP);
-    const double ALPHA = RZ / PQ;
-    RR2 = CGUPDFWD(X, r, p, qz, w, ALPHA, dinv, LV, NEQ, IA, JA, GRP);
-    if (ITC % 10 == 0) {
-      if (VERB == 1) base::put(log, itline(ITC, RR2));
-      prog.update(ITC, RR2, TARGET);
+    if (PRECON != 0) {
+      CGICPRE(CGW + 2 * n, AV, LV, NEQ, IA, JA);
+    } else {
+      CGDIAGPRE(m, CGW + 2 * n, AV, NEQ, IA, JA, LOGUNIT);
+      for (int k = 0; k < NZ; ++k) LV[k] = AV[k];
     }
-    if (TARGET > RR2) break;
-    const double RZ0 = RZ;
-    RZ = CGBWDDOT(qz, w, r, dinv, LV, NEQ, IA, JA, GRP);
-    BETA = RZ / RZ0;
+    ITC = kernloop(w, AV, LV, F, X, CGW, GRP, NEQ, IA, JA, RR2);
   }
 
   // ---- back to the unscaled unknowns
   CGUNSCALE(X, scl, X, NEQ);
-  if (VERB == 1) base::put(log, itline(ITC, RR2) + " CONVERGED!");
+  if (VERB == 1) base::put(w.log, itline(ITC, RR2) + " CONVERGED!");
   return ITC;
 }
 

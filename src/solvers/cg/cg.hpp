@@ -9,6 +9,9 @@
 // of K and the reciprocal pivots in DINV; the diagonal variant takes L from K
 // itself, incomplete Cholesky computes it without fill.
 #pragma once
+
+#include <memory>
+
 #include "model/model.hpp"
 
 namespace ossa::solvers {
@@ -27,7 +30,8 @@ int CGMAXIT(int KK30, int NEQ);
 //   X(NEQ)    the solution
 //   CGW(NEQ,6) work: r, p, DINV, SCL, q (K p, then z), backward scratch
 //   GRP(NEQ)  work: the row groups of the iteration kernels
-//   KK30      iteration limit code (CGMAXIT); PRECON 0 diagonal, else IC
+//   KK30      iteration limit code (CGMAXIT); PRECON 0 diagonal, 2 algebraic
+//             multigrid (LV and the kernels' groups unused), else IC
 //   VERB      1 writes the tolerance, every tenth residual and the closing
 //             line to LOGUNIT; the increment routines pass 0
 // Returns the iterations taken, 0 when F is zero (X is then cleared). Does not
@@ -61,6 +65,25 @@ void CGPRESOLVE(const double* DINV, const double* LV, double* V, double* W, int 
 
 // Y = K V for the half-stored symmetric matrix.
 void CGSPMV(double* Y, const double* AV, const double* V, int NEQ, const int* IA, const int* JA);
+
+// The multigrid preconditioner of the CG, an engine's instance kept in
+// m.CG.AMG. CGAMGSETUP takes the unscaled K (before CGSCALE) and the node
+// equations of m (IDOF), which group the unknowns by node, and returns the
+// kept instance where it still serves (same equations, the last solve on it
+// not much longer than the first), a new one otherwise; CGAMGCOUNT records
+// the iterations of a solve on it; CGAMGAPPLY gives Z = M^-1 R for the scaled
+// system, one V-cycle from zero.
+using model::AMGPRE;
+AMGPRE& CGAMGSETUP(Model& m, const double* AV, int NEQ, const int* IA, const int* JA);
+void CGAMGCOUNT(AMGPRE& p, int ITC);
+void CGAMGAPPLY(AMGPRE& p, const double* SCL, const double* R, double* Z, int NEQ);
+
+// Under an MPI launcher the engine spans every process. Rank 0 sends the
+// other ranks these call codes (above the direct solver's); a waiting rank
+// hands each to CGAMGSERVE, which takes its part in the call on the rank's
+// own instance P.
+enum AMGCALL : int { AMG_SETUP = 201, AMG_APPLY = 202 };
+void CGAMGSERVE(int JOB, std::shared_ptr<AMGPRE>& P);
 
 // The progress seam of the iteration: FRAC is the fraction of the way, on a
 // logarithmic scale, from the residual at iteration 10 to the target.

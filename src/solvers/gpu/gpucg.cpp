@@ -50,8 +50,8 @@ bool failed(std::FILE* log, const GPUOPS& OPS) {
 }
 
 // The iteration from the uploaded start to convergence or MAXIT = NEQ/5.
-// Returns -1 when not converged, else 0.
-int iterate(std::FILE* log, const GPUOPS& OPS, GPUMEM& d, const GPUPLAN& p, double EPS) {
+// Returns -1 when not converged, else 0; ITS receives the iterations taken.
+int iterate(std::FILE* log, const GPUOPS& OPS, GPUMEM& d, const GPUPLAN& p, double EPS, int& ITS) {
   OPS.SPMV(d, p, d.DX);
   OPS.RPR0(d, p);
   std::fprintf(log, "BLOCK_SIZE=%d GRID_SIZE=%d\n", GPUBLOCK, p.NBLK);
@@ -80,6 +80,7 @@ int iterate(std::FILE* log, const GPUOPS& OPS, GPUMEM& d, const GPUPLAN& p, doub
       if (TARGET > RZ) {
         std::fprintf(log, "itr = %d, r^2 = %.10e, r0^2*eps = %.10e Converged!\n\n ", ITR + 1, RZ,
                      TARGET);
+        ITS = ITR + 1;
         return 0;
       }
       LAST = ITR;
@@ -89,6 +90,7 @@ int iterate(std::FILE* log, const GPUOPS& OPS, GPUMEM& d, const GPUPLAN& p, doub
   }
   // ITR is the count of iterations taken. A reading that is no finite number
   // (a breakdown) is not converged either.
+  ITS = ITR;
   if (!(std::isfinite(RZ) && RZ <= TARGET)) {
     std::fprintf(log, "not converged! itr = %d, r^2 = %.10e, r0^2*eps = %.10e\n\n ", ITR, RZ, TARGET);
     return -1;
@@ -126,7 +128,8 @@ int GPUCG(model::GPUDATA& G, const GPUOPS& OPS, const double* AF, const int* IAF
   OPS.UPLOAD(d, p, h, X, F, DIAG);
   std::fprintf(log, "row = %d pitch_i = %d pitch_v = %d\n", NEQ, d.PI, d.PV);
   bool err = failed(log, OPS);
-  if (!err) STATUS = iterate(log, OPS, d, p, EPS);
+  G.NITS = 0;
+  if (!err) STATUS = iterate(log, OPS, d, p, EPS, G.NITS);
   if (!err) OPS.DOWNLOAD(d, p, X);
   err = err || failed(log, OPS);
   OPS.RELEASE(d);

@@ -5,6 +5,7 @@
 // in every call of the solver and do nothing else.
 #pragma once
 #include <cstdint>
+#include <memory>
 
 #include "model/model.hpp"
 
@@ -15,9 +16,12 @@ using model::Model;
 // ---- Processes --------------------------------------------------------------
 // For a process started by an MPI launcher: joins the launch, and on ranks
 // above 0 serves the solver's calls until rank 0 ends, then returns true (the
-// process should end). Rank 0 and a process started alone return false; the
-// latter starts MPI only when its job first needs the solver.
-bool PDSWORKER();
+// process should end); the call codes above 100 go to SERVE, the server of
+// the CG's multigrid engine, with the rank's instance of it. Rank 0 and a
+// process started alone return false; the latter starts MPI only when its job
+// first needs the solver.
+using AMGSERVER = void (*)(int JOB, std::shared_ptr<model::AMGPRE>& P);
+bool PDSWORKER(AMGSERVER SERVE = nullptr);
 // Number of processes that take part in the solver's calls (starts MPI).
 int PDSNPROC();
 // Hands the deck's thread count to the solver's math library.

@@ -17,7 +17,7 @@ namespace ossa::solvers {
 
 namespace {
 
-constexpr int STOP = 100;  // not a MUMPS JOB
+constexpr int STOP = 100;  // not a MUMPS JOB; the codes above it are the multigrid's
 
 // An MPI launcher gives its processes their rank in the environment: the
 // only way to know, before MPI starts, whether to start it at all (a start
@@ -98,10 +98,16 @@ void PDSCALL(DMUMPS_STRUC_C& id, int JOB) {
   mumps(id, JOB);
 }
 
-bool PDSWORKER() {
+bool PDSWORKER(AMGSERVER serve) {
   if (!launched() || PDSSTART() == 1 || rank() == 0) return false;
-  DMUMPS_STRUC_C id{};
-  for (int job = bcast(0); job != STOP; job = bcast(0)) mumps(id, job);
+  {
+    DMUMPS_STRUC_C id{};
+    std::shared_ptr<model::AMGPRE> amg;
+    for (int job = bcast(0); job != STOP; job = bcast(0)) {
+      if (job > STOP && serve) serve(job, amg);
+      else mumps(id, job);
+    }
+  }
   MPI_Finalize();
   return true;
 }

@@ -80,7 +80,7 @@ std::string bar(int selector, int geom, int mat, double T, int nstep) {
 
 // A block held at x = 0 under a shearing, twisting end load: every unknown
 // coupled, enough equations for the factorisation to be shared.
-std::string block(int selector) {
+std::string blockpre(int selector, int pre) {
   const Box b(8, 3, 3, 8.0, 3.0, 3.0);
   int nheld = 0;
   const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
@@ -88,10 +88,11 @@ std::string block(int selector) {
   int nf = 0;
   for (int i = 1; i <= b.nnode(); ++i)
     if (b.xyz[i - 1].x == b.LX) forces += test::force(i, 0.1, 0.2 + 0.1 * b.xyz[i - 1].z, -0.1 * b.xyz[i - 1].y), ++nf;
-  return head(b, test::cntrl(0, 0, 10, 1e-8, selector), 2) + b.mesh_cards(0.3, E) + test::ngld(1) +
+  return head(b, test::cntrl(0, 0, 10, 1e-8, selector, 1e-10, pre), 2) + b.mesh_cards(0.3, E) + test::ngld(1) +
          test::nplnk(nheld) + test::nload(2, nf) + test::tblld(0.0, 0.0) + test::tblld(1.0, 1.0) + forces + held +
          "END\n";
 }
+std::string block(int selector) { return blockpre(selector, 1); }
 
 }  // namespace
 
@@ -114,12 +115,15 @@ TEST(PdsJob, StaticJobsGiveTheDisplacementsOfOrk) {
 }
 
 TEST(PdsJob, TwoProcessesGiveTheOneProcessAnswer) {
-  // Loopback only; a root user (containers, CI) must be allowed explicitly.
+  // Loopback only; a root user (containers, CI) must be allowed explicitly. The
+  // multigrid CG (selector 0, preconditioner 3) splits its hierarchy otherwise
+  // on two processes: the same answer to the CG tolerance.
   const std::string mpirun =
       "OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 timeout 120 mpirun -np 2 --oversubscribe "
       "--mca btl_tcp_if_include lo --mca oob_tcp_if_include lo";
-  const std::vector<double> one = solve(block, -2), two = solve(block, -2, mpirun);
-  EXPECT_LT(max_rel_diff(one, two), 1e-12);
+  const auto amg = [](int) { return blockpre(0, 3); };
+  EXPECT_LT(max_rel_diff(solve(block, -2), solve(block, -2, mpirun)), 1e-12);
+  EXPECT_LT(max_rel_diff(solve(amg, 0), solve(amg, 0, mpirun)), 1e-6);
 }
 
 namespace {
