@@ -76,6 +76,18 @@ inline std::string disp(int nd, double ux, double uy, double uz) {
   return card("DISP %10d%15.8E%15.8E%15.8E%15.8E%15.8E%15.8E", nd, ux, uy, uz, 0.0, 0.0, 0.0);
 }
 
+// The cards before the mesh of a job that writes every step: counts,
+// CNTRL, plain CNTR2 and CNTR3, NSTEP steps to time 1.
+inline std::string job_head(int nnode, int nsol, int nshl, const std::string& cntrl_card, int nstep) {
+  return cntnd(nnode) + cntel(nsol, nshl) + cntrl_card + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
+         kukan(1.0, nstep);
+}
+// One load group of NCARDS data cards on the ramp from 0 at time 0 to 1 at
+// time 1, after the count of NHELD "PLNK" cards.
+inline std::string ramp_group(int nheld, int ncards) {
+  return ngld(1) + nplnk(nheld) + nload(2, ncards) + tblld(0.0, 0.0) + tblld(1.0, 1.0);
+}
+
 struct P3 { double x, y, z; };
 
 // A box [0,LX] x [0,LY] x [0,LZ] of NX x NY x NZ cubes, six tetrahedra each;
@@ -98,13 +110,18 @@ struct Box {
   int id(int i, int j, int k) const { return 1 + i + (NX + 1) * (j + (NY + 1) * k); }
   int nnode() const { return static_cast<int>(xyz.size()); }
   int ntet() const { return static_cast<int>(tets.size()); }
-  // NODE, SOLID and PROPT cards for one material.
-  std::string mesh_cards(double nu, double E) const {
+  // NODE, SOLID and PROPT cards, the row of element e from row(e).
+  template <class Row>
+  std::string mesh_rows(Row row) const {
     std::string s;
     for (int n = 1; n <= nnode(); ++n) s += node(n, xyz[n - 1].x, xyz[n - 1].y, xyz[n - 1].z);
     for (int e = 1; e <= ntet(); ++e) s += solid(e, tets[e - 1]);
-    for (int e = 1; e <= ntet(); ++e) s += propt_solid(e, nu, E);
+    for (int e = 1; e <= ntet(); ++e) s += row(e);
     return s;
+  }
+  // The same for one plain material.
+  std::string mesh_cards(double nu, double E) const {
+    return mesh_rows([&](int e) { return propt_solid(e, nu, E); });
   }
 };
 
@@ -212,10 +229,8 @@ inline std::string piece_controls(const BarPiece& p, int geonl) {
          kukan(p.TE - p.TS, p.NSTEP);
 }
 inline std::string bone_bar_deck(const Box& bar, const BarPiece& p) {
-  std::string mesh;
-  for (int n = 1; n <= bar.nnode(); ++n) mesh += node(n, bar.xyz[n - 1].x, bar.xyz[n - 1].y, bar.xyz[n - 1].z);
-  for (int e = 1; e <= bar.ntet(); ++e) mesh += solid(e, bar.tets[e - 1]);
-  for (int e = 1; e <= bar.ntet(); ++e) mesh += propt_solid(e, 0.0, 1000.0, 1, 1.0e6, 10.0, 0.1, 1.0e5, 1.8e-6);
+  const std::string mesh =
+      bar.mesh_rows([](int e) { return propt_solid(e, 0.0, 1000.0, 1, 1.0e6, 10.0, 0.1, 1.0e5, 1.8e-6); });
   int npt = 0;
   const std::string table = piece_table(p, npt);
   const std::vector<double> f = face_forces(bar, bar.LX, 21.0);

@@ -26,11 +26,7 @@ inline void build(model::Model& m, const std::vector<std::array<double, 3>>& xyz
   const int nn = static_cast<int>(xyz.size());
   m.KK(kk::NNODE) = nn;
   m.KK(kk::NELEM) = static_cast<int>(elems.size());
-  m.KK(kk::NSHELL) = count[1];
-  m.KK(kk::NSOLID) = count[2];
-  m.KK(kk::NGAP) = count[3];
-  m.KK(kk::NRUBB) = count[4];
-  m.KK(kk::NTRUSS) = count[5];
+  for (int t = 1; t <= 5; ++t) m.KK(kk::NSHELL - 1 + t) = count[t];  // NSHELL, NSOLID, NGAP, NRUBB, NTRUSS
   m.KK(kk::SOLVER) = solver;
   m.KK(kk::BLOCKW) = 45;
   m.KK(kk::MEMMB) = 400;

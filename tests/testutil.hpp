@@ -1,6 +1,7 @@
 // Small helpers shared by the tests: a scratch working directory, file
 // reading and writing, and running the ossa binary on a deck.
 #pragma once
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -98,6 +99,14 @@ inline RunResult run_program(const std::string& prog, const std::string& args, i
 }
 inline RunResult run_ossa(int timeout_s = 120) { return run_program("ossa", "", timeout_s); }
 inline RunResult run_tool(const std::string& args) { return run_program("ossa-results", args, 120); }
+// Runs the deck in the working directory to a normal end; returns the log.
+inline std::string run_deck(const std::string& deck) {
+  write_file("EXEC.INP", deck);
+  const RunResult r = run_ossa();
+  const std::string log = read_file("EXEC.LOG");
+  EXPECT_TRUE(r.out.ends_with("##$$ExSv end 1 1\n")) << r.out << log;
+  return log;
+}
 #endif
 
 #ifdef OSSA_SOURCE_DIR

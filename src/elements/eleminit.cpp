@@ -79,6 +79,23 @@ double AVGLEN(const Model& m, const ELEMREC& e, int NCORNER) {
   return s / 3.0;
 }
 
+// Six times the volume with the solid's sign (nodes 1, 2, 3 counter-clockwise
+// seen from node 4). A tetrahedron inside out or flat would give a negative
+// or singular stiffness that no later step reports by name, so it stops here.
+void TETVOLCHK(Model& m, const ELEMREC& e) {
+  double d1[3], d2[3], d3[3], c[3];
+  VSUB(m.XYZ.at(1, e.NOD(1)), m.XYZ.at(1, e.NOD(4)), d1, 3);
+  VSUB(m.XYZ.at(1, e.NOD(2)), m.XYZ.at(1, e.NOD(4)), d2, 3);
+  VSUB(m.XYZ.at(1, e.NOD(3)), m.XYZ.at(1, e.NOD(4)), d3, 3);
+  base::CROSS(d2, d3, c);
+  const double v = -base::DOT(d1, c, 3) / 6.0, len = AVGLEN(m, e, 4);
+  if (v > 1.0e-14 * len * len * len) return;
+  model::LOGMSG(m, std::string(FAMILYOF(e.TYPE).NAME) + " ELEMENT " + std::to_string(e.ID) +
+                       ": VOLUME" + base::fPE(v, 12, 4) +
+                       ", CORNERS IN THE WRONG ORDER OR IN ONE PLANE.");
+  model::FAIL(m, "ELEMENT VOLUME IS TOO SMALL.", -3);
+}
+
 void CLASSRULE(const Model& m, double* CLASS, int GROUP, double E, double RHO, double LEN) {
   if (!GROUPOK(GROUP)) return;
   if (GROUP < 11 || E > 10.0 * m.RR(rr::EMIN)) {

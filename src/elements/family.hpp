@@ -117,6 +117,9 @@ bool NODESOK(const Model& m, const ELEMREC& e, int k);
 // Mean edge length: six edges of a tetrahedron (4 corners), three of a
 // triangle (3).
 double AVGLEN(const Model& m, const ELEMREC& e, int NCORNER);
+// Stops with the element's number and volume, then "ELEMENT VOLUME IS TOO
+// SMALL." (-3), where a tetrahedron's four corners are inside out or flat.
+void TETVOLCHK(Model& m, const ELEMREC& e);
 // Lowers the class default of GROUP to LEN sqrt(RHO/E). Bone elements at the
 // floor of the modulus range stand for failed or empty material and must not
 // drive their class's default.

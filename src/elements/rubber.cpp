@@ -333,6 +333,7 @@ bool RUBRECOK(const Model& m, const ELEMREC& e) {
 
 // The interior node sits at the centroid, numbered after the grid points.
 void RUBSTART(Model& m, ELEMREC& e, double* CLASS) {
+  TETVOLCHK(m, e);
   const int node = m.NNODE() + e.IDX;
   e.NOD(5) = node;
   for (int k = 1; k <= 3; ++k) {

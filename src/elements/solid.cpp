@@ -299,6 +299,7 @@ bool SOLRECOK(const Model& m, const ELEMREC& e) {
 }
 
 void SOLSTART(Model& m, ELEMREC& e, double* CLASS) {
+  TETVOLCHK(m, e);
   SOLREC& r = m.SOLREC(e.IDX);
   r.AVGLEN = AVGLEN(m, e, 4);
   if (r.AVGLEN < m.RR(rr::MINLEN)) m.RR(rr::MINLEN) = r.AVGLEN;

@@ -4,6 +4,8 @@
 // dense inverse.
 #include <gtest/gtest.h>
 
+#include <Eigen/Dense>
+
 #include <cmath>
 #include <random>
 
@@ -79,32 +81,26 @@ TEST(Principal, ValuesAndDirectionsRebuildTheTensor) {
     PRINC3(s, 1e-12, L, Z);
     EXPECT_GE(L[0], L[1]);
     EXPECT_GE(L[1], L[2]);
-    const int I[6] = {0, 1, 2, 0, 1, 2}, J[6] = {0, 1, 2, 1, 2, 0};
-    for (int c = 0; c < 6; ++c) {  // sum_k L_k z_k z_k^T, z_k column k of Z
-      double v = 0.0, dot = 0.0;
-      for (int k = 0; k < 3; ++k) v += L[k] * Z[I[c] + 3 * k] * Z[J[c] + 3 * k], dot += Z[k + 3 * I[c]] * Z[k + 3 * J[c]];
-      EXPECT_NEAR(v, s[c], 1e-9 * 50) << c;
-      EXPECT_NEAR(dot, c < 3 ? 1.0 : 0.0, 1e-12);
-    }
+    const Eigen::Map<const Eigen::Matrix3d> z(Z);  // the directions as columns
+    Eigen::Matrix3d S;
+    S << s[0], s[3], s[5], s[3], s[1], s[4], s[5], s[4], s[2];
+    const Eigen::Matrix3d back = z * Eigen::Vector3d(L[0], L[1], L[2]).asDiagonal() * z.transpose();
+    EXPECT_LT((back - S).cwiseAbs().maxCoeff(), 1e-9 * 50);
+    EXPECT_LT((z.transpose() * z - Eigen::Matrix3d::Identity()).cwiseAbs().maxCoeff(), 1e-12);
   }
 }
 
 TEST(Kernels, MatinvInvertsAndSolves) {
   base::Unit log;
   const int n = 7;
-  double a[n * n], a0[n * n], b[n], x[n], det = 0.0;
-  for (int k = 0; k < n * n; ++k) a[k] = a0[k] = rnd() + (k % (n + 1) == 0 ? 100.0 : 0.0);
+  Eigen::MatrixXd a0(n, n);
+  Eigen::VectorXd b(n);
+  for (int k = 0; k < n * n; ++k) a0.data()[k] = rnd() + (k % (n + 1) == 0 ? 100.0 : 0.0);
   for (double& v : b) v = rnd();
-  std::copy(b, b + n, x);
-  ASSERT_EQ(base::MATINV(log, a, n, n, x, 1, det), 0);
-  for (int i = 0; i < n; ++i) {
-    double y = 0.0;
-    for (int j = 0; j < n; ++j) {
-      double e = 0.0;  // (A A^-1)(i, j)
-      for (int k = 0; k < n; ++k) e += a0[i + n * k] * a[k + n * j];
-      EXPECT_NEAR(e, i == j ? 1.0 : 0.0, 1e-12);
-      y += a0[i + n * j] * x[j];
-    }
-    EXPECT_NEAR(y, b[i], 1e-10);
-  }
+  Eigen::MatrixXd a = a0;
+  Eigen::VectorXd x = b;
+  double det = 0.0;
+  ASSERT_EQ(base::MATINV(log, a.data(), n, n, x.data(), 1, det), 0);
+  EXPECT_LT((a0 * a - Eigen::MatrixXd::Identity(n, n)).cwiseAbs().maxCoeff(), 1e-12);
+  EXPECT_LT((a0 * x - b).cwiseAbs().maxCoeff(), 1e-10);
 }

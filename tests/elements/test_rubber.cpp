@@ -6,19 +6,19 @@
 #include <gtest/gtest.h>
 
 #include <Eigen/Dense>
+
 #include <cmath>
-#include <utility>
-#include <vector>
 
 #include "base/kernels.hpp"
 #include "elements/family.hpp"
 #include "elements/rubber.hpp"
+#include "elements/shell.hpp"
 #include "elements/solid.hpp"
+#include "elements/tangent.hpp"
 #include "testutil.hpp"
 
 using namespace ossa;
 using namespace ossa::elements;
-using base::PACKIDX;
 
 namespace {
 
@@ -105,12 +105,9 @@ TEST(Rubber, NoStressUnstrainedOrTurnedAndCornerPressureIsHydrostatic) {
   // A finite rotation about a skew axis and a translation; the unturned case
   // is the zero state.
   for (double angle : {0.0, 0.9}) {
-    const double n[3] = {0.48, 0.6, 0.64}, c = std::cos(angle), s = std::sin(angle);
+    const double th[3] = {0.48 * angle, 0.6 * angle, 0.64 * angle};
     double R[9];
-    for (int i = 0; i < 3; ++i)
-      for (int j = 0; j < 3; ++j)
-        R[i + 3 * j] = (i == j ? c : 0.0) + (1 - c) * n[i] * n[j] +
-                       s * (i == j ? 0.0 : ((j - i + 3) % 3 == 1 ? -n[3 - i - j] : n[3 - i - j]));
+    SHLROT(th, R);
     auto turn = [&](const double* x, double* u) {
       apply(R, x, u);
       for (int i = 0; i < 3; ++i) u[i] += 0.3 * i - x[i];
@@ -171,56 +168,48 @@ TEST(Rubber, TangentIsTheDerivativeOfForceAndResidualAndCondensationSolvesTheSam
   t.force(field, p);
   double KUU[120], KUP[60], KPP[16];
   RUBK(t.m, t.r, t.XYZ, t.U, t.NOD, 1, t.m.UNIT(8), KUU, KUP, KPP);
-  // Column q of the full 19 x 19 matrix by central differences: unknowns 0-14
-  // the five nodes' translations, 15-18 the corner pressures.
-  auto slot = [](int q) { return q < 15 ? std::pair{q % 3 + 1, q / 3 + 1} : std::pair{7, q - 14}; };
-  auto K = [&](int p1, int q1) {
-    if (p1 > q1) std::swap(p1, q1);
-    if (q1 < 15) return KUU[PACKIDX(p1 + 1, q1 + 1, 15) - 1];
-    if (p1 < 15) return KUP[p1 + 15 * (q1 - 15)];
-    return KPP[(p1 - 15) + 4 * (q1 - 15)];
-  };
-  const double dh = 1e-6;
-  for (int q = 0; q < 19; ++q) {
-    const auto [k, a] = slot(q);
-    std::vector<double> fd(19);
-    for (double sgn : {1.0, -1.0}) {
-      t.U(k, a) += sgn * dh;
-      t.recover();
-      for (int r = 0; r < 19; ++r) fd[r] += sgn * t.P(slot(r).first, slot(r).second) / (2 * dh);
-      t.U(k, a) -= sgn * dh;
+  // The full 19 x 19 matrix: unknowns 0-14 the five nodes' translations,
+  // 15-18 the corner pressures.
+  auto slot = [&](int q) -> double& { return q < 15 ? t.U(q % 3 + 1, q / 3 + 1) : t.U(7, q - 14); };
+  auto out = [&](int q) { return q < 15 ? t.P(q % 3 + 1, q / 3 + 1) : t.P(7, q - 14); };
+  Eigen::MatrixXd K(19, 19);
+  for (int r = 0; r < 19; ++r)
+    for (int q = 0; q < 19; ++q) {
+      const int a = std::min(r, q), b = std::max(r, q);
+      K(r, q) = b < 15 ? test::packed(KUU, 15, a, b) : (a < 15 ? KUP[a + 15 * (b - 15)] : KPP[(a - 15) + 4 * (b - 15)]);
     }
-    for (int r = 0; r < 19; ++r) EXPECT_NEAR(K(r, q), fd[r], 2e-7 * (1.0 + std::fabs(fd[r]))) << r << "," << q;
-  }
-  // The element alone moves rigidly: held by a unit spring at each
-  // translation, it solves K d = b in full (LU with partial
-  // pivoting), and condensed with the interior node recovered.
-  for (int q = 0; q < 15; ++q) KUU[PACKIDX(q + 1, q + 1, 15) - 1] += 1.0;
-  auto solve = [](int n, auto a, const double* b) {
-    Eigen::MatrixXd A(n, n);
-    for (int r = 0; r < n; ++r)
-      for (int q = 0; q < n; ++q) A(r, q) = a(r, q);
-    const Eigen::VectorXd x = A.partialPivLu().solve(Eigen::Map<const Eigen::VectorXd>(b, n));
-    return std::vector<double>(x.data(), x.data() + n);
+  auto force = [&](int q, double dh, double* f) {
+    slot(q) += dh;
+    t.recover();
+    slot(q) -= dh;
+    for (int r = 0; r < 19; ++r) f[r] = out(r);
   };
-  double b[19];
-  for (int r = 0; r < 19; ++r) b[r] = std::sin(1.0 + r);
-  const std::vector<double> d = solve(19, K, b);
+  EXPECT_LT(test::tangent_misfit(19, [&](int r, int q) { return K(r, q); }, force, 1e-6), 1e-7);
+  // The element alone moves rigidly: held by a unit spring at each
+  // translation, it solves K d = b in full, and condensed with the interior
+  // node recovered.
+  for (int q = 0; q < 15; ++q) KUU[base::PACKIDX(q + 1, q + 1, 15) - 1] += 1.0, K(q, q) += 1.0;
+  Eigen::VectorXd b(19);
+  for (int r = 0; r < 19; ++r) b(r) = std::sin(1.0 + r);
+  const Eigen::VectorXd d = K.partialPivLu().solve(b);
   // Reduced order: corners' translations, then pressures; the interior node
   // is unknowns 12-14 of the full list.
   const int full[16] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 15, 16, 17, 18};
-  double KE[136], RC[16], br[16], R5[3] = {b[12], b[13], b[14]};
+  double KE[136], RC[16], R5[3] = {b(12), b(13), b(14)};
   RUBCOND(t.m, KUU, KUP, KPP, R5, KE, RC, 1, 1, t.m.UNIT(9));
-  for (int r = 0; r < 16; ++r) br[r] = b[full[r]] + RC[r];
-  const std::vector<double> dr =
-      solve(16, [&](int r, int q) { return KE[PACKIDX(std::min(r, q) + 1, std::max(r, q) + 1, 16) - 1]; }, br);
+  Eigen::MatrixXd Kr(16, 16);
+  Eigen::VectorXd br(16);
+  for (int r = 0; r < 16; ++r) {
+    br(r) = b(full[r]) + RC[r];
+    for (int q = 0; q < 16; ++q) Kr(r, q) = test::packed(KE, 16, r, q);
+  }
+  const Eigen::VectorXd dr = Kr.partialPivLu().solve(br);
   base::Arr2<double> DU;
   DU.allocate(7, 5);
   for (int r = 0; r < 16; ++r) {
-    EXPECT_NEAR(dr[r], d[full[r]], 1e-9 * (1 + std::fabs(d[full[r]]))) << r;
-    if (r < 12) DU(r % 3 + 1, r / 3 + 1) = dr[r];
-    else DU(7, r - 11) = dr[r];
+    EXPECT_NEAR(dr(r), d(full[r]), 1e-9 * (1 + std::fabs(d(full[r])))) << r;
+    (r < 12 ? DU(r % 3 + 1, r / 3 + 1) : DU(7, r - 11)) = dr(r);
   }
   RUBNODE5(t.m, DU, t.NOD, 1, t.m.UNIT(9));
-  for (int i = 0; i < 3; ++i) EXPECT_NEAR(DU(i + 1, 5), d[12 + i], 1e-9 * (1 + std::fabs(d[12 + i]))) << i;
+  for (int i = 0; i < 3; ++i) EXPECT_NEAR(DU(i + 1, 5), d(12 + i), 1e-9 * (1 + std::fabs(d(12 + i)))) << i;
 }

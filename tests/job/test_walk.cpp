@@ -1,6 +1,8 @@
-// The output decision on step and time schedules, and the step walk.
+// The output decision on step and time schedules, the step walk, and the
+// floating-point mode of the run (denormals count as zero).
 #include <gtest/gtest.h>
 
+#include <cfloat>
 #include <vector>
 
 #include "job/job.hpp"
@@ -30,28 +32,17 @@ std::vector<int> outputs(model::Model& m, int firstchg_from = 1000) {
 
 }  // namespace
 
-TEST(OutputDecision, StepSchedule) {
+TEST(OutputDecision, StepAndTimeSchedules) {
   model::Model m;
   table(m, 10, 1.0);
   EXPECT_EQ(outputs(m), std::vector<int>{10});  // no interval: last step only
   m.KK(kk::OUTSTEP) = 3;
   EXPECT_EQ(outputs(m), (std::vector<int>{3, 6, 9, 10}));  // never beyond the last step
-  m.KK(kk::OUTSTEP) = 1;
-  EXPECT_EQ(outputs(m).size(), 10u);
-}
-
-TEST(OutputDecision, StepScheduleHeldUntilFirstChange) {
-  model::Model m;
-  table(m, 10, 1.0);
   m.KK(kk::OUTSTEP) = 2;
   m.KK(kk::OUTHOLD) = 1;
-  EXPECT_EQ(outputs(m), std::vector<int>{10});          // no change ever: the end still writes
+  EXPECT_EQ(outputs(m), std::vector<int>{10});             // held, no change ever: the end still writes
   EXPECT_EQ(outputs(m, 5), (std::vector<int>{6, 8, 10}));  // from the change on
-}
-
-TEST(OutputDecision, TimeSchedule) {
-  model::Model m;
-  table(m, 10, 1.0);
+  m.KK(kk::OUTHOLD) = 0;
   m.KK(kk::OUTBYTIME) = 1;
   m.RR(rr::OUTTIME) = 0.25;
   // 0.25 falls between stations: the first step at or past each output time writes.
@@ -66,14 +57,9 @@ TEST(OutputDecision, TimeSchedule) {
   m.KK(kk::OUTHOLD) = 1;
   EXPECT_EQ(outputs(m), std::vector<int>{10});
   EXPECT_EQ(outputs(m, 4), (std::vector<int>{6, 9, 10}));
-}
-
-TEST(OutputDecision, StopFlagAlwaysWrites) {
-  model::Model m;
-  table(m, 4, 1.0);
   job::OutSched s = job::OUTINIT(m);
-  EXPECT_EQ(job::OUTSEL(m, 0.1, s, 0, 1), 1);
-  m.KK(kk::OUTBYTIME) = 2;  // neither schedule
+  EXPECT_EQ(job::OUTSEL(m, 0.1, s, 0, 1), 1);  // the stop flag always writes
+  m.KK(kk::OUTBYTIME) = 2;                      // neither schedule
   EXPECT_EQ(job::OUTSEL(m, 1.0, s, 0, 0), 0);
 }
 
@@ -92,4 +78,12 @@ TEST(StepWalk, EndsByTimeAndShowsProgress) {
   EXPECT_EQ(out,
             "##$$ExSv proc 0\n##$$ExSv proc 16\n##$$ExSv proc 33\n##$$ExSv proc 50\n"
             "##$$ExSv proc 66\n##$$ExSv proc 83\n##$$ExSv proc 100\n");
+}
+
+TEST(FloatingPointControl, DenormalsCountAsZero) {
+  volatile double tiny = DBL_MIN / 4.0, one = 1.0, small = DBL_MIN;
+  job::FPCONTROL();
+  EXPECT_EQ(tiny * one, 0.0);       // denormal input
+  EXPECT_EQ(small * 0.25, 0.0);     // denormal result
+  EXPECT_EQ(small * one, DBL_MIN);  // normal numbers are untouched
 }

@@ -10,6 +10,7 @@
 
 #include "base/fmt.hpp"
 #include "solution/index.hpp"
+#include "solution/loads.hpp"
 #include "mesh.hpp"
 #include "testutil.hpp"
 
@@ -55,12 +56,8 @@ Pattern stored(const Model& m, bool lower) {
     EXPECT_EQ(m.JA(m.IA(i)), i);
     for (int k = m.IA(i); k < m.IA(i + 1); ++k) {
       p.insert({i, m.JA(k)});
-      if (k > m.IA(i)) {
-        EXPECT_TRUE(lower ? m.JA(k) < i : m.JA(k) > i);
-      }
-      if (k > m.IA(i) + 1) {
-        EXPECT_LT(m.JA(k - 1), m.JA(k));
-      }
+      EXPECT_TRUE(k == m.IA(i) || (lower ? m.JA(k) < i : m.JA(k) > i)) << i;
+      EXPECT_TRUE(k <= m.IA(i) + 1 || m.JA(k - 1) < m.JA(k)) << i;
     }
   }
   return p;
@@ -139,7 +136,6 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
   ossa::test::ScratchDir dir;
   {
     Model m;
-    ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     ossa::test::open_log(m);
     ossa::testing::build(m, points(5), {{2, {1, 2, 3, 4}}}, 1);
     m.KK(ossa::kk::MEMMB) = 0;  // no memory at all
@@ -162,7 +158,6 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
         for (int c = b + 1; c <= 8; ++c)
           for (int d = c + 1; d <= 8; ++d) el.push_back({2, {a, b, c, d}});
     Model m;
-    ossa::testing::build(m, points(8), el, 2);
     ossa::test::open_log(m);
     ossa::testing::build(m, points(8), el, 2);
     m.KK(ossa::kk::BLOCKW) = 2;
@@ -175,4 +170,16 @@ TEST(EqIndexDeathTest, BudgetAndBlockMessages) {
               0u)
         << log;
   }
+}
+
+TEST(TableFunction, HoldsBelowAndExtrapolatesAbove) {
+  const double t[3] = {1.0, 2.0, 4.0}, v[3] = {10.0, 20.0, 0.0};
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(0.0, t, v, 3), 10.0);   // no extrapolation below
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(1.0, t, v, 3), 10.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(1.5, t, v, 3), 15.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(3.0, t, v, 3), 10.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(5.0, t, v, 3), -10.0);  // last segment continues
+  const double t1[1] = {1.0}, v1[1] = {3.0};
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(0.5, t1, v1, 1), 3.0);
+  EXPECT_DOUBLE_EQ(ossa::solution::TBLVAL(7.0, t1, v1, 1), 3.0);
 }
