@@ -55,9 +55,8 @@ inline std::string propt_dyn(int id, double nu, double E, double weight, double 
                              int vel = 0) {
   return card("PROPT0%1d002%10d%10.5f%10.3E%10.3E%30s%10.3E%10.3E", vel, id, nu, E, weight, "", alpha, beta);
 }
-// Rubber element card and row: Mooney-Rivlin constants C1, C2 and bulk
-// modulus KB; for a dynamic job weight density, Rayleigh factors and the row
-// of the "VEL" table.
+// Rubber card and row: Mooney-Rivlin C1, C2, bulk modulus KB; for a dynamic
+// job weight density, Rayleigh factors and the "VEL" row.
 inline std::string rubb(int id, const std::array<int, 4>& n) { return solid(id, n).replace(0, 5, "RUBB "); }
 inline std::string propt_rubber(int id, double c1, double c2, double kb, double weight = 0.0, double alpha = 0.0,
                                 double beta = 0.0, int vel = 0) {
@@ -183,9 +182,8 @@ inline std::string hold_plane(const Box& b, double X, const char* flags, int& co
   return s;
 }
 
-// Control cards (ORK, output at every step), the time table, nodes and
-// elements of a box (solids of E 1000, nu 0.3, or rubber on the nonlinear
-// route), rows with weight density GAM, Rayleigh factors, "VEL" row VEL.
+// Control cards (ORK, output each step), time table, nodes and elements of a box
+// (solids E 1000, nu 0.3, or nonlinear rubber): weight GAM, Rayleigh, "VEL" row.
 inline std::string dyn_head(const Box& b, const std::string& kukan, bool dynamic, double gam, double alpha,
                             double beta, int vel, bool rubber = false) {
   const int nt = b.ntet();

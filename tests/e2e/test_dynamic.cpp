@@ -239,9 +239,8 @@ TEST(Dynamic, FreeBodyMovesWithItsInitialVelocityAndFallsUnderItsWeight) {
   }
   // Even steps, and steps that halve after the fifth (the momentum term then
   // takes the mean of the two lengths): exact either way, the motion being
-  // quadratic in time. A stiff rubber body, its weight at its corners alone,
-  // falls as one mass only with the share of its interior nodes (0.3 of it)
-  // in its momentum and inertia: it barely deforms.
+  // quadratic in time. A stiff rubber body, weighted at its corners, falls as
+  // one mass only with its interior nodes' share (0.3) of momentum and inertia.
   struct Case { std::string kukan; bool rubber; double tol; };
   const Case cases[] = {{test::kukan(0.1, 10), false, 1e-6}, {test::kukan(0.1, 10), true, 2e-3},
                         {test::card("KUKAN%15.6f%10d%15.6f%10d", 0.05, 5, 0.1, 10), false, 1e-6}};

@@ -66,17 +66,15 @@ std::string flipped(std::string s, std::size_t at) {
   return s;
 }
 
-// The deck with restart output at every result output; as a restart run
-// when RESTART.
+// The deck with restart output at every result output; a restart run when RESTART.
 std::string restartable(std::string d, bool restart) {
   d[d.find("CNTRL") + 5] = restart ? '1' : '0';
   if (d.find("PRPL2") == std::string::npos) d.insert(d.find('\n', d.find("PRPLT")) + 1, test::card("PRPL2%25s%3d", "", 1));
   return d;
 }
 
-// A bone shell strip 4 x 1 on the nonlinear route, clamped at x = 0, pulled
-// along x past yield and pushed a little across at its free end, by the
-// piece's load factor.
+// A bone shell strip 4 x 1, nonlinear, clamped at x = 0, pulled past yield
+// and pushed a little across at its free end by the piece's load factor.
 std::string shell_strip_deck(const BarPiece& p) {
   const test::ShellMesh s(4, 1, 4.0, 1.0);
   int nl = 0, nh = 0, npt = 0;
@@ -88,9 +86,8 @@ std::string shell_strip_deck(const BarPiece& p) {
          test::nload(npt, nl) + table + load + held + "END\n";
 }
 
-// A rubber cantilever 2 x 1 x 1 on the nonlinear route, set moving across
-// at the start and loaded at its end from then on, with Rayleigh damping:
-// NSTEP steps of 1/256.
+// A rubber cantilever 2 x 1 x 1, set moving across and loaded at its end
+// from the start, with Rayleigh damping: NSTEP steps of 1/256.
 std::string dynamic_deck(int nstep, bool restart) {
   const Box b(2, 1, 1, 2.0, 1.0, 1.0);
   int nheld = 0, nf = 0;
@@ -104,9 +101,8 @@ std::string dynamic_deck(int nstep, bool restart) {
                      restart);
 }
 
-// The two-bar truss past its first limit point: N1 load-controlled steps to
-// 0.05, then arc-length steps from the deck's step RIKS on up to N1 + N2,
-// the time table ending at 1 as the load scale's reference.
+// The two-bar truss: N1 load-controlled steps to 0.05, arc-length steps from
+// step RIKS on up to N1 + N2, the table ending at 1 (the scale's reference).
 std::string riks_deck(int riks, int n1, int n2, bool restart) {
   constexpr double A = 1.0, H = 0.1, EA = 1000.0;
   test::LinkDeck d = test::two_bar(A, H, EA, 1.5 * test::two_bar_load(A, H, EA, 1.0, H * (1.0 - 1.0 / std::sqrt(3.0))));
@@ -115,8 +111,7 @@ std::string riks_deck(int riks, int n1, int n2, bool restart) {
   return restartable(d.str(), restart);
 }
 
-// Two blocks joined by gaps, B driven along x by the displacement table
-// DELTA (time, displacement): away, back and the gaps closed.
+// Two blocks joined by gaps, B driven along x by the table DELTA (time, u).
 std::string gap_deck(const test::Table& delta, bool restart) {
   std::vector<int> driven;
   test::LinkDeck d = test::driven_blocks(1.5, 1000.0, delta, driven);
@@ -127,13 +122,11 @@ std::string gap_deck(const test::Table& delta, bool restart) {
 }  // namespace
 
 TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
-  // A bone bar split before yield (the repeat with substeps comes in B2),
-  // past it and on the way back, B2 with or without EXEC.SOL or with a later
-  // one; a bone shell strip (directors, frames, layer states); a dynamic
-  // rubber job (levels n and n-1, momenta, last step length, no second
-  // initial velocity; interior nodes, pressures); an arc-length job past its
-  // limit point (load scale, norms, last increment), or split before its
-  // control takes over (the load scale of B1's shorter table); gaps open.
+  // Bone bar split before yield (the repeat comes in B2), past it, on the way
+  // back, with or without EXEC.SOL or a later one; shell strip (directors,
+  // frames, layers); dynamic rubber (levels n, n-1, momenta, last step, no
+  // second initial velocity, interior nodes); arc length past its limit
+  // point, or before it takes over (B1's shorter table); gaps open.
   enum Work { KEPT, GONE, LATER };
   struct Case { const char* what; std::string a, b1, b2; int firstchg = -1; Work work = KEPT; std::string b1log; };
   auto bar = [](int split, int firstchg, Work w) {
@@ -181,11 +174,7 @@ TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
 }
 
 TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
-  std::string good;
-  {
-    test::ScratchDir dir;
-    good = run(test::bone_bar_deck(BAR, BarPiece{0.0, 0.375, 6, 2}));
-  }
+  const std::string good = [] { test::ScratchDir dir; return run(test::bone_bar_deck(BAR, BarPiece{0.0, 0.375, 6, 2})); }();
   const auto rec = records(good);
   ASSERT_EQ(rec.size(), 3u + BAR.ntet() + 4u);  // mark, head, nodes, elements, EXEC.SHL (empty), EXEC.SOL, arc length, check
   const std::size_t n = rec.size(), mid = n / 2;

@@ -76,8 +76,7 @@ TEST(Mass, MatricesSumToTheElementMassAndNoDensityGivesNone) {
           if (c.type == F_RUBBER) EXPECT_EQ(cm.S[a + n * b], a == b ? lm.S[a] : 0.0);
           else EXPECT_EQ(cm.S[a + n * a], a == b ? cm.S[a + n * b] : 2.0 * cm.S[a + n * b]);
     }
-  // Trusses and gaps have none.
-  const OneTet t(1.0);
+  const OneTet t(1.0);  // trusses and gaps have none
   MASSDATA md;
   for (int f : {F_TRUSS, F_GAP}) EXPECT_FALSE(FAMILYOF(f).MASS(t.m, t.elem(F_SOLID), MASS_CONSISTENT, md));
 }
