@@ -141,4 +141,28 @@ void FRICFORCE(Model& m, const base::Arr2<double>& EST);
 // where S carries no friction).
 int FRICKE(const Model& m, int S, std::int32_t* NODES, double* KE);
 
+// ---- Status iteration ----------------------------------------------------------
+
+// The status pass at the end of a contact iteration: forces onto the
+// masters, the next state of every slave (the slaves of a body in
+// parallel), circular chains broken, the table of changes logged, the
+// elements at slaves marked and, with friction, its flags set. Returns
+// CNTOK: 1 when no state code changed.
+int CONTACT(Model& m, int ITER3);
+
+// SLVFORCE: each slave's P - F at its dependent translations, what higher
+// slaves left on it included, as the force its master puts on it; the
+// reaction goes to the master nodes through the link terms.
+void CONTFORCE(Model& m);
+
+// Frees the slaves that close a circle of masters.
+void CHAINCHK(Model& m);
+
+// Compares the new states with the old ones, logs the table; returns CNTOK.
+int ISTCHK(Model& m, int ITER3);
+
+// A stored place on a face (area coordinates B) pushed just inside the
+// triangle: B0.
+void BACKIN(const double* B, double* B0);
+
 }  // namespace ossa::contact

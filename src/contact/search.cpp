@@ -42,8 +42,12 @@ double vol6(const double* a, const double* b, const double* c, const double* d) 
   return base::DOT(u, x, 3);
 }
 
-// Whether XS lies inside the tetrahedron of element ie: all four volume
-// coordinates above the tolerance.
+// Whether XS lies in the tetrahedron of element ie, its faces included: all
+// four volume coordinates above -HTOL. A slave on a face between two
+// elements, or on the body's own surface, is in the body: with open
+// tetrahedra it would be in none, and flush contact (a slave landing on the
+// master's outline, or above an inner face of a structured mesh) would be
+// missed.
 bool in_tet(const Model& m, int ie, const double* XS) {
   double c[4][3];
   for (int a = 0; a < 4; ++a)
@@ -51,7 +55,7 @@ bool in_tet(const Model& m, int ie, const double* XS) {
   const double v = vol6(c[0], c[1], c[2], c[3]);
   const double L[4] = {vol6(XS, c[1], c[2], c[3]) / v, vol6(c[0], XS, c[2], c[3]) / v,
                        vol6(c[0], c[1], XS, c[3]) / v, vol6(c[0], c[1], c[2], XS) / v};
-  return L[0] > HTOL && L[1] > HTOL && L[2] > HTOL && L[3] > HTOL;
+  return L[0] > -HTOL && L[1] > -HTOL && L[2] > -HTOL && L[3] > -HTOL;
 }
 
 // Steps 2 to 8 of the search for slave node `node` and face f.

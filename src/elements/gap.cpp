@@ -40,6 +40,14 @@ void GAPF(Arr2<double>& P, Arr2<double>& LINKV, GAPREC& g, const Arr2<double>& U
   LINKADD(P, LINKV, NOD, g.KGAP * val, g.NVEC.data());
 }
 
+void CONTITERHEAD(Model& m, int ITER3, int CNTOK, const char* heads) {
+  const char* text = CNTOK == 1 ? "CONVERGED!    "
+                                : (ITER3 >= m.KK(kk::CONTITER) ? "NOT CONVERGED!" : "              ");
+  model::LOGLINE(m, "");
+  model::LOGLINE(m, "   * CONTACT ITER. = " + base::fI(ITER3, 3) + base::fX(3) + text);
+  model::LOGLINE(m, heads);
+}
+
 int GAPCHK(Model& m, int ITER3) {
   int count[2][2] = {{0, 0}, {0, 0}};  // old status by new status
   int CNTOK = 1;
@@ -50,11 +58,7 @@ int GAPCHK(Model& m, int ITER3) {
     if (g.GSTAT != g.GSTAT0) CNTOK = 0;
     ++count[g.GSTAT0 != 0][g.GSTAT];
   }
-  const char* text = CNTOK == 1 ? "CONVERGED!    "
-                                : (ITER3 >= m.KK(kk::CONTITER) ? "NOT CONVERGED!" : "              ");
-  model::LOGLINE(m, "");
-  model::LOGLINE(m, "   * CONTACT ITER. = " + base::fI(ITER3, 3) + base::fX(3) + text);
-  model::LOGLINE(m, "                 FREE  CONTACT");
+  CONTITERHEAD(m, ITER3, CNTOK, "                 FREE  CONTACT");
   model::LOGLINE(m, "        FREE" + base::fI(count[0][0], 9) + base::fI(count[0][1], 7));
   model::LOGLINE(m, "     CONTACT" + base::fI(count[1][0], 9) + base::fI(count[1][1], 7));
   return CNTOK;

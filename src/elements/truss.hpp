@@ -52,4 +52,8 @@ void GAPF(Arr2<double>& P, Arr2<double>& LINKV, GAPREC& g, const Arr2<double>& U
 // 1 when no gap changed (CNTOK).
 int GAPCHK(Model& m, int ITER3);
 
+// The head of a contact-iteration table: counter, "CONVERGED!" (CNTOK = 1),
+// "NOT CONVERGED!" in the last pass, blanks otherwise, then the column heads.
+void CONTITERHEAD(Model& m, int ITER3, int CNTOK, const char* heads);
+
 }  // namespace ossa::elements

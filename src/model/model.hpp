@@ -120,6 +120,7 @@ struct CONTDATA {
   Arr2<double> FSUM;            // 3, NNODE: friction forces
   Arr2<double> DUC;             // 7, NNODE: the moves that put slaves on their masters
   Arr1<std::int32_t> ELMARK;    // NELEM: 1 for an element at a slave in contact
+  double TOLFORCE = 0.0;        // separation tolerance of the increment's contact passes
 };
 
 struct Model {

@@ -38,7 +38,9 @@ Commands:
                     nodes:   node, displacement ux uy uz, external force
                              fx fy fz, reaction rx ry rz, link vector lx ly
                              lz (the forces that trusses and gaps exert on
-                             the node) (0 where not stored)
+                             the node), link force cx cy cz (what links put
+                             on the node: the contact force on a slave, its
+                             reaction on the masters) (0 where not stored)
                     solids:  element, state, principal stresses s1 s2 s3,
                              their directions (n1 n2 n3, 3 components each),
                              principal strains e1 e2 e3, strain energy
@@ -128,14 +130,15 @@ const float* at_node(const std::vector<NodeOut>& s, std::size_t& j, std::int32_t
 }
 
 void print_nodes(const Frame& f) {
-  std::printf("node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz\n");
-  std::size_t jf = 0, jr = 0, jl = 0;
+  std::printf("node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz,cx,cy,cz\n");
+  std::size_t jf = 0, jr = 0, jl = 0, jc = 0;
   for (const NodeOut& d : f.DISP) {
     std::printf("%d", d.ID);
     pv(d.V, 3);
     pv(at_node(f.FORCE, jf, d.ID), 3);
     pv(at_node(f.REACT, jr, d.ID), 3);
     pv(at_node(f.LINKV, jl, d.ID), 3);
+    pv(at_node(f.LINKF, jc, d.ID), 3);
     std::printf("\n");
   }
 }

@@ -338,6 +338,7 @@ std::string VTUWRITE(const Model& m, const Frame& f, const std::string& path) {
   arrs.push_back(point_vec("displacement", f.DISP, ids, nn));
   arrs.push_back(point_vec("force", f.FORCE, ids, nn));
   arrs.push_back(point_vec("reaction", f.REACT, ids, nn));
+  arrs.push_back(point_vec("link force", f.LINKF, ids, nn));
   const std::size_t np = arrs.size();
   const std::vector<int> rows = stream_order(m);
   std::vector<CellVal> cv;

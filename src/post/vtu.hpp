@@ -8,7 +8,9 @@
 // out, as they have no results. Data are appended to the XML in base64,
 // little-endian, each array after its 64-bit byte count (encoded apart).
 //
-// Point data: "displacement", "force", "reaction" (3 components each).
+// Point data: "displacement", "force", "reaction", "link force" (the force
+// a link puts on the node: contact on a slave, its reaction on the
+// masters) (3 components each).
 // Cell data: "state" (material state; -1 where the family has none),
 // "principal stress" and "principal strain" (3 each, descending),
 // "first principal direction" (unit vector in global axes), "equivalent

@@ -152,19 +152,6 @@ void CONTFORCE2(Model& m, Arr2<double>& OUT, const Arr2<double>& START, const Ar
   }
 }
 
-void FRICEST(Model& m, Arr2<double>& OUT, const Arr2<double>& DELTA) {
-  for (int s = 1; s <= m.KK(kk::NSLV); ++s) {
-    std::int32_t nodes[4];
-    double ke[78];
-    const int nn = contact::FRICKE(m, s, nodes, ke);
-    for (int a = 0; a < 3 * nn; ++a) {
-      double f = 0.0;
-      for (int b = 0; b < 3 * nn; ++b) f += ke[base::PACKIDX(a + 1, b + 1, 3 * nn) - 1] * DELTA(b % 3 + 1, nodes[b / 3]);
-      OUT(a % 3 + 1, nodes[a / 3]) += f;
-    }
-  }
-}
-
 void FRICSTIF(Model& m, int FIRST) {
   for (int s = 1; s <= m.KK(kk::NSLV); ++s) {
     std::int32_t nodes[4];

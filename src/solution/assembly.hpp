@@ -31,10 +31,6 @@ int LINKEXP(Model& m, double* Ke, EDOF* dofs, int n);
 // area; a tangent estimate of the forces after the move DELTA.
 void CONTFORCE2(Model& m, Arr2<double>& OUT, const Arr2<double>& START, const Arr2<double>& DELTA);
 
-// The force side of the friction tangents: OUT += each slave's friction
-// matrix times its nodes' part of DELTA, after CONTFORCE2.
-void FRICEST(Model& m, Arr2<double>& OUT, const Arr2<double>& DELTA);
-
 // Friction tangents of the slaves that carry friction, each as an element
 // of the slave and its masters, turned by the links and added to AV.
 void FRICSTIF(Model& m, int FIRST);

@@ -9,6 +9,7 @@
 #include "model/stop.hpp"
 #include "solution/assembly.hpp"
 #include "solution/dynamic.hpp"
+#include "solution/index.hpp"
 #include "solution/loads.hpp"
 #include "solution/reschk.hpp"
 #include "solvers/solver.hpp"
@@ -67,6 +68,26 @@ void EQNORMS(const Model& m, const double* v, double N[3]) {
 
 namespace {
 
+// Slaves onto their masters and the links of the present geometry; with
+// friction and REF, the reference of slip.
+void contact_prep(Model& m, bool REF) {
+  contact::CONTPREP(m);
+  contact::CONTCOEF(m);
+  contact::CONTLINK(m);
+  if (REF && m.KK(kk::FRICTION) == 1) contact::FRICPREP(m, 0, false);
+}
+
+// The opening of an equilibrium loop under fixed contact states: internal
+// forces at the present state, slaves placed, links, slip reference.
+void contact_open(Model& m) {
+  Arr2<double> nodamp;
+  const double t = m.clock.now();
+  FORCEREC(m, nodamp, 0);
+  contact::CONTMARK(m);
+  m.TIMES(model::T_RECOVERY) += m.clock.now() - t;
+  contact_prep(m, true);
+}
+
 // The equilibrium loop: KK(6) solves in KK(6)+1 passes. Returns CONVD.
 // DYN is the step of a dynamic increment, null in a static one.
 int equilibrium(Model& m, IncrState& s, int& FIRST, const DYNSTEP* dyn) {
@@ -74,8 +95,16 @@ int equilibrium(Model& m, IncrState& s, int& FIRST, const DYNSTEP* dyn) {
   Arr2<double> nodamp;
   for (int ITER = 1; ITER <= m.KK(kk::ITERMAX) + 1; ++ITER) {
     double t = m.clock.now();
-    if (dyn) FORCEREC_DYN(m, FIRST, *dyn);
+    const bool contact = m.KK(kk::CONTACT) == 1;
+    // The first pass of a contact iteration takes the forces of the opening
+    // and adds what moving the slaves onto their masters does.
+    if (contact && ITER == 1) CONTFORCE2(m, m.P, m.P, m.CONT.DUC);
+    else if (dyn) FORCEREC_DYN(m, FIRST, *dyn);
     else FORCEREC(m, nodamp, 0);  // a static job keeps no damping force
+    // Friction reads the normal forces of the recovered internal force
+    // itself, not a tangent estimate of it: the same value where the
+    // estimate is exact, and the exact one where it is not.
+    if (contact && m.KK(kk::FRICTION) == 1) contact::FRICFORCE(m, m.P);
     m.TIMES(model::T_RECOVERY) += m.clock.now() - t;
     s.NITER = ITER;
     if (RESCHK(m, ITER - 1, FIRST, s.STEP, s.ISUB, s.TIME, s.FNRM, tsolve) == 1) return 1;
@@ -94,6 +123,7 @@ int equilibrium(Model& m, IncrState& s, int& FIRST, const DYNSTEP* dyn) {
     solvers::SOLVE(m, ITER);
     tsolve = m.clock.now() - t;
     DISPUPD(m, FIRST);
+    if (contact) contact_prep(m, ITER == 1);
     // Iteration type 1: the status follows every equilibrium pass.
     if (m.KK(kk::MITERTYPE) == 1 && m.KK(kk::MATNL) == 1)
       elements::ELSTAT(m, ITER, m.KK(kk::ITERMAX) + 1, 1, 0, s.FIRSTCHG, s.STOPFLAG);
@@ -113,14 +143,23 @@ int status_level(Model& m, IncrState& s, int level, int iter) {
   return ok == 1 || iter == m.KK(kk::MITERMAX) ? 1 : 0;
 }
 
-// The contact-or-gap level: 1 when its states have settled. Without
-// contact the gaps decide; with neither, the level is passed once.
+// The contact-or-gap level: 1 when its states have settled. Contact or,
+// without it, the gaps decide; with neither, the level is passed once.
 int gap_status(Model& m, int ITER3) {
-  if (m.KK(kk::CONTACT) == 1 || m.NGAP() < 1) return 1;
+  const bool contact = m.KK(kk::CONTACT) == 1;
+  if (!contact && m.NGAP() < 1) return 1;
   const double t = m.clock.now();
-  const int CNTOK = elements::GAPCHK(m, ITER3);
+  const int CNTOK = contact ? contact::CONTACT(m, ITER3) : elements::GAPCHK(m, ITER3);
   m.TIMES(model::T_CONTACT) += m.clock.now() - t;
   return CNTOK;
+}
+
+// Contact states decide which translations are dependent: each contact
+// iteration numbers the equations and prepares the solver anew.
+void contact_index(Model& m) {
+  if (m.KK(kk::CONTACT) != 1) return;
+  EQINDEX(m, 0);
+  solvers::SOLVERPREP(m, 0);
 }
 
 // The four loops of an increment; DYN as for equilibrium. A dynamic
@@ -130,7 +169,9 @@ void loops(Model& m, IncrState& s, const DYNSTEP* dyn) {
   int FIRST = 1;
   for (int ITER4 = 1; ITER4 <= m.KK(kk::MITERMAX); ++ITER4) {
     for (int ITER3 = 1; ITER3 <= m.KK(kk::CONTITER); ++ITER3) {
+      contact_index(m);
       for (int ITER2 = 1; ITER2 <= m.KK(kk::MITERMAX); ++ITER2) {
+        if (m.KK(kk::CONTACT) == 1) contact_open(m);
         equilibrium(m, s, FIRST, dyn);
         if (status_level(m, s, 2, ITER2) == 1) break;
       }

@@ -1,8 +1,9 @@
 // Slaves in contact in the equation index: the dependent translations each
 // state gives up, the direction chosen against the normal and the
 // constraints, the link terms and their targets, chains flattened onto
-// independent degrees of freedom; the index rebuilt after a change of
-// states is the index built for those states from scratch.
+// independent degrees of freedom; the slaves put on their masters; the
+// index rebuilt after a change of states is the index built for those
+// states from scratch.
 #include <gtest/gtest.h>
 
 #include <set>
@@ -93,14 +94,17 @@ TEST(ContactLinks, EachStateItsDependentDirectionsAndTerms) {
   scene(m);
   const int f = face_under(m, 0.5, 0.5), e = edge_of(m, 14, 15);
   ASSERT_TRUE(f != 0 && e != 0);
-  put(m, 19, 3, f);   // on a face of normal -z: z goes
-  put(m, 20, 12, e);  // on an edge along x: y and z go
-  put(m, 21, 1, 14);  // on a vertex: all three go
+  put(m, 19, 13, f);  // to a face of normal -z: z goes
+  put(m, 20, 12, e);  // to an edge along x: y and z go
+  put(m, 21, 11, 14);  // to a vertex: all three go
+  auto& c = m.CONT;
+  const int s19 = tg::slave_of(m, 19), s20 = tg::slave_of(m, 20);
+  for (int i = 1; i <= 3; ++i) c.SLVBARY(i, s19) = 0.1 * i + 0.1 * (i == 3);
+  c.SLVBARY(1, s20) = 0.25;
   solution::EQINDEX(m, 0);
   EXPECT_EQ(m.KK(kk::NDEP), 1 + 2 + 3);
   EXPECT_EQ(m.KK(kk::NTERM), 11 + 14 + 3);
   EXPECT_EQ(m.KK(kk::NEQ), 3 * 26 - 6);
-  const auto& c = m.CONT;
   for (int k = 1; k <= 3; ++k) {
     EXPECT_EQ(m.IDOF(k, 19) == -2, k == 3) << k;
     EXPECT_EQ(m.IDOF(k, 20) == -2, k != 1) << k;
@@ -125,6 +129,19 @@ TEST(ContactLinks, EachStateItsDependentDirectionsAndTerms) {
     EXPECT_TRUE(found) << i;
   }
   EXPECT_GE(m.KK(kk::MAXEDOF), 12 + 9);
+  // Put on their masters: at the stored area coordinates, edge parameter, vertex.
+  contact::CONTPREP(m);
+  double on[3] = {0, 0, 0};
+  for (int i = 1; i <= 3; ++i)
+    for (int k = 1; k <= 3; ++k) on[k - 1] += c.SLVBARY(i, s19) * m.XYZ(k, m.CSFNOD(i, f));
+  const double want[3][3] = {{on[0], on[1], on[2]}, {1.25, 1.0, 0.0}, {1.0, 1.0, 0.0}};
+  for (int n : {19, 20, 21}) {
+    for (int k = 1; k <= 3; ++k) EXPECT_NEAR(m.X(k, n), want[n - 19][k - 1], 1e-14) << n << " " << k;
+    EXPECT_EQ(c.SLVST(1, tg::slave_of(m, n)), 3 - (n - 19));
+  }
+  EXPECT_NEAR(c.DUC(1, 20), m.U(1, 20), 1e-15);
+  EXPECT_NEAR(c.DUC(1, 20), -0.25, 1e-15);  // from x = 1.5 to 1.25
+  EXPECT_EQ(c.UCI(1, 20), 0.0);             // the start saved before the move
 }
 
 TEST(ContactLinks, ConstrainedSlaves) {
@@ -135,13 +152,19 @@ TEST(ContactLinks, ConstrainedSlaves) {
     test::open_log(m);
     scene(m, {{19, 0, 0, 1, 0, 0}});
     for (int n = 10; n <= 18; ++n) m.X(3, n) += 0.75 * m.X(1, n);
-    put(m, 19, 3, face_under(m, 0.5, 0.5));
+    put(m, 19, 13, face_under(m, 0.5, 0.5));
     solution::EQINDEX(m, 0);
     EXPECT_EQ(m.CONT.SLVDIR(1, tg::slave_of(m, 19)), 1);
     EXPECT_EQ(m.IDOF(1, 19), -2);
     EXPECT_EQ(m.IDOF(3, 19), 0);
     EXPECT_EQ(terms(m, 19, 1)[0], Pair(19, 2));
     EXPECT_EQ(terms(m, 19, 1)[1], Pair(19, 3));
+    // Put on the plane: only x moves.
+    contact::CONTPREP(m);
+    EXPECT_NEAR(m.X(3, 19), 0.75 * m.X(1, 19), 1e-14);
+    EXPECT_EQ(m.X(2, 19), 0.5);
+    EXPECT_EQ(m.X(3, 19), 0.0);
+    EXPECT_NEAR(m.X(1, 19), 0.0, 1e-15);
   }
   struct Case {
     std::array<int, 6> fixed;
@@ -218,17 +241,13 @@ TEST(ContactLinks, RebuiltIndexEqualsTheIndexBuiltFromScratch) {
   scene(fresh);
   state_b(fresh);
   index(fresh);
-  auto same = [](const auto& x, const auto& y) {
-    return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin());
-  };
+  auto eq = [](const auto& x, const auto& y) { return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin()); };
+  auto same = [&](const auto&... xy) { return (eq(std::get<0>(xy), std::get<1>(xy)) && ...); };
   for (int k : {kk::NEQ, kk::MAXEDOF, kk::NZ, kk::NLEV, kk::NDEP, kk::NTERM}) EXPECT_EQ(m.KK(k), fresh.KK(k)) << k;
-  EXPECT_TRUE(same(m.IDOF, fresh.IDOF));
-  EXPECT_TRUE(same(m.IA, fresh.IA));
-  EXPECT_TRUE(same(m.JA, fresh.JA));
-  EXPECT_TRUE(same(m.LINKPTR, fresh.LINKPTR));
-  EXPECT_TRUE(same(m.CONT.LINKIDX, fresh.CONT.LINKIDX));
-  EXPECT_TRUE(same(m.CONT.INDTGT, fresh.CONT.INDTGT));
-  EXPECT_TRUE(same(m.CONT.TERMTGT, fresh.CONT.TERMTGT));
+  const auto& c = m.CONT;
+  const auto& d = fresh.CONT;
+  EXPECT_TRUE(same(std::tie(m.IDOF, fresh.IDOF), std::tie(m.LINKPTR, fresh.LINKPTR), std::tie(c.INDTGT, d.INDTGT)));
+  EXPECT_TRUE(same(std::tie(m.IA, fresh.IA), std::tie(m.JA, fresh.JA), std::tie(c.LINKIDX, d.LINKIDX), std::tie(c.TERMTGT, d.TERMTGT)));
   EXPECT_EQ(model::FREEWORDS(m), model::FREEWORDS(fresh));
   // Back to the first states, as often as a job may: the words held return.
   for (int pass = 0; pass < 3; ++pass) {
@@ -240,51 +259,5 @@ TEST(ContactLinks, RebuiltIndexEqualsTheIndexBuiltFromScratch) {
     EXPECT_EQ(model::FREEWORDS(m), words_a);
     state_b(m);
     index(m);
-  }
-}
-
-TEST(ContactLinks, SlavesPutOnTheirMasters) {
-  test::ScratchDir dir;
-  auto near = [](const model::Model& m, int n, tg::P3 x) {
-    for (int k = 1; k <= 3; ++k) EXPECT_NEAR(m.X(k, n), x[k - 1], 1e-14) << n << " " << k;
-  };
-  {
-    model::Model m;
-    test::open_log(m);
-    scene(m);
-    const int f = face_under(m, 0.5, 0.5), e = edge_of(m, 14, 15);
-    put(m, 19, 13, f);
-    put(m, 20, 12, e);
-    put(m, 21, 11, 14);
-    auto& c = m.CONT;
-    const int s19 = tg::slave_of(m, 19), s20 = tg::slave_of(m, 20);
-    for (int i = 1; i <= 3; ++i) c.SLVBARY(i, s19) = 0.1 * i + 0.1 * (i == 3);
-    c.SLVBARY(1, s20) = 0.25;
-    solution::EQINDEX(m, 0);
-    contact::CONTPREP(m);
-    tg::P3 on{0, 0, 0};
-    for (int i = 1; i <= 3; ++i)
-      for (int k = 1; k <= 3; ++k) on[k - 1] += c.SLVBARY(i, s19) * m.XYZ(k, m.CSFNOD(i, f));
-    near(m, 19, on);
-    near(m, 20, {1.25, 1.0, 0.0});
-    near(m, 21, {1.0, 1.0, 0.0});
-    for (int n : {19, 20, 21}) EXPECT_EQ(c.SLVST(1, tg::slave_of(m, n)), 3 - (n - 19));
-    EXPECT_NEAR(c.DUC(1, 20), m.U(1, 20), 1e-15);
-    EXPECT_NEAR(c.DUC(1, 20), -0.25, 1e-15);  // from x = 1.5 to 1.25
-    EXPECT_EQ(c.UCI(1, 20), 0.0);             // the start saved before the move
-  }
-  {
-    // On the tilted plate with z held: only x moves, onto the plane.
-    model::Model m;
-    test::open_log(m);
-    scene(m, {{19, 0, 0, 1, 0, 0}});
-    for (int n = 10; n <= 18; ++n) m.X(3, n) += 0.75 * m.X(1, n);
-    put(m, 19, 13, face_under(m, 0.5, 0.5));
-    solution::EQINDEX(m, 0);
-    contact::CONTPREP(m);
-    EXPECT_NEAR(m.X(3, 19), 0.75 * m.X(1, 19), 1e-14);
-    EXPECT_EQ(m.X(2, 19), 0.5);
-    EXPECT_EQ(m.X(3, 19), 0.0);
-    EXPECT_NEAR(m.X(1, 19), 0.0, 1e-15);
   }
 }

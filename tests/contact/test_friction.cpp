@@ -8,7 +8,6 @@
 
 #include "base/kernels.hpp"
 #include "bodies.hpp"
-#include "solution/assembly.hpp"
 
 using namespace ossa;
 namespace tg = ossa::testing;
@@ -117,13 +116,6 @@ TEST(ContactFriction, SlidingOnAFaceIsResisted) {
   std::int32_t nodes[4];
   double ke[78];
   ASSERT_EQ(contact::FRICKE(m, s, nodes, ke), 4);
-  // Its force side: the matrix times a move, onto the slave and masters.
-  base::Arr2<double> out, move;
-  out.allocate(7, m.NNODE());
-  move.allocate(7, m.NNODE());
-  move(2, 9) = 1.0;
-  solution::FRICEST(m, out, move);
-  for (int a = 0; a < 12; ++a) EXPECT_EQ(out(a % 3 + 1, nodes[a / 3]), ke[base::PACKIDX(a + 1, 2, 12) - 1]);
   for (int b = 0; b < 12; ++b) {
     const int nb = nodes[b / 3], kb = b % 3 + 1;
     double p[2][12];

@@ -113,7 +113,7 @@ TEST(ContactSearch, EdgeCheckAsksTheElementsAtTheEdge) {
   const double inside[3] = {1.5, 0.1, -0.3}, outside[3] = {1.5, -0.1, -0.3}, on[3] = {1.5, 0.0, -0.3};
   EXPECT_TRUE(contact::EDGEOK(s.m, f, B, inside));
   EXPECT_FALSE(contact::EDGEOK(s.m, f, B, outside));
-  EXPECT_FALSE(contact::EDGEOK(s.m, f, B, on));  // on the body's side face: not inside
+  EXPECT_TRUE(contact::EDGEOK(s.m, f, B, on));  // on the body's side face: in the closed body
   const double interior[3] = {0.2, 0.3, 0.5};
   EXPECT_TRUE(contact::EDGEOK(s.m, f, interior, outside));
 }

@@ -41,13 +41,17 @@ inline std::vector<KindDeck> kind_decks() {
     edit(p);
     v.push_back({what, join(b, p), built});
   };
-  const std::string contact = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
-                              card("CSURF%10d%10d%10d", t[0][0], t[0][1], t[0][2]) +
-                              card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
-  add("CONTACT ANALYSIS", [&](DeckParts& p) { p.extra = contact; });
+  const std::string body = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
+                           card("CSURF%10d%10d%10d", t[0][0], t[0][2], t[0][1]) +
+                           card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
+  add("CONTACT ANALYSIS", [&](DeckParts& p) { p.extra = body; }, true);
+  add("CONTACT IN DYNAMIC ANALYSIS", [&](DeckParts& p) {
+    p.extra = body;
+    p.cntrl[8] = '1';
+  });
   add("RESTART OF A CONTACT ANALYSIS", [&](DeckParts& p) {
+    p.extra = body;
     p.cntrl[5] = '1';
-    p.extra = contact;
   });
   auto rubber = [&](DeckParts& p) {
     p.cntel = cntel(nt, 0, 0, 1);
@@ -61,7 +65,7 @@ inline std::vector<KindDeck> kind_decks() {
   }, true);
   add("RUBBER ELEMENTS IN CONTACT ANALYSIS", [&](DeckParts& p) {
     rubber(p);
-    p.extra += contact;
+    p.extra += body;
   });
   return v;
 }

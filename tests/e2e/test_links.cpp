@@ -169,13 +169,13 @@ TEST(GapJob, OpensAndClosesWhereTheFacesMeetAgain) {
   std::istringstream rows(r.out);
   std::string line;
   std::getline(rows, line);
-  EXPECT_EQ(line, "node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz");
+  EXPECT_EQ(line, "node,ux,uy,uz,fx,fy,fz,rx,ry,rz,lx,ly,lz,cx,cy,cz");
   double lx = 0.0;
   while (std::getline(rows, line)) {
     std::vector<double> v;
     std::istringstream cells(line);
     for (std::string c; std::getline(cells, c, ',');) v.push_back(std::stod(c));
-    if (v.size() == 13 && v[0] > 8) lx += v[10];
+    if (v.size() == 16 && v[0] > 8) lx += v[10];
   }
   EXPECT_NEAR(lx, -want[3], 1e-5 * k * d0);
   // All six open in the first step, and close again on the way back.
