@@ -55,6 +55,14 @@ inline std::string propt_dyn(int id, double nu, double E, double weight, double 
                              int vel = 0) {
   return card("PROPT0%1d002%10d%10.5f%10.3E%10.3E%30s%10.3E%10.3E", vel, id, nu, E, weight, "", alpha, beta);
 }
+// Rubber card and row: Mooney-Rivlin C1, C2, bulk modulus KB; for a dynamic
+// job weight density, Rayleigh factors and the "VEL" row.
+inline std::string rubb(int id, const std::array<int, 4>& n) { return solid(id, n).replace(0, 5, "RUBB "); }
+inline std::string propt_rubber(int id, double c1, double c2, double kb, double weight = 0.0, double alpha = 0.0,
+                                double beta = 0.0, int vel = 0) {
+  return card("PROPT0%1d004%10d%10.5f%10.5f%10.3E%10.3E%20s%10.3E%10.3E", vel, id, c1, c2, weight, kb, "", alpha,
+              beta);
+}
 inline std::string ngld(int n) { return card("NGLD %5d", n); }
 inline std::string nplnk(int n) { return card("NPLNK%5s%7d", "", n); }
 inline std::string plnk(int nd, const char* flags) { return card("PLNK %10d%-6s", nd, flags); }
@@ -172,6 +180,22 @@ inline std::string hold_plane(const Box& b, double X, const char* flags, int& co
       ++count;
     }
   return s;
+}
+
+// Control cards (ORK, output each step), time table, nodes and elements of a box
+// (solids E 1000, nu 0.3, or nonlinear rubber): weight GAM, Rayleigh, "VEL" row.
+inline std::string dyn_head(const Box& b, const std::string& kukan, bool dynamic, double gam, double alpha,
+                            double beta, int vel, bool rubber = false) {
+  const int nt = b.ntet();
+  std::string d = cntnd(b.nnode()) + cntel(rubber ? 0 : nt, 0, 0, rubber ? nt : 0) +
+                  cntrl(rubber ? 1 : 0, 0, 10, 1e-6, -1) + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
+                  kukan;
+  d[d.find("CNTRL") + 8] = dynamic ? '1' : '0';
+  for (int n = 1; n <= b.nnode(); ++n) d += node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
+  for (int e = 1; e <= nt; ++e)
+    d += rubber ? rubb(e, b.tets[e - 1]) + propt_rubber(e, 500.0, 100.0, 1e5, gam, alpha, beta, vel)
+                : solid(e, b.tets[e - 1]) + propt_dyn(e, 0.3, 1000.0, gam, alpha, beta, vel);
+  return d;
 }
 
 // A bone bar (E 1000, yield 10, Et/E 0.1, substeps 4 after the first change)

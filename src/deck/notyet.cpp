@@ -21,24 +21,18 @@ bool riks(const Model& m) {
   return m.KK(kk::DYNAMIC) == 0 && m.KK(kk::RIKS) > 0 && m.KK(kk::RIKS) <= m.KK(kk::NSTEP);
 }
 
-// Rubber elements need, beyond the static route, their mass with the
-// interior node mixed in before condensation (dynamics) and their
-// condensation record in the contact force estimate.
+// Rubber elements need, beyond the static route, their condensation record
+// in the contact force estimate.
 bool rubber_in(const Model& m, int key) { return m.NRUBB() > 0 && m.KK(key) > 0; }
 
 constexpr Missing MISSING[] = {
-    {[](const Model& m) { return rubber_in(m, kk::DYNAMIC); }, "RUBBER ELEMENTS IN DYNAMIC ANALYSIS"},
     {[](const Model& m) { return rubber_in(m, kk::NBODY); }, "RUBBER ELEMENTS IN CONTACT ANALYSIS"},
     {[](const Model& m) { return riks(m) && (m.KK(kk::NPRESS) > 0 || m.KK(kk::NDIRFC) > 0); },
      "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES"},
     {[](const Model& m) { return riks(m) && (m.NGAP() > 0 || m.KK(kk::NBODY) > 0); },
      "RIKS ARC-LENGTH CONTROL WITH GAPS OR CONTACT"},
-    // The snapshot does not yet carry the integrator's start nor the
-    // arc-length scalars through a restart.
-    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && m.KK(kk::DYNAMIC) == 1; },
-     "RESTART OF A DYNAMIC ANALYSIS"},
-    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && riks(m); },
-     "RESTART UNDER RIKS ARC-LENGTH CONTROL"},
+    // The snapshot carries the slaves' state, but no contact job has yet
+    // been continued and compared with its straight run.
     {[](const Model& m) { return m.KK(kk::RESTART) == 1 && m.KK(kk::NBODY) > 0; }, "RESTART OF A CONTACT ANALYSIS"},
     // Contact runs in static jobs on CG on the processor and on ORK.
     {[](const Model& m) { return m.KK(kk::NBODY) > 0 && m.KK(kk::DYNAMIC) == 1; }, "CONTACT IN DYNAMIC ANALYSIS"},

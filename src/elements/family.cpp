@@ -57,7 +57,7 @@ constexpr FAMILY ROWS[NFAMILY + 1] = {
     {"GAP", 3, 0, false, 0, 0, GAPRECOK, GAPSTART, GAPBETA, GAPSTIFF, GAPFORCE, GAPSTATUS, no_mass,
      never_alive, 0, GAPRES, GAPSNAP, no_aux},
     {"RUBBER", 3, 4, true, 4, 10, RUBRECOK, RUBSTART, RUBBETA, RUBSTIFF, RUBFORCE, RUBSTATUS,
-     no_mass, always_alive, sizeof(RubberOut), RUBRES, RUBSNAP, RUBAUX},
+     RUBMASSOF, always_alive, sizeof(RubberOut), RUBRES, RUBSNAP, RUBAUX},
     {"TRUSS", 3, 0, true, 2, 3, TRSRECOK, TRSSTART, TRSBETA, TRSSTIFF, TRSFORCE, TRSSTATUS,
      no_mass, never_alive, sizeof(TrussOut), TRSRES, TRSSNAP, no_aux},
 };

@@ -135,6 +135,12 @@ inline bool GROUPOK(int g) { return g >= 1 && g <= NCLASS; }
 // (n >= NEN*NDF: the element's list may go on past the mass positions).
 void MASSEXP(const double* S, int NEN, int NDF, int OPT, double* Me);
 void MASSADD(double* Ke, int n, double C, const double* S, int NEN, int NDF, int OPT);
+// Factors of the dynamic tangent CK K + CM M of an element with damping
+// ALPHA M + BETA K, for the step DT whose mean with the one before is DTAV.
+struct DYNFAC {
+  double CK, CM;
+};
+DYNFAC DYNFACTORS(const Model& m, double ALPHA, double BETA, double DT, double DTAV);
 
 // Element start values of every family, the class defaults of the
 // stiffness-proportional damping (with their log block) and the gap links.
@@ -188,6 +194,7 @@ void RUBAUX(Model& m, const ELEMREC& e);
 // OPT 0 consistent, SM(5,5) column by column; OPT 1 lumped, SM(5). Both are
 // diagonal, the interior node fifth; the mass is that of the initial volume.
 void RUBMASS(const Arr2<double>& XYZ, const std::int32_t* NOD, double RHO, int OPT, double* SM);
+bool RUBMASSOF(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M);
 
 bool TRSRECOK(const Model& m, const ELEMREC& e);
 void TRSSTART(Model& m, ELEMREC& e, double* CLASS);

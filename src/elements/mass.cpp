@@ -16,6 +16,10 @@ void MASSADD(double* Ke, int n, double C, const double* S, int NEN, int NDF, int
     }
 }
 
+DYNFAC DYNFACTORS(const Model& m, double ALPHA, double BETA, double DT, double DTAV) {
+  return {m.RR(rr::THIRD) + BETA / (2.0 * DT), 1.0 / (DT * DTAV) + ALPHA / (2.0 * DT)};
+}
+
 void MASSEXP(const double* S, int NEN, int NDF, int OPT, double* Me) {
   const int n = NEN * NDF;
   base::ZEROD(Me, n * (n + 1) / 2);

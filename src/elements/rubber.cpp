@@ -357,12 +357,47 @@ double* RUBBETA(Model& m, const ELEMREC& e, int& GROUP) {
   return &r.BETA;
 }
 
+bool RUBMASSOF(const Model& m, const ELEMREC& e, int OPT, MASSDATA& M) {
+  const RUBREC& r = m.RUBREC(e.IDX);
+  RUBMASS(m.XYZ, e.NOD.data(), r.RHO, OPT, M.S);
+  M.NEN = 5;
+  M.ALPHA = r.ALPHA;
+  M.BODYLOAD = r.BODYLOAD;
+  return true;
+}
+
+namespace {
+
+// The dynamic tangent CK K + CM M of the step, before the condensation: the
+// interior node's inertia belongs to the block that is condensed, so that
+// the corners feel it and RUBNODE5 moves the node with it. The mass is
+// diagonal; the pressure rows are scaled with the rest to keep the matrix
+// symmetric (their exact factor lacks the damping part, a tangent matter
+// only).
+void dynmix(const Model& m, const ELEMREC& e, double* KUU, double* KUP, double* KPP) {
+  const RUBREC& r = m.RUBREC(e.IDX);
+  const DYNFAC f = DYNFACTORS(m, r.ALPHA, r.BETA, m.DYN.DT, m.DYN.DTAV);
+  double SM[5];
+  RUBMASS(m.XYZ, e.NOD.data(), r.RHO, MASS_LUMPED, SM);
+  auto scale = [&](double* a, int n) {
+    for (int k = 0; k < n; ++k) a[k] *= f.CK;
+  };
+  scale(KUU, NU5 * (NU5 + 1) / 2);
+  scale(KUP, NU5 * 4);
+  scale(KPP, 16);
+  for (int q = 0; q < NU5; ++q) KUU[pk(q, q, NU5)] += f.CM * SM[q / 3];
+}
+
+}  // namespace
+
 // Condensed tangent; the interior node's residual (W) moves to the corners'
-// right-hand side through W of the corners.
+// right-hand side through W of the corners. A dynamic job's tangent comes
+// whole from here (mass and factors mixed in before the condensation).
 bool RUBSTIFF(Model& m, const ELEMREC& e, double* Ke) {
   double KUU[NU5 * (NU5 + 1) / 2], KUP[NU5 * 4], KPP[16], RC[NR];
   const RUBREC& r = m.RUBREC(e.IDX);
   RUBK(m, r, m.XYZ, m.U, e.NOD.data(), e.IDX, m.UNIT(8), KUU, KUP, KPP);
+  if (m.KK(kk::DYNAMIC) == 1) dynmix(m, e, KUU, KUP, KPP);
   RUBCOND(m, KUU, KUP, KPP, m.W.at(1, e.NOD(5)), Ke, RC, e.ID, e.IDX, m.UNIT(9));
   for (int a = 0; a < 4; ++a) {
     double* w = m.W.at(1, e.NOD(a + 1));

@@ -103,14 +103,19 @@ void DRVPREP(Model& m, Walk& w, bool dynamic) {
   w.NSUB = 1;
   w.FIRSTCHG = 0;
   w.STOPFLAG = 0;
-  // A restart goes on from the state of the earlier run's last output, from
-  // its own first step.
-  if (m.KK(kk::RESTART) == 1) {
-    results::RstHead h;
-    results::RSTREAD(m, h);
-    w.NSUB = h.NSUB;
-    w.FIRSTCHG = h.FIRSTCHG;
-  }
+}
+
+// A restart goes on from the state of the earlier run's last output, from
+// its own first step: a dynamic job from its levels n and n-1, momenta and
+// last step length as read (the initial velocity is not applied again), an
+// arc-length control from its load scale, norms and last increment.
+void RESUME(Model& m, Walk& w) {
+  if (m.KK(kk::RESTART) != 1) return;
+  results::RstHead h;
+  results::RSTREAD(m, h);
+  w.NSUB = h.NSUB;
+  w.FIRSTCHG = h.FIRSTCHG;
+  if (m.KK(kk::DYNAMIC) == 1 && w.FIRSTCHG > 0) solution::DEADNODES(m);
 }
 
 // One substep; a dynamic one of length DT after the substep before it, or
@@ -168,15 +173,21 @@ void riks_short(Model& m) {
                        base::fPE(m.RIKS.LAMBDA, 10, 4) + ".");
 }
 
-results::RstHead snaphead(const Walk& w) {
+results::RstHead snaphead(const Model& m, const Walk& w) {
   results::RstHead h;
   h.STEP = w.STEP;
   h.NSUB = w.NSUB;
   h.FIRSTCHG = w.FIRSTCHG;
+  const model::RIKSDATA& r = m.RIKS;
+  h.NSTEPC = r.NRIKS;
+  h.LAMBDA = r.LAMBDA;
+  for (int k = 0; k < 3; ++k) h.FNRM[k] = r.FNRM[k];
+  h.ARCS[0] = r.LAMPREV;
+  h.ARCS[1] = r.UNORM[0];
   return h;
 }
 
-void snapshot(Model& m, const Walk& w) { results::RSTSAVE(m, snaphead(w)); }
+void snapshot(Model& m, const Walk& w) { results::RSTSAVE(m, snaphead(m, w)); }
 
 // The result frame and, when the deck asks for it, the restart snapshot.
 void output(Model& m, Walk& w) {
@@ -184,7 +195,7 @@ void output(Model& m, Walk& w) {
   results::RESOUT(m, w.STEP, w.TIME);
   if (m.KK(kk::RSTOUT) != 1) return;
   const double t = m.clock.now();
-  results::RSTWRITE(m, snaphead(w));
+  results::RSTWRITE(m, snaphead(m, w));
   m.TIMES(model::T_OUTPUT) += m.clock.now() - t;
 }
 
@@ -203,7 +214,7 @@ void DYNPREP(Model& m) {
   model::LOGLINE(m, "     TIME INTEGRATION     : NEWMARK, THREE LEVELS, GAMMA =" + base::fF(0.5, 7, 4) +
                       ", BETA =" + base::fF(m.RR(rr::THIRD), 7, 4));
   m.DYN.DTPREV = 0.0;
-  if (m.NSTEP() >= 1 && m.U.allocated()) solution::DYNINIT(m, m.T(1) - m.T(0));
+  if (m.KK(kk::RESTART) != 1 && m.NSTEP() >= 1 && m.U.allocated()) solution::DYNINIT(m, m.T(1) - m.T(0));
 }
 
 }  // namespace
@@ -234,7 +245,9 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
         if (w.STOPFLAG == 1) break;
         if (isub < w.NSUB) model::PROGRESS(w.TIME, tend);
       }
-      if (tend != 0.0) m.RIKS.LAMBDA = m.T(w.STEP) / tend;
+      // The scale of the forces as applied, whatever the time table: a
+      // restart's first run ends its table earlier than the whole job.
+      solution::RIKSSCALE(m);
     }
     if (!riks && repeating(m, w)) {
       // The first status change: the step again, from its start, in KK(5) substeps.
@@ -258,6 +271,7 @@ void STEPWALK(Model& m, Walk& w, bool dynamic) {
 void DRVSTAT(Model& m) {
   Walk w;
   DRVPREP(m, w, false);
+  RESUME(m, w);
   STEPWALK(m, w, false);
   if (m.KK(kk::CONTACT) == 0) solvers::SOLVERFREE(m);
   // The repeat snapshot goes at the end, also when it was never written.
@@ -268,6 +282,7 @@ void DRVDYN(Model& m) {
   Walk w;
   DRVPREP(m, w, true);
   DYNPREP(m);
+  RESUME(m, w);
   STEPWALK(m, w, true);
   if (m.KK(kk::CONTACT) == 0) solvers::SOLVERFREE(m);
   if (m.KK(kk::MATNL) == 1 && m.KK(kk::NSUBSTEP) >= 1) base::close_unit(m.unit(m.UNIT(5)), true);

@@ -102,8 +102,8 @@ Items head(Model& m, RstHead& h, bool repeat) {
                 : Items{SNAPVAL(h.NSUB), SNAPVAL(h.FIRSTCHG)};
 }
 
-// The nodal record. The contact group's slave arrays join it when contact
-// keeps state across steps.
+// The nodal record, the contact slaves' state last (a static job also
+// keeps the link coefficients).
 Items nodal(Model& m, bool repeat) {
   Items v{SNAPARR(m.U)};
   if (!dynamic(m) && repeat) v.push_back(SNAPARR(m.UPREV));
@@ -114,16 +114,25 @@ Items nodal(Model& m, bool repeat) {
     for (auto* a : model::DYNLEVELS(m.DYN)) v.push_back(SNAPARR(*a));
     v.insert(v.end(), {SNAPARR(m.DYN.MVN), SNAPARR(m.DYN.MVO), SNAPARR(m.DYN.AMVN), SNAPARR(m.DYN.AMVO)});
   }
+  model::CONTDATA& c = m.CONT;
+  v.insert(v.end(), {SNAPARR(c.SLVST), SNAPARR(c.SLVBARY), SNAPARR(c.SLVDIR), SNAPARR(c.SLVOFF)});
+  if (!dynamic(m)) v.push_back(SNAPARR(c.SLVCOEF));
+  v.insert(v.end(), {SNAPARR(c.SLVFORCE), SNAPARR(c.SLVLEV)});
   return v;
 }
 
-// The arc-length record of a static job: its scalars (where the head has
-// no room for them), the reference load and the arc vectors.
-Items arclength(Model& m, RstHead& h, bool repeat) {
+// The arc-length record of a static job: EXEC.RST2 with the control's
+// scalars and the displacement at the start of the last step (its increment
+// gives the direction of the next), both with the reference load and the
+// arc vectors.
+Items arclength(Model& m, bool repeat) {
+  model::RIKSDATA& r = m.RIKS;
   Items v;
-  if (!repeat) v = {SNAPVAL(h.NSTEPC), SNAPVAL(h.LAMBDA), SNAPVAL(h.FNRM), SNAPVAL(h.ARCS)};
-  v.push_back(SNAPARR(m.RIKS.FREF));
-  for (auto& a : m.RIKS.ARCV) v.push_back(SNAPARR(a));
+  if (!repeat)
+    v = {SNAPVAL(r.NRIKS), SNAPVAL(r.LAMBDA), SNAPVAL(r.LAMPREV), SNAPVAL(r.UNORM), SNAPVAL(r.FNRM),
+         SNAPARR(m.UPREV)};
+  v.push_back(SNAPARR(r.FREF));
+  for (auto& a : r.ARCV) v.push_back(SNAPARR(a));
   return v;
 }
 
@@ -186,20 +195,20 @@ void workfiles_io(Snap& f, bool reading) {
 }
 
 // The records after the head and the mark, and the check record.
-void body_out(Snap& f, RstHead& h, bool repeat) {
+void body_out(Snap& f, bool repeat) {
   put(f, nodal(f.m, repeat));
   elements_io(f, false);
   if (!repeat) workfiles_io(f, false);
-  if (!dynamic(f.m)) put(f, arclength(f.m, h, repeat));
+  if (!dynamic(f.m)) put(f, arclength(f.m, repeat));
   Tail t{f.rec, f.bytes, f.check, modelcheck(f.m)};
   put(f, {SNAPVAL(t)});
 }
 
-void body_in(Snap& f, RstHead& h, bool repeat) {
+void body_in(Snap& f, bool repeat) {
   get(f, nodal(f.m, repeat), "A DECK OF ANOTHER SIZE");
   elements_io(f, true);
   if (!repeat) workfiles_io(f, true);
-  if (!dynamic(f.m)) get(f, arclength(f.m, h, repeat), "A DECK OF ANOTHER SIZE OR ANOTHER ANALYSIS KIND");
+  if (!dynamic(f.m)) get(f, arclength(f.m, repeat), "A DECK OF ANOTHER SIZE OR ANOTHER ANALYSIS KIND");
   const Tail want{f.rec, f.bytes, f.check, modelcheck(f.m)};
   Tail t;
   get(f, {SNAPVAL(t)}, "A DECK OF ANOTHER SIZE");
@@ -227,7 +236,7 @@ void RSTSAVE(Model& m, const RstHead& h) {
   Snap f{m, u, name};
   RstHead w = h;
   put(f, head(m, w, true));
-  body_out(f, w, true);
+  body_out(f, true);
   base::flush_unit(u);
 }
 
@@ -238,7 +247,7 @@ void RSTLOAD(Model& m, RstHead& h) {
   if (!base::open_seq_in(u, name)) model::FILESTOP(m, std::string("CANNOT OPEN ") + name);
   Snap f{m, u, name};
   get(f, head(m, h, true), "ANOTHER ANALYSIS KIND");
-  body_in(f, h, true);
+  body_in(f, true);
   base::close_unit(u);
 }
 
@@ -250,7 +259,7 @@ void RSTWRITE(Model& m, const RstHead& h) {
   put(f, {{const_cast<char*>(RSTMARK), 8}});
   RstHead w = h;
   put(f, head(m, w, false));
-  body_out(f, w, false);
+  body_out(f, false);
   if (!base::sync_close(u) || !base::replace_file(RSTTEMP, name))
     model::FILESTOP(m, "CANNOT WRITE " + name);
 }
@@ -265,7 +274,7 @@ void RSTREAD(Model& m, RstHead& h) {
   if (std::memcmp(mark, RSTMARK, 8) != 0)
     refuse(f, "THE MARK IS \"" + printable(mark, 8) + "\", NOT \"" + RSTMARK + "\": A SNAPSHOT OF ANOTHER VERSION.");
   get(f, head(m, h, false), "ANOTHER ANALYSIS KIND");
-  body_in(f, h, false);
+  body_in(f, false);
   base::close_unit(u);
 }
 

@@ -15,13 +15,17 @@
 //   EXEC.RST:  STEP, NSTEPC, LAMBDA, FNRM(3), ARCS(2), NSUB, FIRSTCHG
 //              (dynamic: STEP, DTPREV, NSTEPC, LAMBDA, NSUB, FIRSTCHG);
 //   both then: the nodal state, static U (EXEC.RST: and UPREV), X, XPREV,
-//              FRAME; dynamic X, XPREV, FRAME, the level arrays, MVO, AMVO;
+//              FRAME; dynamic X, XPREV, FRAME, all level arrays, MVN, MVO,
+//              AMVN, AMVO; then the contact slaves' SLVST, SLVBARY, SLVDIR,
+//              SLVOFF, (static) SLVCOEF, SLVFORCE, SLVLEV;
 //              one record per element of the table by its family (shell,
 //              solid, gap; the others keep nothing); EXEC.RST2 of a material
 //              nonlinear job: the plastic operators of EXEC.SHL and EXEC.SOL,
 //              whole, in records of up to 4096 of theirs; in a static job the
-//              arc-length record (EXEC.RST2: NSTEPC, LAMBDA, FNRM(3),
-//              ARCS(2)), FREF and the arc vectors; last the check record.
+//              arc-length record (EXEC.RST2: the Riks step count, LAMBDA,
+//              LAMPREV, UNORM(3), FNRM(3) and UPREV), FREF and the arc
+//              vectors; last the check record. The head of EXEC.RST takes
+//              NSTEPC = the Riks step count, ARCS = LAMPREV, UNORM(1).
 //
 // The check record holds the number of records before it, their bytes, a
 // 64-bit check over their lengths and bytes, and a check of the model (node
@@ -42,8 +46,8 @@ namespace ossa::results {
 
 using model::Model;
 
-// The driver's counters and the scalars of the arc-length control; DTPREV
-// lives with the dynamic arrays (m.DYN).
+// The driver's counters and the scalars of the arc-length control (EXEC.RST2
+// takes those from m.RIKS); DTPREV lives with the dynamic arrays (m.DYN).
 // The fields are in the file's own types.
 struct RstHead {
   std::int32_t STEP = 0, NSTEPC = 0;

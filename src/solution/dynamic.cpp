@@ -171,17 +171,17 @@ void DYNRESULT(Model& m, const DYNSTEP& d) {
 }
 
 void DYNMIX(Model& m, const ELEMREC& e, const DYNSTEP& d, double* Ke, int n) {
+  MASSDATA md;
+  const bool mass = elmass(m, e, md);
+  // A mass over nodes beyond the element's list (the rubber's interior node)
+  // is the family's own to mix in, with the factors, before its condensation.
+  if (mass && md.NEN > e.NEN) return;
   const elements::FAMILY& f = elements::FAMILYOF(e.TYPE);
   int group = 0;
   const double* b = f.BETA(m, e, group);
-  const double ck = m.RR(rr::THIRD) + (b ? *b : 0.0) / (2.0 * d.DT);
-  for (int k = 0; k < n * (n + 1) / 2; ++k) Ke[k] *= ck;
-  MASSDATA md;
-  // A mass over nodes beyond the element's list (the rubber's interior node)
-  // is the family's own to mix in before its condensation.
-  if (!elmass(m, e, md) || md.NEN > e.NEN) return;
-  const double cm = 1.0 / (d.DT * d.DTAV) + md.ALPHA / (2.0 * d.DT);
-  elements::MASSADD(Ke, n, cm, md.S, md.NEN, f.NPOS, m.DYN.MASSOPT);
+  const elements::DYNFAC c = elements::DYNFACTORS(m, mass ? md.ALPHA : 0.0, b ? *b : 0.0, d.DT, d.DTAV);
+  for (int k = 0; k < n * (n + 1) / 2; ++k) Ke[k] *= c.CK;
+  if (mass) elements::MASSADD(Ke, n, c.CM, md.S, md.NEN, f.NPOS, m.DYN.MASSOPT);
 }
 
 void DYNSHIFT(Model& m, const DYNSTEP& d) {

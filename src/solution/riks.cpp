@@ -88,6 +88,14 @@ void RIKSUPD(Model& m, int IT, bool FIRSTRIKS) {
   r.LAMBDA += DL;
 }
 
+void RIKSSCALE(Model& m) {
+  const Arr2<double>& r = m.RIKS.FREF;
+  if (!r.allocated() || !m.F.allocated() || r.size() != m.F.size()) return;
+  double fr = 0.0, rr = 0.0;
+  for (long k = 0; k < r.size(); ++k) fr += m.F.data()[k] * r.data()[k], rr += r.data()[k] * r.data()[k];
+  if (rr > 0.0) m.RIKS.LAMBDA = fr / rr;
+}
+
 void RIKS(Model& m, IncrState& s) {
   model::RIKSDATA& r = m.RIKS;
   const bool FIRSTRIKS = r.NRIKS == 0;

@@ -25,6 +25,12 @@ void RIKSINIT(Model& m);
 // DISPUPD. FIRSTRIKS: the job's first Riks step.
 void RIKSUPD(Model& m, int IT, bool FIRSTRIKS);
 
+// The load scale a load-controlled step reached: the share of the
+// reference load in the applied forces F, sum F FREF / sum FREF FREF (the
+// tables of the deck apply there, the arc-length steps scale FREF alone).
+// Left as it is without a reference load.
+void RIKSSCALE(Model& m);
+
 // One Riks step: STEP in s, TIME is set to LAMBDA T(NSTEP) on return.
 // Stops with "RIKS ITERATION LOOP DID NOT CONVERGE." past KK(6) iterations.
 void RIKS(Model& m, IncrState& s);

@@ -41,11 +41,6 @@ inline std::vector<KindDeck> kind_decks() {
     edit(p);
     v.push_back({what, join(b, p), built});
   };
-  add("RESTART OF A DYNAMIC ANALYSIS", [](DeckParts& p) {
-    p.cntrl[5] = '1';
-    p.cntrl[8] = '1';
-    p.extra = card("VEL       %15.6f%15.6f%15.6f", 1.0, 0.0, 0.0);
-  });
   const std::string body = card("NBODY%5d", 1) + card("BODY %5s%10d", "", 1) +
                            card("CSURF%10d%10d%10d", t[0][0], t[0][2], t[0][1]) +
                            card("CBODY%5d%5d%10.3f%10.3f", 1, 1, 0.2, 1.0);
@@ -61,14 +56,13 @@ inline std::vector<KindDeck> kind_decks() {
   auto rubber = [&](DeckParts& p) {
     p.cntel = cntel(nt, 0, 0, 1);
     p.cntrl = cntrl(1, 0, 10, 1e-4, -1);
-    p.extra = solid(nt + 1, t[0]).replace(0, 5, "RUBB ") +
-              card("PROPT00004%10d%10.5f%10.3E%10.3E%10.3E", nt + 1, 0.5, 0.1, 0.0, 100.0);
+    p.extra = rubb(nt + 1, t[0]) + propt_rubber(nt + 1, 0.5, 0.1, 100.0);
   };
   add("THE RUBBER ELEMENT", rubber, true);
   add("RUBBER ELEMENTS IN DYNAMIC ANALYSIS", [&](DeckParts& p) {
     rubber(p);
     p.cntrl[8] = '1';
-  });
+  }, true);
   add("RUBBER ELEMENTS IN CONTACT ANALYSIS", [&](DeckParts& p) {
     rubber(p);
     p.extra += body;

@@ -17,6 +17,7 @@ struct LinkDeck {
   int geom = 0, solver = -1, iterlim = 20, kk9 = 1, riks = 0;
   double tol = 1e-8, arc = 0.0, tend = 1.0;
   int nstep = 1;
+  std::string kukan;                           // a time table of its own
   std::vector<P3> xyz;                         // node n is xyz[n - 1]
   std::vector<std::array<int, 4>> tets;        // solids, card order
   double E = 1000.0, nu = 0.3;
@@ -34,7 +35,7 @@ struct LinkDeck {
                          static_cast<int>(gaps.size()), 0, static_cast<int>(bars.size())) +
                     cntrl(geom, 0, iterlim, tol, solver) +
                     card("CNTR2%10.4f%5d%3d%3d%4d%3d", arc, riks, 1, kk9, 1, 0) + cntr3_cpu() +
-                    card("PRPLT%10s%5d", "", 1) + kukan(tend, nstep);
+                    card("PRPLT%10s%5d", "", 1) + (kukan.empty() ? test::kukan(tend, nstep) : kukan);
     for (std::size_t n = 0; n < xyz.size(); ++n)
       s += node(static_cast<int>(n + 1), xyz[n].x, xyz[n].y, xyz[n].z);
     for (std::size_t e = 0; e < tets.size(); ++e) s += solid(static_cast<int>(e + 1), tets[e]);

@@ -5,12 +5,16 @@
 // is refused naming its record.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "deckgen.hpp"
+#include "e2e/links.hpp"
 #include "shellgen.hpp"
 #include "testutil.hpp"
 
@@ -34,9 +38,9 @@ std::string run(const std::string& deck) {
 std::string last_frames_body() {
   std::string out;
   const post::Frame f = test::result_frame(test::result_frames());
-  for (const auto* s : {&f.DISP, &f.FORCE, &f.REACT})
-    out.append(reinterpret_cast<const char*>(s->data()), s->size() * sizeof(results::NodeOut));
-  out.append(reinterpret_cast<const char*>(f.SOLID.data()), f.SOLID.size() * sizeof(results::SolidOut));
+  auto add = [&](const auto& v) { out.append(reinterpret_cast<const char*>(v.data()), v.size() * sizeof(v[0])); };
+  for (const auto* s : {&f.DISP, &f.FORCE, &f.REACT}) add(*s);
+  add(f.SOLID), add(f.SHELL), add(f.RUBBER), add(f.TRUSS);
   return out;
 }
 
@@ -44,75 +48,6 @@ std::int32_t int32_at(const std::string& s, std::size_t at) {
   std::int32_t v = -1;
   if (at + 4 <= s.size()) std::memcpy(&v, s.data() + at, 4);
   return v;
-}
-
-}  // namespace
-
-TEST(Restart, BoneBarContinuedEqualsTheStraightRunToTheLastBit) {
-  // Splits before the first yield (the repeat with substeps comes in B2), on
-  // the rising load past yield and on the way back. The plastic operators go
-  // with the snapshot: B2 needs neither the work files B1 kept nor work files
-  // of a later state (a job that went on after its last output).
-  enum Work { KEPT, GONE, LATER };
-  struct Case { int split, firstchg; Work work; };
-  const Case cases[] = {{2, 0, KEPT}, {6, 2, KEPT}, {11, 2, KEPT}, {6, 2, GONE}, {6, 2, LATER}};
-  std::string a_snap, a_body, a_sol;
-  {
-    test::ScratchDir dir;
-    a_snap = run(test::bone_bar_deck(BAR, BarPiece{}));
-    a_body = last_frames_body();
-    a_sol = test::read_file("EXEC.SOL");
-    EXPECT_EQ(test::result_frame(test::result_frames()).SOLID.at(0).STATE, 0);  // let back elastic
-    EXPECT_GT(test::result_frame(test::result_frames()).SOLID.at(0).V[20], 1e-3);  // with its plastic strain
-  }
-  ASSERT_GT(a_snap.size(), 1000u);
-  for (const Case& c : cases) {
-    test::ScratchDir dir;
-    const double ts = c.split / 16.0;
-    const std::string b1 = run(test::bone_bar_deck(BAR, BarPiece{0.0, ts, c.split, 2}));
-    // Record 2 after the mark's 16 bytes: its length, NSUB, FIRSTCHG.
-    EXPECT_EQ(int32_at(b1, 20), c.firstchg == 0 ? 1 : 4);
-    EXPECT_EQ(int32_at(b1, 24), c.firstchg);
-    std::rename("EXEC.RST2", "EXEC.RST1");
-    if (c.work == GONE) std::remove("EXEC.SOL"), std::remove("EXEC.SHL");
-    if (c.work == LATER) test::write_file("EXEC.SOL", a_sol);
-    const std::string b2 = run(test::bone_bar_deck(BAR, BarPiece{ts, 1.0, 16 - c.split, 0, true}));
-    EXPECT_NE(test::read_file("EXEC.LOG").find("INITIAL OR RESTART     : RESTART"), std::string::npos);
-    EXPECT_TRUE(b2 == a_snap) << "split at step " << c.split;
-    EXPECT_TRUE(last_frames_body() == a_body) << "split at step " << c.split;
-    EXPECT_EQ(test::result_frames(), 1u);  // a restart starts its result files anew
-  }
-}
-
-namespace {
-
-// A bone shell strip 4 x 1 on the nonlinear route, clamped at x = 0, pulled
-// along x past yield and pushed a little across at its free end, by the
-// piece's load factor.
-std::string shell_strip_deck(const BarPiece& p) {
-  const test::ShellMesh s(4, 1, 4.0, 1.0);
-  int nl = 0, nh = 0, npt = 0;
-  const std::string table = test::piece_table(p, npt);
-  const std::string load = test::edge_load(s, 4.0, {2.1, 0.0, 1.0e-3, 0, 0, 0}, nl);
-  const std::string held = test::edge_held(s, 0.0, "111111", nh);
-  return test::cntnd(s.nnode()) + test::cntel(0, s.ntri()) + test::piece_controls(p, 1) + s.node_cards() +
-         s.shell_cards(0.1, {0.0, 1000.0, 1, 1.0e6, 10.0, 0.1, 1.0e5}) + test::ngld(1) + test::nplnk(nh) +
-         test::nload(npt, nl) + table + load + held + "END\n";
-}
-
-TEST(Restart, BoneShellStripContinuedEqualsTheStraightRun) {
-  // Directors, node frames and layer states go with the snapshot.
-  std::string a_snap;
-  {
-    test::ScratchDir dir;
-    a_snap = run(shell_strip_deck(BarPiece{}));
-    EXPECT_EQ(test::result_frame(test::result_frames()).SHELL.at(0).L[0].STATE, 0);  // let back elastic
-  }
-  test::ScratchDir dir;
-  run(shell_strip_deck(BarPiece{0.0, 0.375, 6, 2}));
-  EXPECT_EQ(test::result_frame(test::result_frames()).SHELL.at(0).L[0].STATE, 2);  // past yield
-  std::rename("EXEC.RST2", "EXEC.RST1");
-  EXPECT_TRUE(run(shell_strip_deck(BarPiece{0.375, 1.0, 10, 0, true})) == a_snap);
 }
 
 // Head-marker offset and length of each record of a sequential file.
@@ -131,14 +66,115 @@ std::string flipped(std::string s, std::size_t at) {
   return s;
 }
 
+// The deck with restart output at every result output; a restart run when RESTART.
+std::string restartable(std::string d, bool restart) {
+  d[d.find("CNTRL") + 5] = restart ? '1' : '0';
+  if (d.find("PRPL2") == std::string::npos) d.insert(d.find('\n', d.find("PRPLT")) + 1, test::card("PRPL2%25s%3d", "", 1));
+  return d;
+}
+
+// A bone shell strip 4 x 1, nonlinear, clamped at x = 0, pulled past yield
+// and pushed a little across at its free end by the piece's load factor.
+std::string shell_strip_deck(const BarPiece& p) {
+  const test::ShellMesh s(4, 1, 4.0, 1.0);
+  int nl = 0, nh = 0, npt = 0;
+  const std::string table = test::piece_table(p, npt);
+  const std::string load = test::edge_load(s, 4.0, {2.1, 0.0, 1.0e-3, 0, 0, 0}, nl);
+  const std::string held = test::edge_held(s, 0.0, "111111", nh);
+  return test::cntnd(s.nnode()) + test::cntel(0, s.ntri()) + test::piece_controls(p, 1) + s.node_cards() +
+         s.shell_cards(0.1, {0.0, 1000.0, 1, 1.0e6, 10.0, 0.1, 1.0e5}) + test::ngld(1) + test::nplnk(nh) +
+         test::nload(npt, nl) + table + load + held + "END\n";
+}
+
+// A rubber cantilever 2 x 1 x 1, set moving across and loaded at its end
+// from the start, with Rayleigh damping: NSTEP steps of 1/256.
+std::string dynamic_deck(int nstep, bool restart) {
+  const Box b(2, 1, 1, 2.0, 1.0, 1.0);
+  int nheld = 0, nf = 0;
+  const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
+  std::string forces;
+  for (int n = 1; n <= b.nnode(); ++n)
+    if (b.xyz[n - 1].x == 2.0) forces += test::force(n, 0.0, 50.0, 25.0), ++nf;
+  return restartable(test::dyn_head(b, test::kukan(nstep / 256.0, nstep), true, 10.0, 2.0, 1e-4, 1, true) +
+                         test::card("VEL       %15.6f%15.6f%15.6f", 0.0, 0.0, 200.0) + test::ngld(1) +
+                         test::nplnk(nheld) + test::nload(1, nf) + test::tblld(0.0, 1.0) + forces + held + "END\n",
+                     restart);
+}
+
+// The two-bar truss: N1 load-controlled steps to 0.05, arc-length steps from
+// step RIKS on up to N1 + N2, the table ending at 1 (the scale's reference).
+std::string riks_deck(int riks, int n1, int n2, bool restart) {
+  constexpr double A = 1.0, H = 0.1, EA = 1000.0;
+  test::LinkDeck d = test::two_bar(A, H, EA, 1.5 * test::two_bar_load(A, H, EA, 1.0, H * (1.0 - 1.0 / std::sqrt(3.0))));
+  d.riks = riks, d.arc = 0.1, d.nstep = n2, d.load = {{0.0, 0.0}, {1.0, 1.0}};
+  if (n1 > 0) d.kukan = test::card("KUKAN%15.6f%10d%15.6f%10d", 0.05, n1, 1.0, n2);
+  return restartable(d.str(), restart);
+}
+
+// Two blocks joined by gaps, B driven along x by the table DELTA (time, u).
+std::string gap_deck(const test::Table& delta, bool restart) {
+  std::vector<int> driven;
+  test::LinkDeck d = test::driven_blocks(1.5, 1000.0, delta, driven);
+  d.kk9 = 5, d.gaps = test::block_gaps();
+  return restartable(d.str(), restart);
+}
+
 }  // namespace
 
-TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
-  std::string good;
-  {
+TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
+  // Bone bar split before yield (the repeat comes in B2), past it, on the way
+  // back, with or without EXEC.SOL or a later one; shell strip (directors,
+  // frames, layers); dynamic rubber (levels n, n-1, momenta, last step, no
+  // second initial velocity, interior nodes); arc length past its limit
+  // point, or before it takes over (B1's shorter table); gaps open.
+  enum Work { KEPT, GONE, LATER };
+  struct Case { const char* what; std::string a, b1, b2; int firstchg = -1; Work work = KEPT; std::string b1log; };
+  auto bar = [](int split, int firstchg, Work w) {
+    const double ts = split / 16.0;
+    return Case{"bar", test::bone_bar_deck(BAR, BarPiece{}), test::bone_bar_deck(BAR, BarPiece{0.0, ts, split, 2}),
+                test::bone_bar_deck(BAR, BarPiece{ts, 1.0, 16 - split, 0, true}), firstchg, w, ""};
+  };
+  const Case cases[] = {
+      bar(2, 0, KEPT), bar(6, 2, KEPT), bar(11, 2, KEPT), bar(6, 2, GONE), bar(6, 2, LATER),
+      {"shell", shell_strip_deck(BarPiece{}), shell_strip_deck(BarPiece{0.0, 0.375, 6, 2}),
+       shell_strip_deck(BarPiece{0.375, 1.0, 10, 0, true}), -1, KEPT, ""},
+      {"dynamic", dynamic_deck(16, false), dynamic_deck(8, false), dynamic_deck(8, true), -1, KEPT, ""},
+      // B1 ends short of the full load, at its last step, and says so.
+      {"riks", riks_deck(3, 2, 38, false), riks_deck(3, 2, 18, false), riks_deck(1, 0, 20, true), -1, KEPT,
+       "\n RIKS CONTROL ENDS AT THE LAST STEP WITH LOAD FACTOR 6.4656E-01.\n"},
+      {"riks takes over", riks_deck(3, 2, 38, false), riks_deck(3, 2, 0, false), riks_deck(1, 0, 38, true), -1, KEPT, ""},
+      {"gap", gap_deck({{0, 0}, {1, 0.01}, {2, 0.005}, {3, -0.005}, {4, -0.015}}, false),
+       gap_deck({{0, 0}, {1, 0.01}, {2, 0.005}}, false), gap_deck({{0, 0.005}, {1, -0.005}, {2, -0.015}}, true), -1,
+       KEPT, "        FREE        6      0\n"},
+  };
+  std::map<std::string, std::array<std::string, 3>> straight;  // A's snapshot, last frame, EXEC.SOL
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.what) + " " + std::to_string(c.b1.size()));
+    std::array<std::string, 3>& a = straight[c.a];
+    if (a[0].empty()) {
+      test::ScratchDir dir;
+      a = {run(c.a), last_frames_body(), test::read_file("EXEC.SOL")};
+    }
     test::ScratchDir dir;
-    good = run(test::bone_bar_deck(BAR, BarPiece{0.0, 0.375, 6, 2}));
+    const std::string b1 = run(c.b1);
+    EXPECT_NE(test::read_file("EXEC.LOG").find(c.b1log), std::string::npos);
+    // Record 2 after the mark's 16 bytes: its length, NSUB, FIRSTCHG.
+    EXPECT_TRUE(c.firstchg < 0 || (int32_at(b1, 20) == (c.firstchg ? 4 : 1) && int32_at(b1, 24) == c.firstchg));
+    std::rename("EXEC.RST2", "EXEC.RST1");
+    if (c.work == GONE) std::remove("EXEC.SOL"), std::remove("EXEC.SHL");
+    if (c.work == LATER) test::write_file("EXEC.SOL", a[2]);
+    EXPECT_TRUE(run(c.b2) == a[0]);
+    EXPECT_NE(test::read_file("EXEC.LOG").find("INITIAL OR RESTART     : RESTART"), std::string::npos);
+    EXPECT_TRUE(last_frames_body() == a[1]);
+    if (c.firstchg < 0) continue;
+    EXPECT_EQ(test::result_frames(), 1u);  // a restart starts its result files anew
+    EXPECT_EQ(test::result_frame(1).SOLID.at(0).STATE, 0);  // let back elastic
+    EXPECT_GT(test::result_frame(1).SOLID.at(0).V[20], 1e-3);  // with its plastic strain
   }
+}
+
+TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
+  const std::string good = [] { test::ScratchDir dir; return run(test::bone_bar_deck(BAR, BarPiece{0.0, 0.375, 6, 2})); }();
   const auto rec = records(good);
   ASSERT_EQ(rec.size(), 3u + BAR.ntet() + 4u);  // mark, head, nodes, elements, EXEC.SHL (empty), EXEC.SOL, arc length, check
   const std::size_t n = rec.size(), mid = n / 2;
@@ -158,6 +194,8 @@ TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
        at(3) + std::to_string(rec[2].second) + " BYTES WHERE THIS JOB EXPECTS"},
       {"other model", good, test::bone_bar_deck(moved, BarPiece{0.375, 1.0, 10, 0, true}),
        at(n) + "THE SNAPSHOT BELONGS TO ANOTHER MODEL"},
+      {"dynamic job", good, deck.substr(0, deck.find("CNTRL") + 8) + "1" + deck.substr(deck.find("CNTRL") + 9),
+       at(2) + "8 BYTES WHERE THIS JOB EXPECTS 16: A SNAPSHOT OF ANOTHER ANALYSIS KIND"},
   };
   for (const Case& c : cases) {
     test::ScratchDir dir;

@@ -51,16 +51,20 @@ TEST(Riks, SnapThroughFollowsTheClosedFormPastBothLimitPoints) {
   const double P = 1.5 * pmax(), top = pmax() / P;
   // ORK from the start, CG with two load-controlled steps before the
   // arc-length steps take over, and the third-party selector: the arc-length
-  // steps run on ORK whatever the deck chose.
-  for (const auto& [solver, first] : {std::pair{-1, 1}, std::pair{0, 3}, std::pair{-2, 1}}) {
+  // steps run on ORK whatever the deck chose. Load control alone (from
+  // step 0) jumps across the unstable branch or gives up: none of its steps
+  // finds a point where the load falls.
+  for (const auto& [solver, first] : {std::pair{-1, 1}, std::pair{0, 3}, std::pair{-2, 1}, std::pair{-1, 0}}) {
     test::ScratchDir dir;
     test::LinkDeck d = test::two_bar(A, H, EA, P);
     d.solver = solver;
     d.riks = first;
     d.arc = 0.1;
-    d.nstep = 150;
+    d.nstep = first ? 150 : 10;
     d.load = {{0.0, 0.0}, {1.0, 1.0}};
-    const std::vector<Point> v = path(d, "##$$ExSv end 1 1\n");
+    const std::vector<Point> v = path(d, first ? "##$$ExSv end 1 1\n" : "##$$ExSv end ");
+    for (const Point& p : v) EXPECT_TRUE(first > 0 || !descending(p.w)) << p.w;
+    if (first == 0) continue;
     ASSERT_GT(v.size(), 20u) << solver;
     double hi = 0.0, lo = 0.0, wprev = 0.0;
     int on_descent = 0;
@@ -79,22 +83,6 @@ TEST(Riks, SnapThroughFollowsTheClosedFormPastBothLimitPoints) {
     EXPECT_GE(v.back().lam, 1.0) << solver;
     EXPECT_GT(on_descent, 5) << solver;
   }
-}
-
-TEST(Riks, LoadControlJumpsAcrossTheUnstableBranch) {
-  test::ScratchDir dir;
-  const double P = 1.5 * pmax();
-  test::LinkDeck d = test::two_bar(A, H, EA, P);
-  d.nstep = 10;
-  d.load = {{0.0, 0.0}, {1.0, 1.0}};
-  const std::vector<Point> v = path(d, "##$$ExSv end ");
-  // Whether it converges on the far side or gives up, no step of load
-  // control finds a point where the load falls.
-  for (const Point& p : v) EXPECT_FALSE(descending(p.w)) << p.w;
-  const std::string log = test::read_file("EXEC.LOG");
-  const bool stopped = log.find("RESIDUAL FORCE DID NOT CONVERGE!") != std::string::npos;
-  const bool jumped = !v.empty() && v.back().w > 0.155;
-  EXPECT_TRUE(stopped || jumped);
 }
 
 namespace {
@@ -166,22 +154,6 @@ TEST(Riks, TrussOfSolidsPassesItsLimitLoad) {
   }
   EXPECT_NEAR(hi, 1.0 / 1.5, 0.005 / 1.5);
   EXPECT_GE(v.back().lam, 1.0);
-}
-
-TEST(Riks, JobEndsAtTheLastStepShortOfTheFullLoadAndSaysSo) {
-  test::ScratchDir dir;
-  test::LinkDeck d = test::two_bar(A, H, EA, 1.5 * pmax());
-  d.riks = 1;
-  d.arc = 0.1;
-  d.nstep = 5;
-  d.load = {{0.0, 0.0}, {1.0, 1.0}};
-  const std::vector<Point> v = path(d, "##$$ExSv end 1 1\n");
-  ASSERT_EQ(v.size(), 5u);  // every arc-length step, by the output interval in steps
-  const std::string log = test::read_file("EXEC.LOG");
-  EXPECT_NE(log.find("\n RIKS CONTROL ENDS AT THE LAST STEP WITH LOAD FACTOR 3.2147E-01.\n"),
-            std::string::npos) << log;
-  EXPECT_NE(log.find("\n   * RIKS LOAD FACTOR =   "), std::string::npos);
-  EXPECT_LT(v.back().lam, 1.0);
 }
 
 TEST(Riks, EnforcedDisplacementsStayWhereLoadControlLeftThem) {

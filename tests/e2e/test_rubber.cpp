@@ -17,18 +17,18 @@ namespace {
 
 constexpr double C1 = 0.5, C2 = 0.1, KB = 1000.0;
 
-std::string rubb(int id, const std::array<int, 4>& n) { return test::solid(id, n).replace(0, 5, "RUBB "); }
-std::string propt_rubber(int id, double c1, double c2, double kb) {
-  return test::card("PROPT00004%10d%10.5f%10.5f%10.3E%10.3E", id, c1, c2, 0.0, kb);
-}
 
-// Nodes, and the elements from FIRST on as rubber with their rows; those
-// before it solid bone of E = 1000.
-std::string mesh(const Box& b, int first = 1, double c1 = C1, double kb = KB) {
+// Nodes, and the elements as rubber with their rows; those with their
+// centroid before x = XBONE solid bone of E = 1000.
+std::string mesh(const Box& b, double xbone = 0.0, double c1 = C1, double kb = KB) {
   std::string s;
   for (int n = 1; n <= b.nnode(); ++n) s += test::node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
-  for (int e = 1; e <= b.ntet(); ++e) s += e < first ? test::solid(e, b.tets[e - 1]) : rubb(e, b.tets[e - 1]);
-  for (int e = 1; e <= b.ntet(); ++e) s += e < first ? test::propt_solid(e, 0.3, 1000.0) : propt_rubber(e, c1, C2, kb);
+  for (int e = 1; e <= b.ntet(); ++e) {
+    double x = 0.0;
+    for (int n : b.tets[e - 1]) x += 0.25 * b.xyz[n - 1].x;
+    s += x < xbone ? test::solid(e, b.tets[e - 1]) + test::propt_solid(e, 0.3, 1000.0)
+                   : test::rubb(e, b.tets[e - 1]) + test::propt_rubber(e, c1, C2, kb);
+  }
   return s;
 }
 
@@ -156,19 +156,10 @@ TEST(RubberJob, RubberLayerOnBoneRunsOnTheDirectSolverToEquilibrium) {
   // near-incompressible one (KB = 1e6 C1) in every solve.
   test::ScratchDir dir;
   const Box b(2, 1, 1, 2.0, 1.0, 1.0);
-  int nsolid = 0;
-  std::string bone_first;  // bone cube first in the element order
-  std::vector<std::array<int, 4>> tets;
-  for (const auto& t : b.tets)
-    if (b.xyz[t[0] - 1].x + b.xyz[t[1] - 1].x + b.xyz[t[2] - 1].x + b.xyz[t[3] - 1].x < 4.0) tets.push_back(t), ++nsolid;
-  for (const auto& t : b.tets)
-    if (b.xyz[t[0] - 1].x + b.xyz[t[1] - 1].x + b.xyz[t[2] - 1].x + b.xyz[t[3] - 1].x >= 4.0) tets.push_back(t);
-  Box sorted = b;
-  sorted.tets = tets;
   int nheld = 0;
   const std::string held = test::hold_free_section(b, nheld);
   const double T = 0.8;
-  const auto r = run(head(b, nsolid, 2) + mesh(sorted, nsolid + 1, C1, 1e6 * C1) + test::ngld(1) + test::nplnk(nheld) +
+  const auto r = run(head(b, 6, 2) + mesh(b, 1.0, C1, 1e6 * C1) + test::ngld(1) + test::nplnk(nheld) +
                      test::end_traction(b, b.LX, T) + held + "END\n");
   ASSERT_TRUE(r.out.ends_with("##$$ExSv end 1 1\n")) << test::read_file("EXEC.LOG");
   const post::Frame f = test::result_frame(2);
@@ -193,8 +184,8 @@ TEST(RubberJob, BadInputStopsWithItsNumberAndWritesNoNumberThatIsNot) {
   std::swap(reversed.tets[2][1], reversed.tets[2][2]);
   struct Case { std::string deck, text, end; };
   const Case cases[] = {
-      {head(b, 0, 1) + mesh(b, 1, -C1) + uniaxial(b, 1.2), "C1 AND C2 MUST NOT BE NEGATIVE", "-2 0"},
-      {head(b, 0, 1) + mesh(b, 1, C1, 0.0) + uniaxial(b, 1.2), "BULK MODULUS MUST BE POSITIVE", "-2 0"},
+      {head(b, 0, 1) + mesh(b, 0.0, -C1) + uniaxial(b, 1.2), "C1 AND C2 MUST NOT BE NEGATIVE", "-2 0"},
+      {head(b, 0, 1) + mesh(b, 0.0, C1, 0.0) + uniaxial(b, 1.2), "BULK MODULUS MUST BE POSITIVE", "-2 0"},
       {head(reversed, 0, 1) + mesh(reversed) + uniaxial(b, 1.2), "ELEMENT VOLUME IS TOO SMALL.", "-3 0"},
       {head(b, 0, 1) + mesh(b) + uniaxial(b, -0.5), "IS TURNED INSIDE OUT AT POINT", "-9 0"},
   };

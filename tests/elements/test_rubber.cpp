@@ -213,18 +213,3 @@ TEST(Rubber, TangentIsTheDerivativeOfForceAndResidualAndCondensationSolvesTheSam
   RUBNODE5(t.m, DU, t.NOD, 1, t.m.UNIT(9));
   for (int i = 0; i < 3; ++i) EXPECT_NEAR(DU(i + 1, 5), d(12 + i), 1e-9 * (1 + std::fabs(d(12 + i)))) << i;
 }
-
-TEST(Rubber, MassIsDiagonalAndSumsToTheElementMass) {
-  base::Arr2<double> XYZ;
-  XYZ.allocate(3, 4);
-  XYZ(1, 2) = XYZ(2, 3) = XYZ(3, 4) = 1.0;  // the unit corner in stored order, 6V = 1
-  const std::int32_t NOD[4] = {1, 2, 3, 4};
-  double cons[25], lump[5];
-  RUBMASS(XYZ, NOD, 3.0, 0, cons);
-  RUBMASS(XYZ, NOD, 3.0, 1, lump);
-  using M5 = Eigen::Matrix<double, 5, 5>;
-  const Eigen::Map<const M5> M(cons);
-  const Eigen::Map<const Eigen::Matrix<double, 5, 1>> L(lump);
-  EXPECT_TRUE(M == M5(L.asDiagonal()));  // the lumped diagonal alone
-  EXPECT_NEAR(M.sum(), 3.0 / 6.0, 1e-15);
-}
