@@ -8,7 +8,7 @@ OSSA_PACKAGES=(
   libeigen3-dev libsuitesparse-dev libopenblas-dev
   python3 python3-meshio
   afl++ clang libomp-dev
-  libgmsh-dev nlohmann-json3-dev libnifti2-dev gnuplot-nox
+  libgmsh-dev nlohmann-json3-dev libnifti2-dev gnuplot-nox libgdcm-dev
 )
 
 ossa_install_deps() {

@@ -18,6 +18,8 @@ base::Unit& logunit(Model& m, int no) { return m.unit(no); }
 
 void LOGLINE(Model& m, std::string_view line) { base::put(logunit(m, m.UNIT(2)), line); }
 
+void LOGFLUSH(Model& m) { base::flush_unit(logunit(m, m.UNIT(2))); }
+
 void LOGMSG(Model& m, std::string_view text) {
   LOGLINE(m, "");
   std::string line(1, ' ');

@@ -10,6 +10,8 @@ namespace ossa::model {
 
 // Writes a line to the log unit.
 void LOGLINE(Model& m, std::string_view line);
+// Hands what the log holds to the file, so that a watcher sees it now.
+void LOGFLUSH(Model& m);
 // A fatal message as routines write it: one empty line, then a blank and the text.
 void LOGMSG(Model& m, std::string_view text);
 

@@ -44,13 +44,14 @@ bool sample(const Volume& v, const V3& q, double& hu) {
     i0[c] = std::min(static_cast<int>(x), std::max(v.N[c] - 2, 0));
     w[c] = v.N[c] > 1 ? x - i0[c] : 0.0;
   }
-  const int i1 = std::min(i0[0] + 1, v.N[0] - 1), j1 = std::min(i0[1] + 1, v.N[1] - 1),
-            k1 = std::min(i0[2] + 1, v.N[2] - 1);
+  // The eight neighbours as steps from the lower corner (0 on a flat axis).
+  const std::size_t nx = static_cast<std::size_t>(v.N[0]), nxy = nx * static_cast<std::size_t>(v.N[1]);
+  const std::size_t di = i0[0] + 1 < v.N[0] ? 1 : 0, dj = i0[1] + 1 < v.N[1] ? nx : 0,
+                    dk = i0[2] + 1 < v.N[2] ? nxy : 0;
+  const float* h = v.HU.data() + (static_cast<std::size_t>(i0[2]) * nxy + static_cast<std::size_t>(i0[1]) * nx + i0[0]);
   auto lerp = [](double a, double b, double t) { return a + (b - a) * t; };
-  const double c00 = lerp(v.at(i0[0], i0[1], i0[2]), v.at(i1, i0[1], i0[2]), w[0]);
-  const double c10 = lerp(v.at(i0[0], j1, i0[2]), v.at(i1, j1, i0[2]), w[0]);
-  const double c01 = lerp(v.at(i0[0], i0[1], k1), v.at(i1, i0[1], k1), w[0]);
-  const double c11 = lerp(v.at(i0[0], j1, k1), v.at(i1, j1, k1), w[0]);
+  const double c00 = lerp(h[0], h[di], w[0]), c10 = lerp(h[dj], h[dj + di], w[0]);
+  const double c01 = lerp(h[dk], h[dk + di], w[0]), c11 = lerp(h[dk + dj], h[dk + dj + di], w[0]);
   hu = lerp(lerp(c00, c10, w[1]), lerp(c01, c11, w[1]), w[2]);
   return true;
 }
@@ -82,15 +83,16 @@ struct ElemOut {
   bool clamped = false;
 };
 
-ElemOut one(const Volume& v, const ToIndex& ti, const Ct& ct, const std::array<V3, 4>& p,
-            const std::vector<V3>& pts) {
+// The samples of the tetrahedron with corners `q` in voxel index space
+// (the map from world to index is affine, so the points map with them).
+ElemOut one(const Volume& v, const Ct& ct, const std::array<V3, 4>& q, const std::vector<V3>& pts) {
   ElemOut r;
   for (const V3& l : pts) {
     const double l1 = 1.0 - l[0] - l[1] - l[2];
     V3 x{};
-    for (int c = 0; c < 3; ++c) x[c] = l1 * p[0][c] + l[0] * p[1][c] + l[1] * p[2][c] + l[2] * p[3][c];
+    for (int c = 0; c < 3; ++c) x[c] = l1 * q[0][c] + l[0] * q[1][c] + l[1] * q[2][c] + l[2] * q[3][c];
     double hu = 0.0;
-    if (!sample(v, ti(x), hu)) {
+    if (!sample(v, x, hu)) {
       ++r.out;
       continue;
     }
@@ -166,9 +168,9 @@ std::string map_moduli(const Volume& v, const Mesh& m, const Ct& ct, std::vector
   std::vector<ElemOut> res(m.TET.size());
 #pragma omp parallel for schedule(static)
   for (long e = 0; e < ne; ++e) {
-    std::array<V3, 4> p{};
-    for (int a = 0; a < 4; ++a) p[a] = m.XYZ[at.at(m.TET[e][a])];
-    res[e] = one(v, ti, ct, p, pts);
+    std::array<V3, 4> q{};
+    for (int a = 0; a < 4; ++a) q[a] = ti(m.XYZ[at.at(m.TET[e][a])]);
+    res[e] = one(v, ct, q, pts);
   }
   out.assign(m.TET.size(), ElemMat{});
   const double efloor = ct.A * std::pow(ct.RHO_MIN, ct.B);

@@ -21,8 +21,11 @@ struct Volume {
 };
 
 // NIfTI-1/2 (.nii, .nii.gz, through libnifti2; sform, else qform, else the
-// voxel sizes) and MetaImage (.mha, .mhd + raw); "" when read.
+// voxel sizes), MetaImage (.mha, .mhd + raw) and DICOM series (through
+// GDCM); each in its own world frame as stored. "" when read.
+// A folder is read as a DICOM series (one series only).
 std::string read_volume(const std::string& path, Volume& v);
+std::string read_dicom(const std::string& dir, Volume& v);
 std::string read_metaimage(const std::string& path, Volume& v);
 std::string write_metaimage(const std::string& path, const Volume& v);  // .mha, float
 

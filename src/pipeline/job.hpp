@@ -31,9 +31,16 @@ struct Ct {
   int SAMPLES = 0;  // sub-divisions per edge for the integration (1, 2, 4, 8); 0 from the voxel size
 };
 
+// A node set the job file defines: the nodes inside a box.
+struct BoxSet {
+  std::string NAME;
+  std::array<double, 3> LO{}, HI{};
+};
+
 struct Job {
   std::string DIR;  // folder of the job file; relative paths start there
   std::string MESH, TITLE = "OSSA-MKDECK MODEL";
+  double MESH_SIZE = 0.0;  // tetrahedron size when the mesh is a surface; 0: its mean edge
   bool GEOMETRIC = false, MATERIAL = false;
   int STEPS = 1, ITERATIONS = 20;
   double TOLERANCE = 0.001, CGTOL = 1.0e-8, MEMORY = 4000.0;
@@ -44,6 +51,7 @@ struct Job {
   bool HAS_CT = false;
   double SHELL_T = 0.0, SHELL_E = 0.0;  // thickness > 0: triangles become shells of this modulus
   Ct CT;
+  std::vector<BoxSet> SETS;
   std::vector<Fix> FIXED;
   std::vector<Load> LOADS;
 };
@@ -53,6 +61,9 @@ std::string read_job(const std::string& path, Job& j);
 
 // A path of the job file, resolved against its folder.
 std::string job_path(const Job& j, const std::string& p);
+
+// The mesh the job names, with the job's own sets added.
+std::string read_job_mesh(const Job& j, Mesh& m);
 
 // Per element: modulus and density.
 struct ElemMat {

@@ -121,12 +121,28 @@ std::string read_shell(const json& o, Job& j) {
   return "";
 }
 
+std::string read_box_sets(const json& o, Job& j) {
+  if (!o.contains("sets")) return "";
+  if (!o.at("sets").is_object()) return "sets must be an object of named boxes";
+  for (const auto& [name, s] : o.at("sets").items()) {
+    if (std::string e = keys(s, "set '" + name + "'", {"box"}); !e.empty()) return e;
+    const auto b = s.at("box").get<std::vector<double>>();
+    if (b.size() != 6 || !(b[0] <= b[3] && b[1] <= b[4] && b[2] <= b[5]))
+      return "set '" + name + "': box needs [xmin, ymin, zmin, xmax, ymax, zmax]";
+    j.SETS.push_back({name, {b[0], b[1], b[2]}, {b[3], b[4], b[5]}});
+  }
+  return "";
+}
+
 std::string read_all(const json& o, Job& j) {
-  std::string err = keys(o, "the job file",
-                         {"mesh", "title", "analysis", "solver", "output", "material", "ct", "shell", "fixed", "loads"});
+  std::string err = keys(o, "the job file", {"mesh", "mesh_size", "sets", "title", "analysis", "solver", "output",
+                                             "material", "ct", "shell", "fixed", "loads"});
   if (!err.empty()) return err;
   if (!o.contains("mesh")) return "no mesh named";
   j.MESH = o.at("mesh").get<std::string>();
+  get(o, "mesh_size", j.MESH_SIZE);
+  if (!(j.MESH_SIZE >= 0.0)) return "mesh_size must be positive (or 0: the surface's mean edge)";
+  if (err = read_box_sets(o, j); !err.empty()) return err;
   get(o, "title", j.TITLE);
   get(o, "output", j.OUTPUT);
   if (j.OUTPUT < 1 || j.OUTPUT > 99999) return "output must be 1..99999 (steps between result frames)";
@@ -151,6 +167,13 @@ std::string read_job(const std::string& path, Job& j) {
   } catch (const std::exception& e) {
     return path + ": " + e.what();
   }
+}
+
+std::string read_job_mesh(const Job& j, Mesh& m) {
+  std::string err = read_mesh(job_path(j, j.MESH), m, j.MESH_SIZE);
+  for (const auto& b : j.SETS)
+    if (err.empty()) err = add_box_set(m, b.NAME, b.LO, b.HI);
+  return err;
 }
 
 std::string job_path(const Job& j, const std::string& p) {

@@ -10,11 +10,27 @@
 
 namespace ossa::pipeline {
 
-std::string read_mesh(const std::string& path, Mesh& m) {
+std::string read_mesh(const std::string& path, Mesh& m, double size) {
   if (!std::filesystem::is_regular_file(path)) return "cannot open " + path;
   std::string ext = std::filesystem::path(path).extension().string();
   for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return ext == ".inp" ? read_inp(path, m) : read_msh(path, m);
+  if (ext == ".inp") return read_inp(path, m);
+  if (ext == ".vtu") return read_vtu(path, m);
+  return ext == ".stl" ? mesh_surface(path, size, m) : read_msh(path, m);
+}
+
+std::string add_box_set(Mesh& m, const std::string& name, const std::array<double, 3>& lo,
+                        const std::array<double, 3>& hi) {
+  std::string key = name;
+  for (char& c : key) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (m.NSET.count(key) || m.ELSET.count(key)) return "set '" + name + "' is named both in the mesh and the job file";
+  auto& s = m.NSET[key];
+  for (std::size_t i = 0; i < m.XYZ.size(); ++i) {
+    bool in = true;
+    for (int c = 0; c < 3; ++c) in = in && m.XYZ[i][c] >= lo[c] && m.XYZ[i][c] <= hi[c];
+    if (in) s.push_back(m.NODEID[i]);
+  }
+  return "";
 }
 
 namespace {

@@ -24,7 +24,15 @@ struct Mesh {
 // Readers: "" when read, else the reason, naming the file, line or type.
 std::string read_inp(const std::string& path, Mesh& m);
 std::string read_msh(const std::string& path, Mesh& m);  // any format the Gmsh SDK reads
-std::string read_mesh(const std::string& path, Mesh& m);  // by extension
+std::string read_vtu(const std::string& path, Mesh& m);  // VTK XML unstructured grid
+// A closed triangulated surface (STL) filled with tetrahedra of about
+// `size` (0: the surface's mean edge length); an open one is refused.
+std::string mesh_surface(const std::string& path, double size, Mesh& m);
+std::string read_mesh(const std::string& path, Mesh& m, double size = 0.0);  // by extension
+
+// A node set of the nodes within the box lo..hi (bounds included).
+std::string add_box_set(Mesh& m, const std::string& name, const std::array<double, 3>& lo,
+                        const std::array<double, 3>& hi);
 
 // Checks numbers and references, then orients every tetrahedron so that
 // (p2-p1) x (p3-p1) . (p4-p1) > 0 (the convention of Gmsh and Abaqus).

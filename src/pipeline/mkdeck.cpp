@@ -20,8 +20,10 @@ mesh and settings a JSON job file names. Paths in the job file are taken
 relative to its folder.
 
 Meshes: Abaqus/CalculiX .inp (*NODE, *ELEMENT TYPE=C3D4 or S3, *NSET, *ELSET,
-GENERATE); every other extension (.msh 2.2/4.x, .vtk, .unv...) through the
-Gmsh SDK, whose physical groups become sets under their names. Tetrahedra
+GENERATE); a closed surface .stl (a segmentation), filled with tetrahedra
+of size "mesh_size" (default: the surface's mean edge); every other
+extension (.msh 2.2/4.x, .vtk, .unv...) through the Gmsh SDK, whose
+physical groups become sets under their names. Tetrahedra
 are oriented (those reordered are counted); second-order and other element
 types are refused by name. Triangles serve as sets only, unless a "shell"
 block makes them shell elements.
@@ -29,6 +31,8 @@ block makes them shell elements.
 Job file:
   {
     "mesh": "femur.msh",                 required
+    "mesh_size": 2.0,                    for a surface mesh (.stl)
+    "sets": {"DISTAL": {"box": [-50, -50, -1, 50, 50, 5]}},   node sets by box
     "title": "LEFT FEMUR, STANCE",
     "analysis": {"geometric": false, "material": false, "steps": 4,
                  "iterations": 20, "tolerance": 0.001},
@@ -36,7 +40,7 @@ Job file:
     "output": 1,                         steps between result frames
     "material": {"E": 17000, "nu": 0.3, "bone": false},
     "shell": {"thickness": 0.5, "E": 17000},   optional: triangles as shells
-    "ct": {"volume": "ct.nii.gz",        .nii, .nii.gz, .mha, .mhd
+    "ct": {"volume": "ct.nii.gz",        .nii, .nii.gz, .mha, .mhd, DICOM folder
            "slope": 0.0008, "intercept": 0.0,   rho = slope HU + intercept (g/cm3)
            "a": 6850, "b": 1.49,         E = a rho^b (MPa), default femoral neck
            "rho_min": 0.01, "bins": 0, "samples": 0},
@@ -47,7 +51,8 @@ With "ct", each tetrahedron gets the mean of E over points filling it evenly
 (samples: sub-divisions per edge, 1, 2, 4 or 8, giving 1 to 512 points; 0
 picks about one per voxel) and "material.E" is not used. The mesh must lie
 in the volume's world frame (NIfTI: its sform, else qform; MetaImage: Offset,
-TransformMatrix, ElementSpacing). Elements off the volume get rho_min, and
+TransformMatrix, ElementSpacing; DICOM: the patient frame of Image Position
+and Orientation, Pixel Spacing and the slices' step; one series per folder). Elements off the volume get rho_min, and
 are reported, as are densities below rho_min, raised to it.
 "bins" > 0 groups the moduli into that many classes. "bone": true writes bone
 rows (strength from the modulus); a material nonlinear analysis needs it.
@@ -87,7 +92,7 @@ int run(const std::string& jobfile, const std::string& deck) {
   Job j;
   if (std::string e = read_job(jobfile, j); !e.empty()) return refuse(e);
   Mesh m;
-  if (std::string e = read_mesh(job_path(j, j.MESH), m); !e.empty()) return refuse(e);
+  if (std::string e = read_job_mesh(j, m); !e.empty()) return refuse(e);
   long flipped = 0;
   if (std::string e = check_and_orient(m, flipped); !e.empty()) return refuse(j.MESH + ": " + e);
   std::printf("ossa-mkdeck: %zu nodes, %zu tetrahedra, %zu triangles (%s), %ld points/lines skipped\n",

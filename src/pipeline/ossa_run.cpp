@@ -1,9 +1,11 @@
 // ossa-run: runs ossa in a job directory and watches it. Exit status 0 only
 // for a normal end; 1 for an error stop; 3 when ossa ended without its end
 // line (killed, crashed); 2 for bad arguments.
+#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstring>
@@ -46,12 +48,13 @@ std::string quote(const std::string& s) {
 }
 
 // Reads what the log has gained since `pos` and prints the step headings
-// and the iteration rows of the residual table.
-void tail_log(const std::string& log, std::streamoff& pos, bool tty) {
+// and the iteration rows of the residual table; true when it printed.
+bool tail_log(const std::string& log, std::streamoff& pos, bool tty) {
   std::ifstream in(log);
-  if (!in) return;
+  if (!in) return false;
   in.seekg(pos);
   std::string line;
+  bool shown = false;
   while (std::getline(in, line)) {
     if (in.eof()) break;  // a line not finished yet: read it next time
     pos = in.tellg();
@@ -62,7 +65,9 @@ void tail_log(const std::string& log, std::streamoff& pos, bool tty) {
     const bool row = std::sscanf(line.c_str(), " %d %c", &it, &rest) == 2 && (rest == '-' || (rest >= '0' && rest <= '9')) &&
                      line.find("E") != std::string::npos && line.size() > 60;
     if (step || head || row) std::printf("%s%s\n", tty ? "\r\033[K" : "", line.c_str());
+    shown = shown || step || head || row;
   }
+  return shown;
 }
 
 void bar(int pct) {
@@ -109,19 +114,36 @@ int watch(const std::string& dir) {
   std::streamoff pos = 0;
   int no1 = 0, no2 = 0, pct = 0;
   bool ended = false;
-  char buf[4096];
-  while (std::fgets(buf, sizeof buf, p)) {
-    if (std::sscanf(buf, "##$$ExSv proc %d", &pct) == 1) {
+  auto take = [&](const std::string& line) {
+    if (std::sscanf(line.c_str(), "##$$ExSv proc %d", &pct) == 1) {
       tail_log(log, pos, tty);
       if (tty) bar(pct);
       else std::printf("progress %d %%\n", pct);
-    } else if (std::sscanf(buf, "##$$ExSv end %d %d", &no1, &no2) == 2) {
+    } else if (std::sscanf(line.c_str(), "##$$ExSv end %d %d", &no1, &no2) == 2) {
       ended = true;
     } else {
-      std::printf("%s%s", tty ? "\r\033[K" : "", buf);
+      std::printf("%s%s", tty ? "\r\033[K" : "", line.c_str());
     }
     std::fflush(stdout);
+  };
+  // ossa's own lines as they come; between them, every half second, the
+  // rows the log has gained within a long step.
+  std::string acc;
+  char buf[4096];
+  for (;;) {
+    pollfd pf{fileno(p), POLLIN, 0};
+    const int ready = poll(&pf, 1, 500);
+    if (ready == 0 || (ready < 0 && errno == EINTR)) {
+      if (tail_log(log, pos, tty) && tty) bar(pct);
+      std::fflush(stdout);
+      continue;
+    }
+    const ssize_t n = ready < 0 ? -1 : read(pf.fd, buf, sizeof buf);
+    if (n <= 0) break;
+    acc.append(buf, static_cast<std::size_t>(n));
+    for (std::size_t nl; (nl = acc.find('\n')) != std::string::npos; acc.erase(0, nl + 1)) take(acc.substr(0, nl + 1));
   }
+  if (!acc.empty()) take(acc + "\n");
   const int st = pclose(p);
   tail_log(log, pos, tty);
   if (tty) std::printf("\n");

@@ -195,6 +195,7 @@ std::string read_metaimage(const std::string& path, Volume& v) {
 }
 
 std::string read_volume(const std::string& path, Volume& v) {
+  if (std::filesystem::is_directory(path)) return read_dicom(path, v);
   if (!std::filesystem::is_regular_file(path)) return "cannot open " + path;
   const std::string p = path;
   auto ends = [&](const char* s) { const std::string e(s); return p.size() >= e.size() && p.compare(p.size() - e.size(), e.size(), e) == 0; };
@@ -203,7 +204,7 @@ std::string read_volume(const std::string& path, Volume& v) {
     const std::string err = read_nifti(path, v);
     return err.empty() ? "" : path + ": " + err;
   }
-  return path + ": unknown volume format (NIfTI .nii/.nii.gz or MetaImage .mha/.mhd)";
+  return path + ": unknown volume format (NIfTI .nii/.nii.gz, MetaImage .mha/.mhd, or a folder of a DICOM series)";
 }
 
 std::string write_metaimage(const std::string& path, const Volume& v) {

@@ -133,6 +133,7 @@ void log_rows(Model& m, int ITC, int FIRST, int STEP, int ISUB, double TIME, dou
                       fI(r.RFCDIR, 1) + fPE(r.RELM, 12, 4) + fPE(r.RESNRM, 12, 4) +
                       fPE(r.RHVNRM, 12, 4) + fPE(r.RELN, 12, 4) + fPE(TSOLVE, 12, 4) +
                       (cg ? fI(m.CG.NITS, 10) : std::string()));
+  model::LOGFLUSH(m);  // ossa-run tails the rows while the job goes on
 }
 
 }  // namespace

@@ -1,11 +1,18 @@
 // Moduli from CT grey values: a constant volume gives the power law's
 // value, a linear ramp gives each element its exact mean (b = 1 exactly,
 // b = 2 to a sampling error that falls as the sub-division grows), a
-// rotated, anisotropic volume read back from MetaImage and NIfTI gives the
-// same, and elements off the volume or below the density floor are counted.
+// rotated, anisotropic volume read back from MetaImage, NIfTI and a DICOM
+// series gives the same, and elements off the volume or below the density
+// floor are counted.
 #include <gtest/gtest.h>
 
+#include <gdcmAttribute.h>
+#include <gdcmImageWriter.h>
+#include <gdcmTrace.h>
 #include <nifti2_io.h>
+
+#include <filesystem>
+#include <numeric>
 
 #include <cmath>
 
@@ -59,46 +66,43 @@ Volume volume(Field f, std::array<double, 3> h, double rz = 0.0, double rx = 0.0
   return v;
 }
 
-// The mean of (s f + i)^b over a tetrahedron for linear f, b = 1 or 2, from
-// the corner values: the mean of a product of linear functions.
-double exact_mean(const Mesh& m, std::size_t e, Field f, const Ct& ct) {
+// The mean of (s f + i)^b over a tetrahedron for linear f, b = 1 or 2 (or
+// any b for a constant f), from the corner values: the mean of a product
+// of linear functions; and the mean density, that of (s f + i).
+std::pair<double, double> exact_mean(const Mesh& m, std::size_t e, Field f, const Ct& ct) {
   double g[4];
   for (int a = 0; a < 4; ++a) {
     const auto it = std::find(m.NODEID.begin(), m.NODEID.end(), m.TET[e][a]);
     const auto& p = m.XYZ[static_cast<std::size_t>(it - m.NODEID.begin())];
     g[a] = ct.SLOPE * f(p[0], p[1], p[2]) + ct.INTERCEPT;
   }
-  if (ct.B == 1.0) return ct.A * (g[0] + g[1] + g[2] + g[3]) / 4.0;
+  const double rho = (g[0] + g[1] + g[2] + g[3]) / 4.0;
+  if (ct.B == 1.0) return {ct.A * rho, rho};
+  if (g[0] == g[1] && g[0] == g[2] && g[0] == g[3]) return {ct.A * std::pow(rho, ct.B), rho};
   double sq = 0.0, cross = 0.0;
   for (int a = 0; a < 4; ++a) {
     sq += g[a] * g[a];
     for (int b = a + 1; b < 4; ++b) cross += g[a] * g[b];
   }
-  return ct.A * (sq + cross) / 10.0;
+  return {ct.A * (sq + cross) / 10.0, rho};
 }
 
+// The largest relative error of the elements' moduli and densities.
 double worst(const Mesh& m, const Volume& v, Field f, const Ct& ct) {
   std::vector<ElemMat> out;
   MapReport r;
   EXPECT_EQ(map_moduli(v, m, ct, out, r), "");
   EXPECT_EQ(r.OUTSIDE + r.PARTLY + r.CLAMPED, 0);
+  EXPECT_EQ(std::accumulate(r.HIST.begin(), r.HIST.end(), 0L), static_cast<long>(m.TET.size()));
   double w = 0.0;
   for (std::size_t e = 0; e < out.size(); ++e) {
-    const double ex = exact_mean(m, e, f, ct);
-    w = std::max(w, std::fabs(out[e].E - ex) / ex);
+    const auto [E, rho] = exact_mean(m, e, f, ct);
+    w = std::max({w, std::fabs(out[e].E - E) / E, std::fabs(out[e].RHO - rho) / rho});
   }
   return w;
 }
 
-Ct calib(double b, int samples) {
-  Ct ct;
-  ct.SLOPE = 0.001;
-  ct.INTERCEPT = 0.2;
-  ct.A = 6850.0;
-  ct.B = b;
-  ct.SAMPLES = samples;
-  return ct;
-}
+Ct calib(double b, int samples) { return Ct{"", 0.001, 0.2, 6850.0, b, 0.01, 0, samples}; }  // slope, intercept, a, b, rho_min
 
 // Writes the volume as NIfTI with its sform.
 void write_nifti(const std::string& path, const Volume& v) {
@@ -115,24 +119,48 @@ void write_nifti(const std::string& path, const Volume& v) {
   nifti_image_free(nim);
 }
 
-}  // namespace
-
-TEST(CtMapping, ConstantVolumeGivesThePowerLawEverywhere) {
-  const Mesh m = bar();
-  const Volume v = volume([](double, double, double) { return 1000.0; }, {0.25, 0.25, 0.25});
-  std::vector<ElemMat> out;
-  MapReport r;
-  ASSERT_EQ(map_moduli(v, m, calib(1.49, 0), out, r), "");
-  const double E = 6850.0 * std::pow(1.2, 1.49);
-  for (const ElemMat& x : out) {
-    EXPECT_NEAR(x.E, E, 1e-9 * E);
-    EXPECT_NEAR(x.RHO, 1.2, 1e-12);
+// Writes the volume as a CT series of 16-bit slices (HU = 0.04 grey + 315,
+// grey rounded) through GDCM, slice
+// k into `dir`/uid-k.dcm, the slices' order shuffled on disk.
+void write_dicom(const std::string& dir, const Volume& v, const std::string& uid) {
+  std::filesystem::create_directories(dir);
+  gdcm::Trace::WarningOff();
+  const std::size_t nxy = static_cast<std::size_t>(v.N[0]) * v.N[1];
+  const double h[2] = {std::hypot(v.AXES[0][0], v.AXES[1][0], v.AXES[2][0]), std::hypot(v.AXES[0][1], v.AXES[1][1], v.AXES[2][1])};
+  const double dc[6] = {v.AXES[0][0] / h[0], v.AXES[1][0] / h[0], v.AXES[2][0] / h[0],
+                        v.AXES[0][1] / h[1], v.AXES[1][1] / h[1], v.AXES[2][1] / h[1]};
+  for (int k = 0; k < v.N[2]; ++k) {
+    gdcm::ImageWriter w;
+    gdcm::Image& im = w.GetImage();
+    im.SetNumberOfDimensions(2);
+    for (int c = 0; c < 2; ++c) im.SetDimension(c, v.N[c]), im.SetSpacing(c, h[c]);
+    for (int r = 0; r < 3; ++r) im.SetOrigin(r, v.ORIGIN[r] + v.AXES[r][2] * k);
+    im.SetDirectionCosines(dc);
+    im.SetPixelFormat(gdcm::PixelFormat::INT16);
+    im.SetPhotometricInterpretation(gdcm::PhotometricInterpretation::MONOCHROME2);
+    im.SetSlope(0.04);
+    im.SetIntercept(315.0);
+    std::vector<std::int16_t> px(nxy);
+    for (std::size_t i = 0; i < nxy; ++i) px[i] = static_cast<std::int16_t>(std::clamp(std::lround((v.HU[k * nxy + i] - 315.0) / 0.04), -32767L, 32767L));
+    gdcm::DataElement pd(gdcm::Tag(0x7fe0, 0x0010));
+    pd.SetByteValue(reinterpret_cast<const char*>(px.data()), static_cast<uint32_t>(2 * nxy));
+    im.SetDataElement(pd);
+    gdcm::DataSet& ds = w.GetFile().GetDataSet();
+    gdcm::Attribute<0x0008, 0x0016> sop{gdcm::MediaStorage::GetMSString(gdcm::MediaStorage::CTImageStorage)};
+    gdcm::Attribute<0x0020, 0x000e> series{uid.c_str()};
+    ds.Insert(sop.GetAsDataElement());
+    ds.Insert(series.GetAsDataElement());
+    w.SetFileName((dir + "/" + uid + "-" + std::to_string((k * 7) % v.N[2]) + ".dcm").c_str());
+    ASSERT_TRUE(w.Write());
   }
-  EXPECT_EQ(r.HIST[0], static_cast<long>(m.TET.size()));
 }
 
-TEST(CtMapping, LinearRampGivesTheElementMeanAndSamplingConverges) {
+}  // namespace
+
+TEST(CtMapping, ConstantAndLinearVolumesGiveTheElementMeanAndSamplingConverges) {
   const Mesh m = bar();
+  const Field flat = [](double, double, double) { return 1000.0; };  // the power law's value everywhere
+  EXPECT_LT(worst(m, volume(flat, {0.25, 0.25, 0.25}), flat, calib(1.49, 0)), 1e-12);
   const Volume v = volume(ramp, {0.1, 0.1, 0.1});
   EXPECT_LT(worst(m, v, ramp, calib(1.0, 1)), 1e-6);  // a linear law is exact at one sample
   const double e2 = worst(m, v, ramp, calib(2.0, 2)), e8 = worst(m, v, ramp, calib(2.0, 8));
@@ -146,13 +174,17 @@ TEST(CtMapping, RotatedAnisotropicVolumeIsReadInWorldCoordinates) {
   const Volume v = volume(ramp, {0.07, 0.11, 0.05}, 0.5, 0.35);
   ASSERT_EQ(write_metaimage("v.mha", v), "");
   write_nifti("v.nii.gz", v);
-  for (const char* f : {"v.mha", "v.nii.gz"}) {
+  write_dicom("dcm", v, "1.2.826.0.1.3680043.2.1125.1");
+  // DICOM rounds the grey values to 0.04 HU, hence its looser bound.
+  for (const auto& [f, tol] : {std::pair{"v.mha", 1e-5}, {"v.nii.gz", 1e-5}, {"dcm", 2e-4}}) {
     Volume back;
     ASSERT_EQ(read_volume(f, back), "") << f;
-    EXPECT_LT(worst(m, back, ramp, calib(1.0, 3)), 1e-5) << f;
+    EXPECT_LT(worst(m, back, ramp, calib(1.0, 3)), tol) << f;
   }
+  write_dicom("dcm", volume(ramp, {0.5, 0.5, 0.5}), "1.2.826.0.1.3680043.2.1125.2");
   Volume none;
-  EXPECT_NE(read_volume("none.mha", none).find("cannot open"), std::string::npos);
+  for (const auto& [path, says] : {std::pair{"none.mha", "cannot open"}, {"dcm", "2 series in one folder"}, {".", "no DICOM series"}})
+    EXPECT_NE(read_volume(path, none).find(says), std::string::npos) << path;
 }
 
 TEST(CtMapping, ElementsOffTheVolumeAndBelowTheFloorAreCounted) {

@@ -1,12 +1,14 @@
-// ossa-mkdeck as users meet it: one mesh written by Gmsh in three formats
-// gives one deck; tetrahedra come out positively oriented whatever the file
-// says; unsupported or inconsistent input is refused by name; and the deck
+// ossa-mkdeck as users meet it: one mesh written by Gmsh and meshio in six
+// files gives one deck; a closed surface fills with tetrahedra of its
+// volume; tetrahedra come out positively oriented whatever the file says;
+// unsupported or inconsistent input is refused by name; and the deck
 // of a clamped bar under an end force solves to F L / (E A), watched by
 // ossa-run and plotted by ossa-results.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <sstream>
 
 #include "pipeline/job.hpp"
@@ -36,17 +38,17 @@ std::string deck_of(const std::string& job_text, std::string& err, long* flipped
   Mesh m;
   long fl = 0;
   err = read_job("job.json", j);
-  if (err.empty()) err = read_mesh(job_path(j, j.MESH), m);
+  if (err.empty()) err = read_job_mesh(j, m);
   if (err.empty()) err = check_and_orient(m, fl);
   if (flipped) *flipped = fl;
   if (!err.empty()) return "";
-  std::FILE* f = std::tmpfile();
+  char* buf = nullptr;
+  std::size_t len = 0;
+  std::FILE* f = open_memstream(&buf, &len);
   err = write_deck(f, m, j, std::vector<ElemMat>(m.TET.size(), ElemMat{j.E, 0.0}));
-  std::string s(static_cast<std::size_t>(std::ftell(f)), '\0');
-  std::rewind(f);
-  const std::size_t got = std::fread(s.data(), 1, s.size(), f);
   std::fclose(f);
-  s.resize(got);
+  const std::string s(buf, len);
+  std::free(buf);
   return s;
 }
 
@@ -66,19 +68,62 @@ std::string one_tet(const char* order, const char* type = "C3D4") {
          ", ELSET=ALL\n1, " + order + "\n*NSET, NSET=BASE\n1, 2, 3\n*NSET, NSET=TOP\n4\n";
 }
 
+// det(p1 - p4, p2 - p4, p3 - p4) of each solid card, six times the volume
+// the solid's own node order gives.
+std::vector<double> solid_volumes(const std::string& deck) {
+  std::map<long, std::array<double, 3>> p;
+  for (const auto& n : cards(deck, "NODE "))
+    p[static_cast<long>(field(n, 6, 10))] = {field(n, 16, 15), field(n, 31, 15), field(n, 46, 15)};
+  std::vector<double> v6;
+  for (const auto& s : cards(deck, "SOLID")) {
+    std::array<std::array<double, 3>, 3> d{};
+    for (int a = 0; a < 3; ++a)
+      for (int k = 0; k < 3; ++k)
+        d[a][k] = p[static_cast<long>(field(s, 16 + 10 * a, 10))][k] - p[static_cast<long>(field(s, 46, 10))][k];
+    v6.push_back(d[0][0] * (d[1][1] * d[2][2] - d[1][2] * d[2][1]) - d[0][1] * (d[1][0] * d[2][2] - d[1][2] * d[2][0]) +
+                 d[0][2] * (d[1][0] * d[2][1] - d[1][1] * d[2][0]));
+  }
+  return v6;
+}
+
+// The box [0,2] x [0,1] x [0,1] as an ASCII STL of its first `n` facets.
+std::string box_stl(int n) {
+  const int F[12][3] = {{0, 2, 1}, {1, 2, 3}, {4, 5, 6}, {5, 7, 6}, {0, 1, 4}, {1, 5, 4},
+                        {2, 6, 3}, {3, 6, 7}, {0, 4, 2}, {2, 4, 6}, {1, 3, 5}, {3, 7, 5}};
+  std::string s = "solid box\n";
+  for (int f = 0; f < n; ++f) {
+    s += "facet normal 0 0 0\nouter loop\n";
+    for (int c : F[f])
+      s += "vertex " + std::to_string(2 * (c & 1)) + " " + std::to_string((c >> 1) & 1) + " " + std::to_string(c >> 2) + "\n";
+    s += "endloop\nendfacet\n";
+  }
+  return s + "endsolid box\n";
+}
+
+// The text of `file` with the first `from` replaced by `to`.
+std::string edited(const std::string& file, const std::string& from, const std::string& to) {
+  std::string t = test::read_file(file);
+  return t.replace(t.find(from), from.size(), to);
+}
+
 const std::string TET_JOB = R"({"mesh": "t.inp", "material": {"E": 100}, "fixed": [{"set": "base", "dofs": "111"}],
   "loads": [{"set": "top", "total": [0, 0, 1]}]})";
 
 }  // namespace
 
-TEST(Mkdeck, GmshInpAndMshGiveOneDeckWithTheSetsOnTheirCards) {
+TEST(Mkdeck, EveryFormatGivesOneDeckWithTheSetsOnTheirCardsAndASurfaceFills) {
   test::ScratchDir dir;
+  // VTU has no sets: the job file draws them as boxes around the two faces.
+  const std::string boxes = R"("sets": {"fixed": {"box": [-1e-6, -1, -1, 1e-6, 2, 2]},
+                                        "loaded": {"box": [1.999999, -1, -1, 2.1, 2, 2]}}, )";
   std::string err;
   const std::string inp = deck_of(bar_job(DATA + "box.inp"), err);
   ASSERT_EQ(err, "");
-  for (const char* f : {"box22.msh", "box41.msh"}) {
-    EXPECT_EQ(deck_of(bar_job(DATA + f), err), inp) << f;
-    EXPECT_EQ(err, "") << f;
+  const struct { const char* file; std::string extra; } CASES[] = {
+      {"box22.msh", ""}, {"box41.msh", ""}, {"box.vtu", boxes}, {"boxb.vtu", boxes}, {"boxr.vtu", boxes}};
+  for (const auto& c : CASES) {
+    EXPECT_EQ(deck_of(bar_job(DATA + c.file, c.extra), err), inp) << c.file;
+    EXPECT_EQ(err, "") << c.file;
   }
   // Every held node lies on x = 0, every loaded one on x = 2, and the
   // forces add up to the total.
@@ -98,6 +143,13 @@ TEST(Mkdeck, GmshInpAndMshGiveOneDeckWithTheSetsOnTheirCards) {
   EXPECT_NEAR(fx, 100.0, 1e-4);
   EXPECT_EQ(cards(inp, "SOLID").size(), cards(inp, "PROPT").size());
   EXPECT_EQ(field(cards(inp, "CNTEL")[0], 6, 10), static_cast<double>(cards(inp, "SOLID").size()));
+  // A segmentation of the box, a closed STL, fills with tetrahedra of its
+  // volume (flat faces: to round-off).
+  test::write_file("s.stl", box_stl(12));
+  double v = 0.0;
+  for (double v6 : solid_volumes(deck_of(bar_job("s.stl", R"("mesh_size": 0.25, )" + boxes), err))) v += v6 / 6.0;
+  EXPECT_EQ(err, "");
+  EXPECT_NEAR(v, 2.0, 1e-9);
 }
 
 TEST(Mkdeck, TetrahedraLeaveInTheSolidCardOrderWhateverTheFileSays) {
@@ -108,21 +160,10 @@ TEST(Mkdeck, TetrahedraLeaveInTheSolidCardOrderWhateverTheFileSays) {
     test::write_file("t.inp", one_tet(c.order));
     std::string err;
     long flipped = -1;
-    const std::string deck = deck_of(TET_JOB, err, &flipped);
+    const auto v6 = solid_volumes(deck_of(TET_JOB, err, &flipped));
     ASSERT_EQ(err, "") << c.order;
     EXPECT_EQ(flipped, c.flipped) << c.order;
-    // The solid card wants det(p1 - p4, p2 - p4, p3 - p4) > 0.
-    std::map<long, std::array<double, 3>> p;
-    for (const auto& n : cards(deck, "NODE "))
-      p[static_cast<long>(field(n, 6, 10))] = {field(n, 16, 15), field(n, 31, 15), field(n, 46, 15)};
-    const std::string s = cards(deck, "SOLID")[0];
-    std::array<std::array<double, 3>, 3> d{};
-    for (int a = 0; a < 3; ++a)
-      for (int k = 0; k < 3; ++k)
-        d[a][k] = p[static_cast<long>(field(s, 16 + 10 * a, 10))][k] - p[static_cast<long>(field(s, 46, 10))][k];
-    const double det = d[0][0] * (d[1][1] * d[2][2] - d[1][2] * d[2][1]) -
-                       d[0][1] * (d[1][0] * d[2][2] - d[1][2] * d[2][0]) + d[0][2] * (d[1][0] * d[2][1] - d[1][1] * d[2][0]);
-    EXPECT_GT(det, 0.0) << c.order;
+    EXPECT_NEAR(v6.at(0), 1.0, 1e-6) << c.order;
   }
 }
 
@@ -148,6 +189,9 @@ TEST(Mkdeck, UnsupportedOrInconsistentInputIsRefusedByName) {
       {"t.inp", one_tet("1, 2, 3, 4"), R"({"mesh": "t.inp", "material": {"E": 1}, "solver": "lu", "fixed": [{"set": "base"}], "loads": [{"set": "top", "total": [0,0,1]}]})", "solver 'lu'"},
       {"t.inp", one_tet("1, 2, x, 4"), TET_JOB, "t.inp:7: a field is not a number"},
       {"t.inp", one_tet("1, 2, 3e20, 4"), TET_JOB, "t.inp:7: a node or element number is not"},
+      {"t.stl", box_stl(11), R"({"mesh": "t.stl", "material": {"E": 1}, "fixed": [{"set": "a"}], "loads": [{"set": "a", "total": [0,0,1]}]})", "not closed"},
+      {"t.vtu", edited(DATA + "box.vtu", "ascii\">\n5", "ascii\">\n9"), R"({"mesh": "t.vtu", "material": {"E": 1}, "fixed": [{"set": "a"}], "loads": [{"set": "a", "total": [0,0,1]}]})", "quadrilateral (VTK type 9, cell 1)"},
+      {"t.vtu", edited(DATA + "box.vtu", "byte_order", "compressor=\"vtkZLibDataCompressor\" byte_order"), R"({"mesh": "t.vtu", "material": {"E": 1}, "fixed": [{"set": "a"}], "loads": [{"set": "a", "total": [0,0,1]}]})", "Compressor Type None"},
   };
   for (const auto& c : CASES) {
     test::write_file(c.mesh, c.text);
@@ -172,28 +216,8 @@ TEST(Mkdeck, TrianglesBecomeShellsWhenAThicknessIsGiven) {
   const auto r = test::run_program("ossa-run", "", 60);
   ASSERT_EQ(r.status, 0) << r.out << test::read_file("EXEC.LOG");
   const auto f = test::result_frame(test::result_frames());
-  int seen = 0;
-  for (const auto& d : f.DISP) {
-    if (d.ID != 3 && d.ID != 6) continue;
-    EXPECT_NEAR(d.V[0], 0.2, 1e-5) << d.ID;
-    ++seen;
-  }
-  EXPECT_EQ(seen, 2);
-}
-
-// ossa-run's status: an error stop and a missing deck are failures.
-TEST(Mkdeck, RunReportsAnErrorStopByItsStatus) {
-  test::ScratchDir dir;
-  test::write_file("job.json", bar_job(DATA + "box.inp"));
-  ASSERT_EQ(test::run_program("ossa-mkdeck", "job.json", 60).status, 0);
-  std::string deck = test::read_file("EXEC.INP");
-  deck.replace(deck.find("FORCE") + 5, 10, "     99999");  // a load on no node
-  test::write_file("EXEC.INP", deck);
-  const auto r = test::run_program("ossa-run", "", 60);
-  EXPECT_EQ(r.status, 1) << r.out;
-  EXPECT_NE(r.out.find("ossa-run: error stop -2 0"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("NODE 99999"), std::string::npos) << r.out;
-  EXPECT_EQ(test::run_program("ossa-run", "nodir", 60).status, 2);
+  ASSERT_EQ(f.DISP.size(), 6u);
+  for (int i : {2, 5}) EXPECT_NEAR(f.DISP[i].ID == i + 1 ? f.DISP[i].V[0] : -1.0, 0.2, 1e-5) << i;  // nodes 3 and 6
 }
 
 TEST(Mkdeck, ClampedBarDeckSolvesToTheEndDisplacement) {
@@ -207,7 +231,12 @@ TEST(Mkdeck, ClampedBarDeckSolvesToTheEndDisplacement) {
   r = test::run_program("ossa-run", ".", 120);  // as a user would watch it
   ASSERT_EQ(r.status, 0) << r.out << test::read_file("EXEC.LOG");
   EXPECT_NE(r.out.find("ossa-run: normal end"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("progress 100 %"), std::string::npos) << r.out;
+  // The log reaches the watcher as it is written: each step's heading and
+  // residual row come before that step's progress line, not all at the end.
+  const auto pos = [&](const char* s) { return std::min(r.out.find(s), r.out.size()); };
+  EXPECT_LT(pos("STEP NO. = 1"), pos("progress 50 %")) << r.out;
+  EXPECT_LT(pos("\n        1 "), pos("progress 50 %")) << r.out;
+  EXPECT_LT(pos("STEP NO. = 2"), pos("progress 100 %")) << r.out;
   // Mean end displacement of the loaded face against F L / (E A) = 0.2;
   // the clamp (nu = 0) adds nothing, the coarse mesh a little stiffness.
   std::map<long, double> x;
@@ -233,4 +262,12 @@ TEST(Mkdeck, ClampedBarDeckSolvesToTheEndDisplacement) {
   for (const char* png : {"EXEC_history.png", "EXEC_residual.png"})
     EXPECT_EQ(test::read_file(png).substr(1, 3), "PNG") << png;
   EXPECT_EQ(test::run_program("ossa-results", "plot 999999", 60).status, 2);
+  // An error stop (a load on no node) and a missing folder are failures.
+  std::string deck = test::read_file("EXEC.INP");
+  test::write_file("EXEC.INP", deck.replace(deck.find("FORCE") + 5, 10, "     99999"));
+  r = test::run_program("ossa-run", "", 60);
+  EXPECT_EQ(r.status, 1) << r.out;
+  EXPECT_NE(r.out.find("ossa-run: error stop -2 0"), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("NODE 99999"), std::string::npos) << r.out;
+  EXPECT_EQ(test::run_program("ossa-run", "nodir", 60).status, 2);
 }

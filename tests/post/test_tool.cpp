@@ -97,39 +97,32 @@ TEST(ResultsTool, ParaViewFilesReadBackByMeshio) {
   EXPECT_EQ(r.out, "out/EXEC_0001.vtu\nout/EXEC_0002.vtu\nout/EXEC.pvd\n");
   EXPECT_NE(test::read_file("out/EXEC.pvd").find("timestep=\"1\" group=\"\" part=\"0\" file=\"EXEC_0002.vtu\""),
             std::string::npos);
+  // Per point: x, y, z, displacement; per cell: its four points and s1.
   test::write_file("dump.py",
                    "import sys, meshio\n"
                    "m = meshio.read(sys.argv[1])\n"
                    "c = m.cells[0]\n"
                    "print(c.type, len(m.points), len(c.data))\n"
                    "for i, p in enumerate(m.points): print(*p, *m.point_data['displacement'][i])\n"
-                   "for j, cell in enumerate(c.data):\n"
-                   "    print(*cell, m.cell_data['principal stress'][0][j][0])\n");
+                   "for j, cell in enumerate(c.data): print(*cell, m.cell_data['principal stress'][0][j][0])\n");
   ASSERT_EQ(std::system((std::string(py) + " dump.py out/EXEC_0002.vtu > dump.txt").c_str()), 0);
   std::ifstream in("dump.txt");
   std::string type;
   int np = 0, nc = 0;
   in >> type >> np >> nc;
-  EXPECT_EQ(type, "tetra");
-  ASSERT_EQ(np, BAR.nnode());
-  ASSERT_EQ(nc, BAR.ntet());
+  ASSERT_EQ(type + " " + std::to_string(np) + " " + std::to_string(nc),
+            "tetra " + std::to_string(BAR.nnode()) + " " + std::to_string(BAR.ntet()));
   const post::Frame f = test::result_frame(2);
-  for (int i = 0; i < np; ++i) {
-    double v[6];
-    for (double& x : v) in >> x;
+  double v[6];
+  for (int i = 0; i < np && in >> v[0] >> v[1] >> v[2] >> v[3] >> v[4] >> v[5]; ++i) {
     EXPECT_EQ(v[0], BAR.xyz[i].x);
     for (int k = 0; k < 3; ++k) EXPECT_EQ(static_cast<float>(v[3 + k]), f.DISP[i].V[k]) << i;
   }
-  for (int e = 0; e < nc; ++e) {
-    int nodes[4];
-    double s1 = 0;
-    for (int& x : nodes) in >> x;
-    in >> s1;
-    // The deck's corners a b c d, from zero, in the element's order a c b d.
+  // The deck's corners a b c d, from zero, in the element's order a c b d.
+  for (int e = 0; e < nc && in >> v[0] >> v[1] >> v[2] >> v[3] >> v[4]; ++e) {
     const auto& t = BAR.tets[e];
-    const int want[4] = {t[0] - 1, t[2] - 1, t[1] - 1, t[3] - 1};
-    for (int a = 0; a < 4; ++a) EXPECT_EQ(nodes[a], want[a]) << e;
-    EXPECT_NEAR(s1, T, 1e-4);
+    EXPECT_EQ(std::vector<double>(v, v + 4), std::vector<double>({t[0] - 1.0, t[2] - 1.0, t[1] - 1.0, t[3] - 1.0})) << e;
+    EXPECT_NEAR(v[4], T, 1e-4);
   }
   EXPECT_TRUE(in.good());
 }
