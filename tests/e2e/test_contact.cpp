@@ -4,6 +4,7 @@
 // block's top the master; both solids have E = 1000 and unit height.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "deckgen.hpp"
@@ -43,10 +44,10 @@ void plane_faces(const Blocks& b, std::size_t first, std::size_t last, double Z,
 
 // The lower block spans SIZE from (X0, Y0) in plan, the upper one the unit
 // square.
-Blocks two_blocks(int nlo, int nup, double SIZE = 1.0, double X0 = 0.0, double Y0 = 0.0) {
+Blocks two_blocks(int nlo, int nup, double SIZE = 1.0, double X0 = 0.0, double Y0 = 0.0, int nz = 1) {
   Blocks b;
   b.X0 = X0, b.Y0 = Y0, b.SIZE = SIZE;
-  const test::Box lo(nlo, nlo, 1, SIZE, SIZE, 1.0), up(nup, nup, 1, 1.0, 1.0, 1.0);
+  const test::Box lo(nlo, nlo, nz, SIZE, SIZE, 1.0), up(nup, nup, nz, 1.0, 1.0, 1.0);
   for (auto p : lo.xyz) b.xyz.push_back({p.x + X0, p.y + Y0, p.z});
   b.tets = lo.tets;
   b.nlow = lo.nnode();
@@ -73,15 +74,16 @@ std::string deck(const Blocks& b, const Job& j) {
   const bool second = j.push != 0.0 || j.lift != -1.0;
   std::string held, press, side;
   int nheld = 0, npress = 0, nside = 0;
+  const bool all = j.mu > 0.0 || j.push != 0.0;  // held in plan everywhere
   for (int n = 1; n <= static_cast<int>(b.xyz.size()); ++n) {
     const test::P3& p = b.xyz[n - 1];
     const double x0 = p.z == 0.0 ? b.X0 : 0.0, y0 = p.z == 0.0 ? b.Y0 : 0.0, x1 = p.z == 0.0 ? b.X0 + b.SIZE : 1.0;
     const bool corner = p.x == x0 && p.y == y0, xedge = std::fabs(p.x - x1) < 1e-12 && p.y == y0;
     if (p.z == 0.0) {
-      const char* f = j.mu > 0.0 ? "111000" : (corner ? "111000" : (xedge ? "011000" : "001000"));
+      const char* f = all ? "111000" : (corner ? "111000" : (xedge ? "011000" : "001000"));
       held += test::plnk(n, f), ++nheld;
     } else if (p.z == 2.0) {
-      const char* f = j.mu > 0.0 ? "212000" : (corner ? "112000" : (xedge ? "012000" : "002000"));
+      const char* f = all ? "212000" : (corner ? "112000" : (xedge ? "012000" : "002000"));
       held += test::plnk(n, f), ++nheld;
       press += test::disp(n, 0.0, 0.0, -DELTA), ++npress;
       if (j.push != 0.0) side += test::disp(n, j.push, 0.0, 0.0), ++nside;
@@ -228,4 +230,67 @@ TEST(ContactJob, FrictionAndSeparation) {
     const double slip = us / ns - um / nm, S0 = 0.01 * (12.0 + 4.5 * std::sqrt(2.0)) / 33.0;  // 24 sides and 9 diagonals of cells 1/2
     EXPECT_NEAR(F / (mu * N), std::atan(slip / S0) / 1.5707963267948966, 0.1 * F / (mu * N)) << slip;
   }
+}
+
+// The lower block's top is a roof with a ridge along x = 1/2, the upper
+// block's bottom fitted to it, its middle row of slaves on the ridge. Pushed
+// frictionless by the top across the ridge, that row crosses it, pressing
+// only the far face: it goes on to that face (small push) or, as the block
+// climbs the near slope, FREE (large push); none stays on the edge.
+TEST(ContactJob, SlaveLeavesRidge) {
+  Blocks b = two_blocks(2, 2, 1.2, -0.1, -0.15);
+  for (auto& p : b.xyz)
+    if (p.z == 1.0) p.z += 0.06 * (1.0 - std::fabs(p.x - 0.5) / 0.6);
+  const struct {
+    double push;
+    int face;  // slaves resting on a face at the end, of both bodies' 18
+  } cases[] = {{0.003, 9}, {0.1, 3}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.push);
+    test::ScratchDir dir;
+    run(deck(b, {"ridge", 0, 1, 12, 0.3, 0.0, c.push, -1.0}));
+    const std::string log = test::read_file("EXEC.LOG");
+    std::vector<std::array<int, 4>> step[2];  // each contact pass's count of new states, by step
+    for (std::size_t p = log.find("\n      FREE"); p != std::string::npos; p = log.find("\n      FREE", p + 1)) {
+      std::array<int, 4> n{};
+      for (std::size_t row = 0, q = p + 1; row < 4; ++row, q = log.find('\n', q) + 1)
+        for (int k = 0; k < 4; ++k) n[k] += std::stoi(log.substr(q + 10 + 7 * k, 7));
+      step[p > log.find("STEP NO. = 2")].push_back(n);
+    }
+    ASSERT_TRUE(!step[0].empty() && !step[1].empty()) << log;
+    EXPECT_EQ(step[0].back(), (std::array<int, 4>{9, 0, 0, 9}));
+    EXPECT_TRUE(std::any_of(step[1].begin(), step[1].end(), [](const auto& n) { return n[2] > 0; }));
+    EXPECT_EQ(step[1].back(), (std::array<int, 4>{18 - c.face, 0, 0, c.face}));
+    int moved = 0;  // the middle row, moved by most of the push
+    for (const auto& d : test::result_frame(test::result_frames()).DISP)
+      if (upper(b, d.ID) && b.xyz[d.ID - 1].x == 0.5 && b.xyz[d.ID - 1].z < 1.5) moved += d.V[0] > 0.6 * c.push;
+    EXPECT_EQ(moved, 3);
+  }
+}
+
+// A paraboloid end (radius R = 5) pressed on the flat block, both 8 x 8 x 4
+// cells graded towards the contact: the farthest slave that carries force
+// is within one element of the Hertz radius (3 F R / 4 E*)^(1/3) of the
+// force F the top holds. (Approach is not checked: in blocks ten contact
+// radii high the press is bulk compression as much as Hertz's a^2 / R.)
+TEST(ContactJob, HertzContactRadius) {
+  const double R = 5.0, nu = 0.3;
+  auto grade = [](double s) { return std::copysign(std::pow(std::fabs(s), 1.5), s); };
+  Blocks b = two_blocks(8, 8, 1.0, 0.0, 0.0, 4);
+  for (auto& p : b.xyz) {
+    p.x = 0.5 + 0.5 * grade(2.0 * p.x - 1.0), p.y = 0.5 + 0.5 * grade(2.0 * p.y - 1.0);
+    const bool bottom = p.z == 1.0 && upper(b, static_cast<int>(&p - b.xyz.data()) + 1);
+    p.z = p.z <= 1.0 ? 1.0 - grade(1.0 - p.z) : 1.0 + grade(p.z - 1.0);
+    if (bottom) p.z += (std::pow(p.x - 0.5, 2) + std::pow(p.y - 0.5, 2)) / (2.0 * R);
+  }
+  test::ScratchDir dir;
+  run(deck(b, {"hertz", 0, 1, 20, nu, 0.0, 0.0, -1.0}));
+  const post::Frame f = test::result_frame(test::result_frames());
+  double up[3], lo[3], a = 0.0;
+  split_sum(b, f.REACT, up, lo);
+  for (const auto& r : f.LINKF)
+    if (upper(b, r.ID) && std::fabs(r.V[2]) > 1e-9) a = std::max(a, std::hypot(b.xyz[r.ID - 1].x - 0.5, b.xyz[r.ID - 1].y - 0.5));
+  const double aH = std::cbrt(3.0 * -up[2] * R * 2.0 * (1.0 - nu * nu) / (4.0 * E));
+  ASSERT_GT(a, 0.0);
+  EXPECT_NEAR(a, aH, 0.5 * (grade(0.5) - grade(0.25))) << "force " << -up[2];  // the element around r = aH
 }
