@@ -12,8 +12,10 @@
 #include <algorithm>
 #include <cmath>
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <map>
+#include <unistd.h>
 
 namespace ossa::pipeline {
 namespace {
@@ -127,6 +129,28 @@ double closed_surface(std::string& err) {
   return len / static_cast<double>(edges.size());
 }
 
+// Gmsh can loop for ever on a surface it cannot split into patches (a
+// tetrahedron of four facets is enough), and it catches SIGTERM while it
+// does. A job stopped by nobody must still stop: past OSSA_MESH_SECONDS
+// (default 600) of meshing the tool says so and exits. Only
+// async-signal-safe calls in the handler.
+extern "C" void mesh_timeout(int) {
+  static const char msg[] =
+      "ossa-mkdeck: meshing the surface did not finish within OSSA_MESH_SECONDS; the surface may be too "
+      "coarse or degenerate for Gmsh to split into patches (refine it, or raise the limit)\n";
+  ssize_t w = write(2, msg, sizeof msg - 1);
+  (void)w;
+  _exit(1);
+}
+
+void mesh_watchdog() {
+  const char* env = std::getenv("OSSA_MESH_SECONDS");
+  const long s = env ? std::strtol(env, nullptr, 10) : 600;
+  std::signal(SIGTERM, SIG_DFL);
+  std::signal(SIGALRM, mesh_timeout);
+  alarm(static_cast<unsigned>(s > 0 ? s : 600));
+}
+
 // Gmsh's own recipe for a triangulated surface: split it into patches at
 // sharp edges, give each a parametrisation, close them into a volume and
 // fill it with tetrahedra of about `size` (0: the surface's mean edge).
@@ -134,6 +158,7 @@ std::string fill_surface(double size, Mesh& m) {
   std::string err;
   const double mean = closed_surface(err);
   if (!err.empty()) return err;
+  mesh_watchdog();
   gmsh::model::mesh::classifySurfaces(40.0 * M_PI / 180.0, true, true, M_PI);
   gmsh::model::mesh::createGeometry();
   gmsh::vectorpair surfaces;
@@ -146,6 +171,7 @@ std::string fill_surface(double size, Mesh& m) {
   gmsh::option::setNumber("Mesh.MeshSizeMin", h);
   gmsh::option::setNumber("Mesh.MeshSizeMax", h);
   gmsh::model::mesh::generate(3);
+  alarm(0);
   err = take_model(m);
   if (err.empty() && m.TET.empty()) err = "meshing the surface gave no tetrahedra";
   return err;

@@ -100,6 +100,14 @@ std::string box_stl(int n) {
   return s + "endsolid box\n";
 }
 
+// A tetrahedron of four facets: closed, but too coarse for Gmsh to split
+// into patches (it loops; the tool's time limit must end it).
+const std::string TET_STL = "solid t\n"
+    "facet normal 0 0 0\nouter loop\nvertex 0 0 0\nvertex 0 1 0\nvertex 1 0 0\nendloop\nendfacet\n"
+    "facet normal 0 0 0\nouter loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 0 1\nendloop\nendfacet\n"
+    "facet normal 0 0 0\nouter loop\nvertex 0 0 0\nvertex 0 0 1\nvertex 0 1 0\nendloop\nendfacet\n"
+    "facet normal 0 0 0\nouter loop\nvertex 1 0 0\nvertex 0 1 0\nvertex 0 0 1\nendloop\nendfacet\nendsolid t\n";
+
 // The text of `file` with the first `from` replaced by `to`.
 std::string edited(const std::string& file, const std::string& from, const std::string& to) {
   std::string t = test::read_file(file);
@@ -199,6 +207,13 @@ TEST(Mkdeck, UnsupportedOrInconsistentInputIsRefusedByName) {
     EXPECT_EQ(deck_of(c.job, err), "") << c.says;
     EXPECT_NE(err.find(c.says), std::string::npos) << err;
   }
+  // A surface Gmsh loops on: the tool's time limit ends it with a message.
+  setenv("OSSA_MESH_SECONDS", "2", 1);
+  test::write_file("t.stl", TET_STL);
+  test::write_file("job.json", R"({"mesh": "t.stl", "material": {"E": 1}, "fixed": [{"set": "a"}], "loads": [{"set": "a", "total": [0,0,1]}]})");
+  const auto mk = test::run_program("ossa-mkdeck", "job.json", 60);
+  EXPECT_NE(mk.status, 0);
+  EXPECT_NE(mk.err.find("did not finish"), std::string::npos) << mk.err;
 }
 
 // Triangles as shells: a membrane strip, clamped at x = 0 and pulled at
