@@ -5,6 +5,7 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -100,6 +101,8 @@ std::string res_script(const std::vector<ResidRow>& res, const std::string& png)
     s += '\n';
   }
   s += "EOD\nset logscale y\nset grid\nset title 'residual norms'\nset xlabel 'iteration (all steps)'\n"
+       // Iterations are whole numbers: no ticks between them.
+       "set xtics " + std::to_string(std::max<std::size_t>(1, res.size() / 10)) + "\n"
        "set ylabel 'relative residual'\nplot $R using 1:($2 > 0 ? $2 : 1/0) with linespoints title 'REL RES(N)', "
        "$R using 1:($3 != 0 ? abs($3) : 1/0) with linespoints title 'REL RES(M)'\n";
   return s;
