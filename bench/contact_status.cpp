@@ -68,16 +68,11 @@ int main(int argc, char** argv) {
   // Slid a little, a fifth of them out over an edge of their face.
   for (int s = 1; s <= nslv; ++s) m.X(1, m.CONT.SLAVE(s)) += s % 5 == 0 ? 0.6 : 0.01;
   const double t1 = pass(m, 1, s1), t2 = pass(m, 2, s2);
-  double load[3];
-  if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
-    if (std::fscanf(f, "%lf %lf %lf", &load[0], &load[1], &load[2]) != 3) load[0] = -1;
-    std::fclose(f);
-  }
   std::printf("peg on block: %d tetrahedra, %d slaves (%d on the peg), %d master faces; %d threads available\n",
               m.NELEM(), m.KK(kk::NSLV), nslv, m.KK(kk::NCSURF) - m.BODYEND(1), omp_get_max_threads());
   std::printf("first pass (search, 1 thread): %d of %d slaves crossing, %.3f s wall\n", hits, nslv, tsearch);
   std::printf("pass over slaves on faces: 1 thread %.4f s, 2 threads %.4f s wall (best of 3); states %s\n", t1,
               t2, s1 == s2 ? "the same" : "DIFFER");
-  std::printf("load average while running: %.2f\n", load[0]);
+  std::printf("load average while running: %.2f\n", bench::load_average());
   return s1 == s2 && hits == nslv ? 0 : 1;
 }

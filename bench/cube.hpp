@@ -1,7 +1,6 @@
 // A structured block of nx x ny x nz unit cells, each split into six
 // tetrahedra around its main diagonal, as a model of solids in memory.
 #pragma once
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -10,22 +9,12 @@
 #include <vector>
 
 #include "../examples/mesh/cube_tets.hpp"
+#include "clock.hpp"
 #include "base/kernels.hpp"
 #include "elements/solid.hpp"
 #include "model/model.hpp"
 
 namespace ossa::bench {
-
-// Wall and processor seconds of a piece of work: on a shared machine the
-// processor time is the steadier figure.
-struct Stopwatch {
-  std::chrono::steady_clock::time_point w0 = std::chrono::steady_clock::now();
-  std::clock_t c0 = std::clock();
-  double wall() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - w0).count();
-  }
-  double cpu() const { return static_cast<double>(std::clock() - c0) / CLOCKS_PER_SEC; }
-};
 
 // Runs one pass over `ne` elements and prints its times; the pass returns a
 // value that depends on its work, printed so that none is optimised away.

@@ -2,21 +2,18 @@
 // tetrahedra and 200 000 nodes (about 200 MB).
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "clock.hpp"
 #include "deck/deck.hpp"
 #include "model/model.hpp"
 
 using namespace ossa;
+using bench::now;
 
 namespace {
-
-double now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 void write_deck(const char* name, int nnode, int nsolid) {
   std::FILE* f = std::fopen(name, "w");

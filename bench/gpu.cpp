@@ -12,23 +12,20 @@
 //
 // Usage: bench_gpu [cubes per side, default 24]
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
 
+#include "clock.hpp"
 #include "mats.hpp"
 #include "model/model.hpp"
 #include "solvers/gpu/gpu.hpp"
 
 using namespace ossa;
+using bench::now;
 
 namespace {
-
-double now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 // The stored lower half (diagonal first) of the symmetric matrix held as its upper half.
 void lower(const bench::UpperCsr& U, std::vector<int>& IA, std::vector<int>& JA, std::vector<double>& AV) {

@@ -13,7 +13,6 @@
 #include <mpi.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <cstdlib>
@@ -32,18 +31,16 @@
 #include "solvers/ork/ork.hpp"
 #include "solvers/ork/orkfact.hpp"
 #include "solvers/pardiso/pardiso.hpp"
+#include "clock.hpp"
 #include "mats.hpp"
 
 extern "C" void openblas_set_num_threads(int);
 
 using namespace ossa::solvers;
+using ossa::bench::now;
 using ossa::bench::UpperCsr;
 
 namespace {
-
-double now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 // Processor time of this process, in seconds: the machine may be shared.
 double cpu() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }

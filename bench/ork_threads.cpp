@@ -11,7 +11,6 @@
 #include <time.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +19,7 @@
 #include <vector>
 
 #include "base/files.hpp"
+#include "clock.hpp"
 #include "mats.hpp"
 #include "solvers/ork/ork.hpp"
 #include "solvers/ork/orkdense.hpp"
@@ -28,22 +28,14 @@
 extern "C" void openblas_set_num_threads(int);
 
 using namespace ossa::solvers;
+using ossa::bench::now;
 using ossa::bench::UpperCsr;
 
 namespace {
 
-double now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 std::string load() {
-  double a = 0.0;
-  if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
-    if (std::fscanf(f, "%lf", &a) != 1) a = -1.0;
-    std::fclose(f);
-  }
   char s[32];
-  std::snprintf(s, sizeof s, "load %.2f", a);
+  std::snprintf(s, sizeof s, "load %.2f", ossa::bench::load_average());
   return s;
 }
 

@@ -132,14 +132,7 @@ void write_sphere(const std::string& path, double r, int n) {
   std::fclose(o);
 }
 
-double load() {
-  double l = 0.0;
-  if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
-    if (std::fscanf(f, "%lf", &l) != 1) l = 0.0;
-    std::fclose(f);
-  }
-  return l;
-}
+double load() { return ossa::bench::load_average(); }
 
 // Fills a sphere of radius 20 mm given as an STL of 20 480 facets.
 void fill_sphere(double size) {

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "../examples/mesh/cube_tets.hpp"
+#include "clock.hpp"
 #include "model/model.hpp"
 #include "post/reader.hpp"
 #include "results/resout.hpp"
@@ -22,12 +22,9 @@
 #include "post/vtu.hpp"
 
 using namespace ossa;
+using bench::now;
 
 namespace {
-
-double now() {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
 
 struct P3 { double x, y, z; };
 
