@@ -31,9 +31,6 @@ constexpr Missing MISSING[] = {
      "RIKS ARC-LENGTH CONTROL WITH PRESSURE OR DIRECTED FORCES"},
     {[](const Model& m) { return riks(m) && (m.NGAP() > 0 || m.KK(kk::NBODY) > 0); },
      "RIKS ARC-LENGTH CONTROL WITH GAPS OR CONTACT"},
-    // The snapshot carries the slaves' state, but no contact job has yet
-    // been continued and compared with its straight run.
-    {[](const Model& m) { return m.KK(kk::RESTART) == 1 && m.KK(kk::NBODY) > 0; }, "RESTART OF A CONTACT ANALYSIS"},
     // Contact runs in static jobs on CG on the processor and on ORK.
     {[](const Model& m) { return m.KK(kk::NBODY) > 0 && m.KK(kk::DYNAMIC) == 1; }, "CONTACT IN DYNAMIC ANALYSIS"},
     {[](const Model& m) { return m.KK(kk::NBODY) > 0 && (m.KK(kk::SOLVER) == 3 || m.KK(kk::DEVICE) >= 0); },

@@ -103,7 +103,11 @@ Items head(Model& m, RstHead& h, bool repeat) {
 }
 
 // The nodal record, the contact slaves' state last (a static job also
-// keeps the link coefficients).
+// keeps the link coefficients), then their states of the contact pass
+// before and the friction state: law on or off and whether the slip
+// reference stays, the law's parameters, and the reference itself (the
+// displacements and the position on the master where the slip started),
+// which a slave keeps for as long as it stays on the same kind of master.
 Items nodal(Model& m, bool repeat) {
   Items v{SNAPARR(m.U)};
   if (!dynamic(m) && repeat) v.push_back(SNAPARR(m.UPREV));
@@ -117,7 +121,8 @@ Items nodal(Model& m, bool repeat) {
   model::CONTDATA& c = m.CONT;
   v.insert(v.end(), {SNAPARR(c.SLVST), SNAPARR(c.SLVBARY), SNAPARR(c.SLVDIR), SNAPARR(c.SLVOFF)});
   if (!dynamic(m)) v.push_back(SNAPARR(c.SLVCOEF));
-  v.insert(v.end(), {SNAPARR(c.SLVFORCE), SNAPARR(c.SLVLEV)});
+  v.insert(v.end(), {SNAPARR(c.SLVFORCE), SNAPARR(c.SLVLEV), SNAPARR(c.SLVOLD)});
+  v.insert(v.end(), {SNAPARR(c.FRFLAG), SNAPARR(c.FRPAR), SNAPARR(c.FRREF), SNAPARR(c.FRPOS)});
   return v;
 }
 

@@ -17,7 +17,8 @@
 //   both then: the nodal state, static U (EXEC.RST: and UPREV), X, XPREV,
 //              FRAME; dynamic X, XPREV, FRAME, all level arrays, MVN, MVO,
 //              AMVN, AMVO; then the contact slaves' SLVST, SLVBARY, SLVDIR,
-//              SLVOFF, (static) SLVCOEF, SLVFORCE, SLVLEV;
+//              SLVOFF, (static) SLVCOEF, SLVFORCE, SLVLEV, SLVOLD and the
+//              friction state FRFLAG, FRPAR, FRREF, FRPOS;
 //              one record per element of the table by its family (shell,
 //              solid, gap; the others keep nothing); EXEC.RST2 of a material
 //              nonlinear job: the plastic operators of EXEC.SHL and EXEC.SOL,

@@ -49,10 +49,6 @@ inline std::vector<KindDeck> kind_decks() {
     p.extra = body;
     p.cntrl[8] = '1';
   });
-  add("RESTART OF A CONTACT ANALYSIS", [&](DeckParts& p) {
-    p.extra = body;
-    p.cntrl[5] = '1';
-  });
   auto rubber = [&](DeckParts& p) {
     p.cntel = cntel(nt, 0, 0, 1);
     p.cntrl = cntrl(1, 0, 10, 1e-4, -1);

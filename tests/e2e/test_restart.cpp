@@ -119,6 +119,26 @@ std::string gap_deck(const test::Table& delta, bool restart) {
   return restartable(d.str(), restart);
 }
 
+// The driven blocks, B's plan shrunk to 0.45 x 0.45 inside A's face x = 1,
+// B pressed onto A and dragged along y with friction 0.3. Its corners there
+// are the slaves: after the split two of them slide across the face's
+// diagonal onto the other triangle, two stay on theirs.
+std::string contact_deck(const test::Table& f, bool restart) {
+  std::vector<int> driven;
+  test::LinkDeck d = test::driven_blocks(1.001, 1000.0, f, driven);
+  for (std::size_t n = 8; n < 16; ++n) d.xyz[n].y = 0.15 + 0.45 * d.xyz[n].y, d.xyz[n].z = 0.3 + 0.45 * d.xyz[n].z;
+  for (auto& h : d.holds)
+    if (h.first > 8) h.second = "221000";
+  for (auto& r : d.disps) r = {r[0], -0.004, 0.05, 0.0};
+  d.kk9 = 8;
+  auto csurf = [](int a, int b, int c) { return test::card("CSURF%10d%10d%10d", a, b, c); };
+  std::string s = d.str(), faces[2], body = test::card("BODY %5s%10d", "", 2);  // faces into A, into B
+  for (const auto& g : test::block_gaps()) faces[0] += csurf(g[0], g[2], g[1]), faces[1] += csurf(g[3], g[4], g[5]);
+  s.insert(s.find("\nNGLD") + 1, test::card("NBODY%5d", 2) + body + body + faces[0] + faces[1] +
+                                     test::card("CBODY%5d%5d%10.3f%10.3f", 2, 1, 0.3, 1.0));
+  return restartable(s, restart);
+}
+
 }  // namespace
 
 TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
@@ -126,7 +146,8 @@ TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
   // back, with or without EXEC.SOL or a later one; shell strip (directors,
   // frames, layers); dynamic rubber (levels n, n-1, momenta, last step, no
   // second initial velocity, interior nodes); arc length past its limit
-  // point, or before it takes over (B1's shorter table); gaps open.
+  // point, or before it takes over (B1's shorter table); gaps open; contact
+  // with friction (slip references, states changing after the split).
   enum Work { KEPT, GONE, LATER };
   struct Case { const char* what; std::string a, b1, b2; int firstchg = -1; Work work = KEPT; std::string b1log; };
   auto bar = [](int split, int firstchg, Work w) {
@@ -146,6 +167,8 @@ TEST(Restart, JobsContinuedEqualTheStraightRunToTheLastBit) {
       {"gap", gap_deck({{0, 0}, {1, 0.01}, {2, 0.005}, {3, -0.005}, {4, -0.015}}, false),
        gap_deck({{0, 0}, {1, 0.01}, {2, 0.005}}, false), gap_deck({{0, 0.005}, {1, -0.005}, {2, -0.015}}, true), -1,
        KEPT, "        FREE        6      0\n"},
+      {"contact", contact_deck({{0, 0}, {1, 1}, {2, 2}, {3, 3}, {4, 4}}, false),
+       contact_deck({{0, 0}, {1, 1}, {2, 2}}, false), contact_deck({{0, 2}, {1, 3}, {2, 4}}, true), -1, KEPT, ""},
   };
   std::map<std::string, std::array<std::string, 3>> straight;  // A's snapshot, last frame, EXEC.SOL
   for (const Case& c : cases) {
