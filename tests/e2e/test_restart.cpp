@@ -39,7 +39,7 @@ std::string last_frames_body() {
   std::string out;
   const post::Frame f = test::result_frame(test::result_frames());
   auto add = [&](const auto& v) { out.append(reinterpret_cast<const char*>(v.data()), v.size() * sizeof(v[0])); };
-  for (const auto* s : {&f.DISP, &f.FORCE, &f.REACT}) add(*s);
+  for (const auto* s : {&f.DISP, &f.FORCE, &f.REACT, &f.LINKF}) add(*s);
   add(f.SOLID), add(f.SHELL), add(f.RUBBER), add(f.TRUSS);
   return out;
 }
@@ -53,18 +53,12 @@ std::int32_t int32_at(const std::string& s, std::size_t at) {
 // Head-marker offset and length of each record of a sequential file.
 std::vector<std::pair<std::size_t, std::size_t>> records(const std::string& s) {
   std::vector<std::pair<std::size_t, std::size_t>> v;
-  for (std::size_t at = 0; at + 4 <= s.size();) {
-    const auto len = static_cast<std::size_t>(int32_at(s, at));
-    v.emplace_back(at, len);
-    at += len + 8;
-  }
+  for (std::size_t at = 0; at + 4 <= s.size(); at += v.back().second + 8)
+    v.emplace_back(at, static_cast<std::size_t>(int32_at(s, at)));
   return v;
 }
 
-std::string flipped(std::string s, std::size_t at) {
-  s.at(at) = static_cast<char>(s.at(at) ^ 0x10);
-  return s;
-}
+std::string flipped(std::string s, std::size_t at) { return s.at(at) = static_cast<char>(s.at(at) ^ 0x10), s; }
 
 // The deck with restart output at every result output; a restart run when RESTART.
 std::string restartable(std::string d, bool restart) {
@@ -127,16 +121,14 @@ std::string contact_deck(const test::Table& f, bool restart) {
   std::vector<int> driven;
   test::LinkDeck d = test::driven_blocks(1.001, 1000.0, f, driven);
   for (std::size_t n = 8; n < 16; ++n) d.xyz[n].y = 0.15 + 0.45 * d.xyz[n].y, d.xyz[n].z = 0.3 + 0.45 * d.xyz[n].z;
-  for (auto& h : d.holds)
-    if (h.first > 8) h.second = "221000";
+  for (auto& h : d.holds) h.second = h.first > 8 ? "221000" : h.second;
   for (auto& r : d.disps) r = {r[0], -0.004, 0.05, 0.0};
   d.kk9 = 8;
-  auto csurf = [](int a, int b, int c) { return test::card("CSURF%10d%10d%10d", a, b, c); };
-  std::string s = d.str(), faces[2], body = test::card("BODY %5s%10d", "", 2);  // faces into A, into B
-  for (const auto& g : test::block_gaps()) faces[0] += csurf(g[0], g[2], g[1]), faces[1] += csurf(g[3], g[4], g[5]);
-  s.insert(s.find("\nNGLD") + 1, test::card("NBODY%5d", 2) + body + body + faces[0] + faces[1] +
-                                     test::card("CBODY%5d%5d%10.3f%10.3f", 2, 1, 0.3, 1.0));
-  return restartable(s, restart);
+  const std::string body = test::card("BODY %5s%10d", "", 2);  // two faces each
+  std::string s = d.str(), c = test::card("NBODY%5d", 2) + body + body;
+  for (int b = 0; b < 2; ++b)  // faces into A (the gap's faces turned), into B
+    for (const auto& g : test::block_gaps()) c += test::card("CSURF%10d%10d%10d", g[3 * b], g[2 + 2 * b], g[1 + 4 * b]);
+  return restartable(s.insert(s.find("\nNGLD") + 1, c + test::card("CBODY%5d%5d%10.3f%10.3f", 2, 1, 0.3, 1.0)), restart);
 }
 
 }  // namespace

@@ -39,10 +39,8 @@ TEST(RestartFile, RoundTripsEveryValueAndKeepsNoBytesForEmptyArrays) {
   ASSERT_EQ(m.SOLREC(1).STATE, 2);
 
   m.U.fill(std::nan(""));
-  m.X.fill(-1.0);
-  m.XOLD.fill(-1.0);
   m.FRAME.fill(7.0);
-  m.UPREV.fill(-1.0);  // and the arc-length state, unused here
+  for (auto* a : {&m.X, &m.XOLD, &m.UPREV}) a->fill(-1.0);  // UPREV: the arc-length state, unused here
   m.RIKS.LAMBDA = m.RIKS.LAMPREV = m.RIKS.UNORM[0] = m.RIKS.FNRM[2] = -1.0, m.RIKS.NRIKS = -1;
   elements::SNAPITEM items[elements::MAXSNAP];
   for (int i = 1; i <= m.NELEM(); ++i) {
