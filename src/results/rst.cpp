@@ -142,7 +142,9 @@ Items arclength(Model& m, bool repeat) {
 }
 
 // Check of the model the snapshot belongs to: sizes, node numbers and
-// coordinates, the element table. Loads, times and controls may differ.
+// coordinates, the element table, the contact surfaces (a slave's state
+// names its master by number). Loads, times, controls and properties may
+// differ.
 std::uint64_t modelcheck(const Model& m) {
   std::uint64_t h = base::CHECKSEED;
   for (int k = kk::NNODE; k <= kk::NTRUSS; ++k) h = base::CHECK64(h, &m.KK(k), sizeof(std::int32_t));
@@ -152,6 +154,8 @@ std::uint64_t modelcheck(const Model& m) {
   add(m.NODEID);
   add(m.XYZ);
   add(m.ELEM);
+  add(m.BODYEND);
+  add(m.CSFNOD);
   return h;
 }
 
@@ -220,7 +224,7 @@ void body_in(Snap& f, bool repeat) {
   if (t.NREC != want.NREC || t.NBYTES != want.NBYTES || t.CHECK != want.CHECK)
     refuse(f, "THE CHECK OF THE RECORDS BEFORE IT FAILS: THE SNAPSHOT IS CORRUPTED.");
   if (t.MODEL != want.MODEL)
-    refuse(f, "THE SNAPSHOT BELONGS TO ANOTHER MODEL (NODES, COORDINATES OR ELEMENTS DIFFER).");
+    refuse(f, "THE SNAPSHOT BELONGS TO ANOTHER MODEL (NODES, COORDINATES, ELEMENTS OR CONTACT SURFACES DIFFER).");
   ++f.rec;
   if (!base::at_end(f.u)) refuse(f, "DATA AFTER THE END OF THE SNAPSHOT.");
 }

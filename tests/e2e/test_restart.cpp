@@ -194,8 +194,11 @@ TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
   ASSERT_EQ(rec.size(), 3u + BAR.ntet() + 4u);  // mark, head, nodes, elements, EXEC.SHL (empty), EXEC.SOL, arc length, check
   const std::size_t n = rec.size(), mid = n / 2;
   const std::string deck = test::bone_bar_deck(BAR, BarPiece{0.375, 1.0, 10, 0, true});
-  Box moved = BAR;
-  moved.xyz.back().y += 1.0 / 64;
+  const Box moved = [] { Box b = BAR; b.xyz.back().y += 1.0 / 64; return b; }();
+  const std::string pressed = [] { test::ScratchDir dir; return run(contact_deck({{0, 0}, {1, 1}}, false)); }();
+  std::string renumbered = contact_deck({{0, 1}, {1, 2}}, true);  // B's last face from its next corner
+  const std::size_t cs = renumbered.rfind("CSURF") + 5;
+  renumbered.replace(cs, 30, renumbered.substr(cs + 10, 20) + renumbered.substr(cs, 10));
   const auto at = [](std::size_t k) { return "EXEC.RST1, RECORD " + std::to_string(k) + ": "; };
   struct Case { const char* what; std::string file, deck, message; };
   const Case cases[] = {
@@ -209,6 +212,7 @@ TEST(Restart, ForeignOrDamagedSnapshotIsRefusedNamingTheRecord) {
        at(3) + std::to_string(rec[2].second) + " BYTES WHERE THIS JOB EXPECTS"},
       {"other model", good, test::bone_bar_deck(moved, BarPiece{0.375, 1.0, 10, 0, true}),
        at(n) + "THE SNAPSHOT BELONGS TO ANOTHER MODEL"},
+      {"other contact surfaces", pressed, renumbered, at(records(pressed).size()) + "THE SNAPSHOT BELONGS TO ANOTHER MODEL"},
       {"dynamic job", good, deck.substr(0, deck.find("CNTRL") + 8) + "1" + deck.substr(deck.find("CNTRL") + 9),
        at(2) + "8 BYTES WHERE THIS JOB EXPECTS 16: A SNAPSHOT OF ANOTHER ANALYSIS KIND"},
   };

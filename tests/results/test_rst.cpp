@@ -55,8 +55,7 @@ TEST(RestartFile, RoundTripsEveryValueAndKeepsNoBytesForEmptyArrays) {
   const std::string ops = test::read_file("EXEC.SOL");
   for (int r = 1; r <= m.NSOLID(); ++r) ASSERT_TRUE(base::dwrite(sol, r, nullptr, 0));
   ASSERT_EQ(std::rename("EXEC.RST2", "EXEC.RST1"), 0);
-  results::RstHead h;
-  h.NSUB = h.FIRSTCHG = -1;
+  results::RstHead h{.NSUB = -1, .FIRSTCHG = -1};
   results::RSTREAD(m, h);
   EXPECT_EQ(h.NSUB, 4);
   EXPECT_EQ(h.FIRSTCHG, 2);
