@@ -78,8 +78,8 @@ inline std::string disp(int nd, double ux, double uy, double uz) {
 
 // The cards before the mesh of a job that writes every step: counts,
 // CNTRL, plain CNTR2 and CNTR3, NSTEP steps to time 1.
-inline std::string job_head(int nnode, int nsol, int nshl, const std::string& cntrl_card, int nstep) {
-  return cntnd(nnode) + cntel(nsol, nshl) + cntrl_card + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
+inline std::string job_head(int nnode, int nsol, int nshl, const std::string& cntrl_card, int nstep, int nrub = 0) {
+  return cntnd(nnode) + cntel(nsol, nshl, 0, nrub) + cntrl_card + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
          kukan(1.0, nstep);
 }
 // One load group of NCARDS data cards on the ramp from 0 at time 0 to 1 at

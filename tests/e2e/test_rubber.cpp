@@ -31,8 +31,7 @@ std::string mesh(const Box& b, double xbone = 0.0, double c1 = C1, double kb = K
 }
 
 std::string head(const Box& b, int nsolid, int nstep, int solver = -1) {
-  return test::cntnd(b.nnode()) + test::cntel(nsolid, 0, 0, b.ntet() - nsolid) + test::cntrl(1, 0, 15, 1e-8, solver) +
-         test::cntr2(1, 1) + test::cntr3_cpu() + test::card("PRPLT%10s%5d", "", 1) + test::kukan(1.0, nstep);
+  return test::job_head(b.nnode(), nsolid, 0, test::cntrl(1, 0, 15, 1e-8, solver), nstep, b.ntet() - nsolid);
 }
 
 // Enforced displacements u(p) (flag 2) where `on` holds, other flags as
