@@ -1,6 +1,7 @@
 // Cards of a deck in their columns, a box of tetrahedra and the frames of
 // the result files, for tests that run whole jobs.
 #pragma once
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
@@ -77,8 +78,8 @@ inline std::string disp(int nd, double ux, double uy, double uz) {
 
 // The cards before the mesh of a job that writes every step: counts,
 // CNTRL, plain CNTR2 and CNTR3, NSTEP steps to time 1.
-inline std::string job_head(int nnode, int nsol, int nshl, const std::string& cntrl_card, int nstep) {
-  return cntnd(nnode) + cntel(nsol, nshl) + cntrl_card + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
+inline std::string job_head(int nnode, int nsol, int nshl, const std::string& cntrl_card, int nstep, int nrub = 0) {
+  return cntnd(nnode) + cntel(nsol, nshl, 0, nrub) + cntrl_card + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
          kukan(1.0, nstep);
 }
 // One load group of NCARDS data cards on the ramp from 0 at time 0 to 1 at
@@ -109,11 +110,15 @@ struct Box {
   int id(int i, int j, int k) const { return 1 + i + (NX + 1) * (j + (NY + 1) * k); }
   int nnode() const { return static_cast<int>(xyz.size()); }
   int ntet() const { return static_cast<int>(tets.size()); }
+  std::string node_cards() const {
+    std::string s;
+    for (int n = 1; n <= nnode(); ++n) s += node(n, xyz[n - 1].x, xyz[n - 1].y, xyz[n - 1].z);
+    return s;
+  }
   // NODE, SOLID and PROPT cards, the row of element e from row(e).
   template <class Row>
   std::string mesh_rows(Row row) const {
-    std::string s;
-    for (int n = 1; n <= nnode(); ++n) s += node(n, xyz[n - 1].x, xyz[n - 1].y, xyz[n - 1].z);
+    std::string s = node_cards();
     for (int e = 1; e <= ntet(); ++e) s += solid(e, tets[e - 1]);
     for (int e = 1; e <= ntet(); ++e) s += row(e);
     return s;
@@ -144,17 +149,21 @@ inline std::vector<double> face_forces(const Box& b, double X, double T) {
   return f;
 }
 
-// The forces of face_forces as one load group: a table of two points, 0 at
-// time 0 to the full load at time TEND.
-inline std::string end_traction(const Box& b, double X, double T, double TEND = 1.0) {
+// The "FORCE" cards of face_forces, and their count.
+inline std::string face_force_cards(const Box& b, double X, double T, int& n) {
   const std::vector<double> f = face_forces(b, X, T);
   std::string s;
-  int cnt = 0;
-  for (int i = 1; i <= b.nnode(); ++i) cnt += f[i] != 0.0;
-  s += nload(2, cnt) + tblld(0.0, 0.0) + tblld(TEND, 1.0);
   for (int i = 1; i <= b.nnode(); ++i)
-    if (f[i] != 0.0) s += force(i, f[i], 0.0, 0.0);
+    if (f[i] != 0.0) s += force(i, f[i], 0.0, 0.0), ++n;
   return s;
+}
+
+// Those cards as one load group: a table of two points, 0 at time 0 to the
+// full load at time TEND.
+inline std::string end_traction(const Box& b, double X, double T, double TEND = 1.0) {
+  int n = 0;
+  const std::string forces = face_force_cards(b, X, T, n);
+  return nload(2, n) + tblld(0.0, 0.0) + tblld(TEND, 1.0) + forces;
 }
 
 // The face x = 0 held along x, and across only on the edges y = 0 and
@@ -189,9 +198,8 @@ inline std::string dyn_head(const Box& b, const std::string& kukan, bool dynamic
   const int nt = b.ntet();
   std::string d = cntnd(b.nnode()) + cntel(rubber ? 0 : nt, 0, 0, rubber ? nt : 0) +
                   cntrl(rubber ? 1 : 0, 0, 10, 1e-6, -1) + cntr2(1, 1) + cntr3_cpu() + card("PRPLT%10s%5d", "", 1) +
-                  kukan;
+                  kukan + b.node_cards();
   d[d.find("CNTRL") + 8] = dynamic ? '1' : '0';
-  for (int n = 1; n <= b.nnode(); ++n) d += node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
   for (int e = 1; e <= nt; ++e)
     d += rubber ? rubb(e, b.tets[e - 1]) + propt_rubber(e, 500.0, 100.0, 1e5, gam, alpha, beta, vel)
                 : solid(e, b.tets[e - 1]) + propt_dyn(e, 0.3, 1000.0, gam, alpha, beta, vel);
@@ -231,11 +239,8 @@ inline std::string bone_bar_deck(const Box& bar, const BarPiece& p) {
       bar.mesh_rows([](int e) { return propt_solid(e, 0.0, 1000.0, 1, 1.0e6, 10.0, 0.1, 1.0e5, 1.8e-6); });
   int npt = 0;
   const std::string table = piece_table(p, npt);
-  const std::vector<double> f = face_forces(bar, bar.LX, 21.0);
-  std::string forces;
   int nf = 0;
-  for (int i = 1; i <= bar.nnode(); ++i)
-    if (f[i] != 0.0) forces += force(i, f[i], 0.0, 0.0), ++nf;
+  const std::string forces = face_force_cards(bar, bar.LX, 21.0, nf);
   int nheld = 0;
   const std::string held = hold_free_section(bar, nheld);
   return cntnd(bar.nnode()) + cntel(bar.ntet()) + piece_controls(p, 0) + mesh + ngld(1) + nplnk(nheld) +
@@ -255,6 +260,24 @@ inline post::Frame result_frame(std::size_t k) {
   EXPECT_EQ(post::RESSCAN(".", idx), "");
   EXPECT_EQ(post::RESREAD(idx, k, f), "");
   return f;
+}
+
+// The displacements of frame K, or of every frame (K = 0), node by node.
+inline std::vector<double> frame_disps(std::size_t k = 0) {
+  std::vector<double> u;
+  const std::size_t last = k ? k : result_frames();
+  for (std::size_t f = k ? k : 1; f <= last; ++f)
+    for (const auto& d : result_frame(f).DISP) u.insert(u.end(), d.V, d.V + 3);
+  return u;
+}
+
+// The largest difference of two lists against the largest entry of the
+// first: 1 where their lengths differ or the first is all zeros.
+inline double mismatch(const std::vector<double>& a, const std::vector<double>& b) {
+  double d = 0.0, s = 0.0;
+  for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i)
+    d = std::max(d, std::fabs(a[i] - b[i])), s = std::max(s, std::fabs(a[i]));
+  return a.size() == b.size() && s > 0.0 ? d / s : 1.0;
 }
 
 }  // namespace ossa::test

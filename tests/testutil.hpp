@@ -87,6 +87,21 @@ struct RunResult {
   std::string out, err;
 };
 
+// Column COL (8: RES NORM, 10: REL RES(N)) of the rows of the log's last
+// residual table.
+inline std::vector<double> last_residuals(const std::string& log, int col) {
+  std::vector<double> v;
+  std::istringstream in(log);
+  for (std::string l; std::getline(in, l);) {
+    if (l.rfind("     ITER    MAX RES", 0) == 0) v.clear();
+    std::istringstream row(l);
+    std::vector<double> x;
+    for (double d; row >> d;) x.push_back(d);
+    if (x.size() >= 11) v.push_back(x[static_cast<std::size_t>(col)]);
+  }
+  return v;
+}
+
 #ifdef OSSA_BIN
 // Runs a program of the build with `args` in the current directory, as a
 // user would: ossa itself, or the results tool.

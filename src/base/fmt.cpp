@@ -65,21 +65,6 @@ std::string fF(double v, int w, int d) {
   return rjust(s, w);
 }
 
-std::string fE(double v, int w, int d) {
-  if (!std::isfinite(v)) return special(v, w);
-  std::string digits;
-  int e = 0;
-  if (d < 1) return stars(w);
-  sigdigits(v, d, digits, e);
-  if (std::abs(e) > 999) return stars(w);
-  std::string s = std::string(std::signbit(v) ? "-" : "") + "0." + digits + exponent(e);
-  if (static_cast<int>(s.size()) > w) {
-    const std::size_t z = std::signbit(v) ? 1 : 0;
-    s.erase(z, 1);
-  }
-  return rjust(s, w);
-}
-
 std::string fPE(double v, int w, int d) {
   if (!std::isfinite(v)) return special(v, w);
   std::string digits;
@@ -89,13 +74,6 @@ std::string fPE(double v, int w, int d) {
   if (std::abs(e) > 999) return stars(w);
   std::string s = std::string(std::signbit(v) ? "-" : "") + digits.substr(0, 1) + "." + digits.substr(1) + exponent(e);
   return rjust(s, w);
-}
-
-std::string fA(std::string_view s, int w) {
-  // A longer text keeps its leftmost w characters; a shorter one is
-  // right-adjusted, as Fortran output does.
-  if (static_cast<int>(s.size()) >= w) return std::string(s.substr(0, w));
-  return std::string(w - s.size(), ' ') + std::string(s);
 }
 
 }  // namespace ossa::base

@@ -1,8 +1,7 @@
 // Fortran edit descriptors, printed the way a Fortran runtime prints them, so
 // that the log matches its tables byte for byte.
 //   fI(v,w)    Iw        fI0(v)  I0
-//   fF(v,w,d)  Fw.d      fE(v,w,d)  Ew.d (0.1234E+01)
-//   fPE(v,w,d) 1PEw.d (1.2340E+00)     fA(s,w)  Aw (right-adjusted when short, cut when long)
+//   fF(v,w,d)  Fw.d      fPE(v,w,d) 1PEw.d (1.2340E+00)
 // A value that does not fit its field prints as w asterisks.
 #pragma once
 #include <string>
@@ -13,9 +12,7 @@ namespace ossa::base {
 std::string fI(long v, int w);
 std::string fI0(long v);
 std::string fF(double v, int w, int d);
-std::string fE(double v, int w, int d);
 std::string fPE(double v, int w, int d);
-std::string fA(std::string_view s, int w);
 inline std::string fX(int n) { return std::string(n > 0 ? n : 0, ' '); }
 
 }  // namespace ossa::base

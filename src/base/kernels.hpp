@@ -4,7 +4,7 @@
 // Matrices are plain double arrays stored column by column; dimensions are
 // explicit arguments. A symmetric matrix of order n in packed form is its
 // upper triangle row by row, n (n + 1) / 2 entries. Nothing here allocates
-// or stops: MATINV reports a bad matrix by its status, and its caller stops.
+// or stops.
 #pragma once
 #include <cmath>
 
@@ -201,13 +201,5 @@ inline void DPLANE(double E, double NU, double* D) {
 // a C(ld,nc) have rs = 1, cs = ld; columns of a Z(ld,n) have rs = ld, cs = 1.
 // A tie takes the later entry, so equal values are exchanged.
 void SORTDESC(double* V, int n, double* C, int rs, int nc, int cs);
-
-// Gauss-Jordan inverse of A(n,n) (leading dimension nd) in place with full
-// pivoting; with m > 0 also solves for the m columns of B(nd,m). DET gets the
-// sign and mantissa of the determinant (its scale is not kept). Order above
-// 2000, a pivot below 1e-15 or a singular matrix writes its listing to LOG
-// and returns MATINV_FAILED (the caller stops the job with -1, 0); else 0.
-inline constexpr int MATINV_FAILED = 1;
-int MATINV(Unit& LOG, double* A, int n, int nd, double* B, int m, double& DET);
 
 }  // namespace ossa::base

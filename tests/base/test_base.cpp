@@ -102,15 +102,6 @@ TEST(Fmt, ScaledExponent) {
   EXPECT_EQ(fPE(1.0e-5, 10, 4), "1.0000E-05");
 }
 
-TEST(Fmt, PlainExponent) {
-  EXPECT_EQ(fE(0.0012345, 12, 4), "  0.1234E-02");
-  EXPECT_EQ(fE(0.0012345, 10, 4), "0.1234E-02");
-  EXPECT_EQ(fE(0.0012345, 9, 4), ".1234E-02");
-  EXPECT_EQ(fE(-1.0, 11, 4), "-0.1000E+01");
-  EXPECT_EQ(fE(0.0, 11, 4), " 0.0000E+00");
-  EXPECT_EQ(fE(99999.5, 12, 4), "  0.1000E+06");
-}
-
 TEST(Fmt, NotANumberAndInfinity) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
@@ -119,12 +110,6 @@ TEST(Fmt, NotANumberAndInfinity) {
   EXPECT_EQ(fF(inf, 9, 1), " Infinity");
   EXPECT_EQ(fPE(-inf, 10, 4), " -Infinity");
   EXPECT_EQ(fF(nan, 2, 1), "**");
-}
-
-TEST(Fmt, TextFields) {
-  EXPECT_EQ(fA("ABC", 5), "  ABC");
-  EXPECT_EQ(fA("ABCDEF", 3), "ABC");
-  EXPECT_EQ(fX(3), "   ");
 }
 
 TEST(DirectFile, LastRecordPreallocatesAndRecordsReadBack) {

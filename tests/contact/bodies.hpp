@@ -9,6 +9,7 @@
 #include <map>
 #include <vector>
 
+#include "../examples/mesh/cube_tets.hpp"
 #include "contact/contact.hpp"
 #include "../mesh.hpp"
 
@@ -16,6 +17,7 @@ namespace ossa::testing {
 
 using P3 = std::array<double, 3>;
 using Tri = std::array<int, 3>;
+struct XYZ { double x, y, z; };
 
 struct Mesh {
   std::vector<P3> xyz;
@@ -31,31 +33,19 @@ inline std::vector<int> box(Mesh& g, int nx, int ny, int nz, P3 o, P3 h) {
     for (int j = 0; j <= ny; ++j)
       for (int i = 0; i <= nx; ++i) g.xyz.push_back({o[0] + i * h[0], o[1] + j * h[1], o[2] + k * h[2]});
   std::vector<int> tets;
-  const int perm[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
+  auto at = [&](int n) { const P3& p = g.xyz[n - 1]; return XYZ{p[0], p[1], p[2]}; };
   for (int k = 0; k < nz; ++k)
     for (int j = 0; j < ny; ++j)
-      for (int i = 0; i < nx; ++i)
-        for (const auto& p : perm) {
-          int c[3] = {i, j, k};
-          std::vector<int> t = {id(c[0], c[1], c[2])};
-          for (int a : p) {
-            ++c[a];
-            t.push_back(id(c[0], c[1], c[2]));
-          }
-          // The element's corner order: nodes 1, 2, 3 turn counter-clockwise seen
-          // from node 4, as the deck reader leaves a card.
-          P3 u, v, w;
-          for (int q = 0; q < 3; ++q) {
-            u[q] = g.xyz[t[1] - 1][q] - g.xyz[t[0] - 1][q];
-            v[q] = g.xyz[t[2] - 1][q] - g.xyz[t[0] - 1][q];
-            w[q] = g.xyz[t[3] - 1][q] - g.xyz[t[0] - 1][q];
-          }
-          if ((u[1] * v[2] - u[2] * v[1]) * w[0] + (u[2] * v[0] - u[0] * v[2]) * w[1] +
-                  (u[0] * v[1] - u[1] * v[0]) * w[2] < 0.0)
-            std::swap(t[1], t[2]);
-          g.el.push_back({2, t});
+      for (int i = 0; i < nx; ++i) {
+        std::vector<std::array<int, 4>> six;
+        example::cube_tets(i, j, k, id, at, six);
+        // Nodes 2 and 3 swapped, as the deck reader leaves a card: 1, 2, 3
+        // then turn counter-clockwise seen from node 4.
+        for (const auto& t : six) {
+          g.el.push_back({2, {t[0], t[2], t[1], t[3]}});
           tets.push_back(static_cast<int>(g.el.size()));
         }
+      }
   return tets;
 }
 

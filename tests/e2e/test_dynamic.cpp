@@ -90,8 +90,8 @@ struct Beam {
 
 // A dynamic deck of the beam: weight density for a first period of 1,
 // Rayleigh factors giving the damping ratios ZA and ZB at the first
-// frequency, NSTEP steps over NPER periods, output at every step. Returns
-// the first circular frequency of the density as printed.
+// frequency, NSTEP steps over NPER periods, output at every step, run.
+// Returns the first circular frequency of the density as printed.
 double beam_deck(const Beam& m, double za, double zb, int nstep, int nper, double& tend) {
   const Box& b = m.b;
   const double gam = printed("%10.3E", GRAV * std::pow(m.w1 / (2.0 * M_PI), 2));
@@ -104,7 +104,7 @@ double beam_deck(const Beam& m, double za, double zb, int nstep, int nper, doubl
   const std::vector<int> tip = m.tipnodes();
   d += test::ngld(1) + test::nplnk(nheld) + test::nload(1, static_cast<int>(tip.size())) + test::tblld(0.0, 1.0);
   for (int nd : tip) d += test::force(nd, 0.0, 0.0, 1.0 / static_cast<double>(tip.size()));
-  test::write_file("EXEC.INP", d + held + "END\n");
+  test::run_deck(d + held + "END\n");
   return w;
 }
 
@@ -123,11 +123,6 @@ void history(int node, int k, double dt, std::vector<double>& t, std::vector<dou
       for (int i = 0; beam->eq[nd] >= 0 && i < 3; ++i) q += beam->Mphi(3 * beam->eq[nd] + i) * f.DISP[nd - 1].V[i];
     u.push_back(beam ? q : f.DISP[node - 1].V[k]);
   }
-}
-
-void run_ok() {
-  const auto r = test::run_ossa();
-  ASSERT_NE(r.out.find("##$$ExSv end 1 1\n"), std::string::npos) << r.out << r.err << test::read_file("EXEC.LOG");
 }
 
 double mean(const std::vector<double>& u) {
@@ -160,7 +155,6 @@ double run_beam(const Beam& beam, double za, double zb, int nper, int nsub, std:
                 std::vector<double>& q, std::vector<double>* tip = nullptr) {
   double tend = 0.0;
   const double w = beam_deck(beam, za, zb, nper * nsub, nper, tend);
-  run_ok();
   history(0, 0, tend / (nper * nsub), t, q, &beam);
   std::vector<double> tt;
   if (tip) history(beam.tipnode(), 2, tend / (nper * nsub), tt, *tip);
@@ -249,14 +243,10 @@ TEST(Dynamic, FreeBodyMovesWithItsInitialVelocityAndFallsUnderItsWeight) {
     std::string d = test::dyn_head(b, c.kukan, true, gam, 0.0, 0.0, 1, c.rubber) + test::card("VEL       %15.6f%15.6f%15.6f", v0, 0.0, 0.0) + test::ngld(1) + test::nplnk(0) +
          test::nload(1, b.nnode()) + test::tblld(0.0, 1.0);
     for (int n = 1; n <= b.nnode(); ++n) d += test::force(n, 0.0, 0.0, fz[n]);
-    test::write_file("EXEC.INP", d + "END\n");
-    run_ok();
-    post::ResIndex idx;
-    ASSERT_EQ(post::RESSCAN(".", idx), "");
-    ASSERT_GE(idx.frames.size(), 10u);
-    for (std::size_t k = 1; k <= idx.frames.size(); ++k) {
-      post::Frame f;
-      ASSERT_EQ(post::RESREAD(idx, k, f, post::READ_NODES), "");
+    test::run_deck(d + "END\n");
+    ASSERT_GE(test::result_frames(), 10u);
+    for (std::size_t k = 1; k <= test::result_frames(); ++k) {
+      const post::Frame f = test::result_frame(k);
       const double t = f.h.TIME;
       const float* u = f.DISP[b.nnode() - 1].V;
       EXPECT_NEAR(u[0], v0 * t, c.tol * v0) << t;
@@ -285,12 +275,8 @@ TEST(Dynamic, BodyLoadOfAStaticJobWeighsTheBody) {
     const std::string held = test::hold_plane(b, 0.0, "111000", nheld);
     // Gravity along -x, in mm/s^2.
     std::string d = test::dyn_head(b, test::kukan(1.0, 1), false, gam, 0.0, 0.0, 1, rubber) + test::card("VEL       %15.6f%15.6f%15.6f", -GRAV, 0.0, 0.0) + test::ngld(0) + test::nplnk(nheld);
-    test::write_file("EXEC.INP", d + held + "END\n");
-    run_ok();
-    post::ResIndex idx;
-    ASSERT_EQ(post::RESSCAN(".", idx), "");
-    post::Frame f;
-    ASSERT_EQ(post::RESREAD(idx, idx.frames.size(), f, post::READ_NODES), "");
+    test::run_deck(d + held + "END\n");
+    const post::Frame f = test::result_frame(test::result_frames());
     double r[3];
     post::SECTSUM(f.REACT, r);
     EXPECT_NEAR(r[0], gam * 2.0, 1e-5) << rubber;

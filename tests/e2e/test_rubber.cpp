@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sstream>
 
 #include "deckgen.hpp"
 #include "testutil.hpp"
@@ -21,8 +20,7 @@ constexpr double C1 = 0.5, C2 = 0.1, KB = 1000.0;
 // Nodes, and the elements as rubber with their rows; those with their
 // centroid before x = XBONE solid bone of E = 1000.
 std::string mesh(const Box& b, double xbone = 0.0, double c1 = C1, double kb = KB) {
-  std::string s;
-  for (int n = 1; n <= b.nnode(); ++n) s += test::node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
+  std::string s = b.node_cards();
   for (int e = 1; e <= b.ntet(); ++e) {
     double x = 0.0;
     for (int n : b.tets[e - 1]) x += 0.25 * b.xyz[n - 1].x;
@@ -33,8 +31,7 @@ std::string mesh(const Box& b, double xbone = 0.0, double c1 = C1, double kb = K
 }
 
 std::string head(const Box& b, int nsolid, int nstep, int solver = -1) {
-  return test::cntnd(b.nnode()) + test::cntel(nsolid, 0, 0, b.ntet() - nsolid) + test::cntrl(1, 0, 15, 1e-8, solver) +
-         test::cntr2(1, 1) + test::cntr3_cpu() + test::card("PRPLT%10s%5d", "", 1) + test::kukan(1.0, nstep);
+  return test::job_head(b.nnode(), nsolid, 0, test::cntrl(1, 0, 15, 1e-8, solver), nstep, b.ntet() - nsolid);
 }
 
 // Enforced displacements u(p) (flag 2) where `on` holds, other flags as
@@ -66,25 +63,6 @@ std::string uniaxial(const Box& b, double l) {
       [&](const test::P3&, double* d) { d[0] = (l - 1) * b.LX, d[1] = d[2] = 0.0; });
 }
 
-test::RunResult run(const std::string& deck) {
-  test::write_file("EXEC.INP", deck);
-  return test::run_ossa();
-}
-
-// REL RES(N) of the rows of the last residual table.
-std::vector<double> last_table(const std::string& log) {
-  std::vector<double> v;
-  std::istringstream in(log);
-  for (std::string l; std::getline(in, l);) {
-    if (l.find("     ITER    MAX RES") == 0) v.clear();
-    double it, r[4], nd, dir, rfc, nd2, dir2, relm, resn, rhv, reln;
-    if (std::sscanf(l.c_str(), "%lf %lf %lf %lf %lf %lf %lf %lf %lf %lf %lf", &it, &r[0], &nd, &dir, &rfc, &nd2, &dir2,
-                    &relm, &resn, &rhv, &reln) == 11)
-      v.push_back(reln);
-  }
-  return v;
-}
-
 }  // namespace
 
 TEST(RubberJob, UniaxialStretchMatchesTheIncompressibleLawWithQuadraticNewton) {
@@ -93,8 +71,7 @@ TEST(RubberJob, UniaxialStretchMatchesTheIncompressibleLawWithQuadraticNewton) {
   for (const Case c : {Case{1.5, 1, -1}, Case{0.7, 2, -2}}) {
     SCOPED_TRACE(c.l);
     test::ScratchDir dir;
-    const auto r = run(head(b, 0, c.nstep, c.solver) + mesh(b) + uniaxial(b, c.l));
-    ASSERT_TRUE(r.out.ends_with("##$$ExSv end 1 1\n")) << test::read_file("EXEC.LOG");
+    test::run_deck(head(b, 0, c.nstep, c.solver) + mesh(b) + uniaxial(b, c.l));
     const post::Frame f = test::result_frame(test::result_frames());
     double fx = 0.0;  // the end's force: nominal stress times the unit section
     for (const auto& n : f.REACT) fx += b.xyz[n.ID - 1].x == b.LX ? n.V[0] : 0.0;
@@ -108,7 +85,7 @@ TEST(RubberJob, UniaxialStretchMatchesTheIncompressibleLawWithQuadraticNewton) {
     for (const auto& e : f.RUBBER) EXPECT_NEAR(e.V[0 + (l < 1 ? 2 : 0)], want / l, 0.01 * std::fabs(want)) << e.ID;
     // Newton on the whole stretch at once: each residual below ten times the
     // square of the one before, down to round-off.
-    const std::vector<double> rel = last_table(test::read_file("EXEC.LOG"));
+    const std::vector<double> rel = test::last_residuals(test::read_file("EXEC.LOG"), 10);
     ASSERT_GE(rel.size(), 3u);
     for (std::size_t k = 1; k < rel.size(); ++k)
       if (rel[k] > 1e-12) {
@@ -127,8 +104,7 @@ TEST(RubberJob, SimpleShearMatchesTheIncompressibleLaw) {
       b, [&](const test::P3& p) { return p.x == 0 || p.x == b.LX || p.y == 0 || p.y == b.LY; },
       [&](const test::P3& p) { return std::string(p.x == 0 || p.x == b.LX || p.y == 0 || p.y == b.LY ? "21" : "00") + "1000"; },
       [&](const test::P3& p, double* d) { d[0] = g * p.y, d[1] = d[2] = 0.0; });
-  const auto r = run(head(b, 0, 2) + mesh(b) + bc);
-  ASSERT_TRUE(r.out.ends_with("##$$ExSv end 1 1\n")) << test::read_file("EXEC.LOG");
+  test::run_deck(head(b, 0, 2) + mesh(b) + bc);
   const post::Frame f = test::result_frame(2);
   ASSERT_EQ(f.RUBBER.size(), static_cast<std::size_t>(b.ntet()));
   for (const auto& e : f.RUBBER) {
@@ -159,9 +135,8 @@ TEST(RubberJob, RubberLayerOnBoneRunsOnTheDirectSolverToEquilibrium) {
   int nheld = 0;
   const std::string held = test::hold_free_section(b, nheld);
   const double T = 0.8;
-  const auto r = run(head(b, 6, 2) + mesh(b, 1.0, C1, 1e6 * C1) + test::ngld(1) + test::nplnk(nheld) +
-                     test::end_traction(b, b.LX, T) + held + "END\n");
-  ASSERT_TRUE(r.out.ends_with("##$$ExSv end 1 1\n")) << test::read_file("EXEC.LOG");
+  test::run_deck(head(b, 6, 2) + mesh(b, 1.0, C1, 1e6 * C1) + test::ngld(1) + test::nplnk(nheld) +
+                 test::end_traction(b, b.LX, T) + held + "END\n");
   const post::Frame f = test::result_frame(2);
   double react[3];
   post::SECTSUM(f.REACT, react);
@@ -192,7 +167,8 @@ TEST(RubberJob, BadInputStopsWithItsNumberAndWritesNoNumberThatIsNot) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.text);
     test::ScratchDir dir;
-    const auto r = run(c.deck);
+    test::write_file("EXEC.INP", c.deck);
+    const auto r = test::run_ossa();
     EXPECT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(r.out.ends_with("##$$ExSv end " + c.end + "\n")) << r.out;
     EXPECT_NE(test::read_file("EXEC.LOG").find(c.text), std::string::npos) << test::read_file("EXEC.LOG");

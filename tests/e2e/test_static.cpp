@@ -91,11 +91,8 @@ std::vector<Point> pull(const Pull& p) {
   const std::string held = test::hold_free_section(BAR, nheld);
   const std::string mesh =
       BAR.mesh_rows([&](int e) { return test::propt_solid(e, 0.0, E, 1, p.sigt, Y, ETR, p.ecrush, 1.8e-6); });
-  const std::vector<double> f = test::face_forces(BAR, BAR.LX, p.tmax);
-  std::string forces;
   int nf = 0;
-  for (int i = 1; i <= BAR.nnode(); ++i)
-    if (f[i] != 0.0) forces += test::force(i, f[i], 0.0, 0.0), ++nf;
+  const std::string forces = test::face_force_cards(BAR, BAR.LX, p.tmax, nf);
   const std::string table = p.unload ? test::tblld(0.5, 1.0) + test::tblld(1.0, 0.0) : test::tblld(1.0, 1.0);
   std::string cntrl = test::cntrl(0, 1, 30, 1e-6);
   cntrl[8] = p.dynamic ? '1' : '0';
@@ -157,8 +154,6 @@ TEST(LinearJob, BarUnderEndLoadMatchesUniaxialStress) {
     for (int k = 1; k <= 2; ++k) {
       const double s = 0.5 * k * T, eps = s / E;  // the load follows its table: half, then all
       const post::Frame f = test::result_frame(k);
-      double react[3];
-      post::SECTSUM(f.REACT, react);
       double held_x = 0.0;  // reactions of the held face; an enforced end has its own
       for (const auto& r : f.REACT) held_x += b.xyz[r.ID - 1].x == 0.0 ? r.V[0] : 0.0;
       EXPECT_NEAR(held_x, -s, 1e-5 * T);

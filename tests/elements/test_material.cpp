@@ -1,7 +1,6 @@
 // The material point: equivalent stress of known states under both yield
 // criteria, the flow vector as the gradient of the equivalent stress, the
-// crossing of the yield surface, principal values and directions, and the
-// dense inverse.
+// crossing of the yield surface, and principal values and directions.
 #include <gtest/gtest.h>
 
 #include <Eigen/Dense>
@@ -9,7 +8,6 @@
 #include <cmath>
 #include <random>
 
-#include "base/kernels.hpp"
 #include "elements/material.hpp"
 #include "elements/princ.hpp"
 #include "model/model.hpp"
@@ -88,19 +86,4 @@ TEST(Principal, ValuesAndDirectionsRebuildTheTensor) {
     EXPECT_LT((back - S).cwiseAbs().maxCoeff(), 1e-9 * 50);
     EXPECT_LT((z.transpose() * z - Eigen::Matrix3d::Identity()).cwiseAbs().maxCoeff(), 1e-12);
   }
-}
-
-TEST(Kernels, MatinvInvertsAndSolves) {
-  base::Unit log;
-  const int n = 7;
-  Eigen::MatrixXd a0(n, n);
-  Eigen::VectorXd b(n);
-  for (int k = 0; k < n * n; ++k) a0.data()[k] = rnd() + (k % (n + 1) == 0 ? 100.0 : 0.0);
-  for (double& v : b) v = rnd();
-  Eigen::MatrixXd a = a0;
-  Eigen::VectorXd x = b;
-  double det = 0.0;
-  ASSERT_EQ(base::MATINV(log, a.data(), n, n, x.data(), 1, det), 0);
-  EXPECT_LT((a0 * a - Eigen::MatrixXd::Identity(n, n)).cwiseAbs().maxCoeff(), 1e-12);
-  EXPECT_LT((a0 * x - b).cwiseAbs().maxCoeff(), 1e-10);
 }

@@ -1,4 +1,5 @@
-// The error stop, the elapsed-time report and the progress and end lines.
+// The error stop and the elapsed-time report (the progress lines are the
+// step walk's, the end line every job's).
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -63,17 +64,4 @@ TEST(ErrorStop, AllocationCheckStopsAtFirstFailure) {
   EXPECT_EQ(l[1], " MEMORY ALLOCATION ERROR");
   EXPECT_EQ(l[3], "  -5  7");
   EXPECT_EQ(test::read_file("stdout.txt"), "##$$ExSv end -5 7\n");
-}
-
-TEST(ProgressLine, IntegerPartAndEnd) {
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(model::PROGRESS(0.0, 2.0), 0);
-  EXPECT_EQ(model::PROGRESS(0.999, 2.0), 49);
-  EXPECT_EQ(model::PROGRESS(1.9999, 2.0), 99);
-  EXPECT_EQ(model::PROGRESS(2.0, 2.0), 100);
-  EXPECT_EQ(model::PROGRESS(2.0 - 1e-12, 2.0), 100);  // reached within the loop's slack
-  model::ENDLINE(1, 1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "##$$ExSv proc 0\n##$$ExSv proc 49\n##$$ExSv proc 99\n##$$ExSv proc 100\n"
-            "##$$ExSv proc 100\n##$$ExSv end 1 1\n");
 }

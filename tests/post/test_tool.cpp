@@ -22,11 +22,8 @@ const test::Box BAR(2, 1, 1, 2.0, 1.0, 1.0);
 void solve_bar() {
   int nheld = 0;
   const std::string held = test::hold_free_section(BAR, nheld);
-  test::write_file("EXEC.INP", test::cntnd(BAR.nnode()) + test::cntel(BAR.ntet()) + test::cntrl(0, 0, 10, 1e-8) +
-                                   test::cntr2(1, 1) + test::cntr3_cpu() + test::card("PRPLT%10s%5d", "", 1) +
-                                   test::kukan(1.0, 2) + BAR.mesh_cards(NU, E) + test::ngld(1) + test::nplnk(nheld) +
-                                   test::end_traction(BAR, BAR.LX, T) + held + "END\n");
-  ASSERT_NE(test::run_ossa().out.find("##$$ExSv end 1 1"), std::string::npos) << test::read_file("EXEC.LOG");
+  test::run_deck(test::job_head(BAR.nnode(), BAR.ntet(), 0, test::cntrl(0, 0, 10, 1e-8), 2) + BAR.mesh_cards(NU, E) +
+                 test::ngld(1) + test::nplnk(nheld) + test::end_traction(BAR, BAR.LX, T) + held + "END\n");
 }
 
 std::vector<std::vector<std::string>> csv(const std::string& text) {

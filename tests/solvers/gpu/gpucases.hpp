@@ -5,11 +5,15 @@
 #pragma once
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <random>
 #include <vector>
 
+#include "deckgen.hpp"
+#include "model/model.hpp"
 #include "solvers/gpu/gpu.hpp"
 #include "solvers/sysmat.hpp"
+#include "testutil.hpp"
 
 namespace ossa::test {
 
@@ -67,6 +71,38 @@ inline std::vector<double> ops_product(const solvers::GPUOPS& ops, const Full& f
   return y;
 }
 
+// The full matrix of a stored half (GPUEXPAND); DIAG of its diagonal.
+inline Full expand(const Csr& c, std::vector<double>& diag) {
+  const int nz = static_cast<int>(c.JA.size()), nfull = 2 * nz - c.n;
+  Full f;
+  f.n = c.n;
+  f.IAF.resize(c.n + 1);
+  f.JAF.resize(nfull);
+  f.AF.resize(nfull);
+  diag.resize(c.n);
+  solvers::GPUEXPAND(c.IA.data(), c.JA.data(), c.AV.data(), nz, c.n, f.IAF.data(), f.JAF.data(), f.AF.data(), nfull,
+                     diag.data());
+  return f;
+}
+
+// GPUCG through OPS on the system C from X; returns STATUS.
+inline int gpucg(model::GPUDATA& g, const solvers::GPUOPS& ops, const Csr& c, std::vector<double>& x,
+                 const std::vector<double>& f, double eps) {
+  std::vector<double> diag;
+  const Full a = expand(c, diag);
+  return solvers::GPUCG(g, ops, a.AF.data(), a.IAF.data(), a.JAF.data(), c.n, x.data(), f.data(), eps, diag.data(), 0);
+}
+
+// The femur deck in EXEC.INP with the device field of its CNTR3 card
+// (columns 41-45) set to DEVICE.
+inline void set_device(int device) {
+  std::string deck = read_file("EXEC.INP");
+  char field[6];
+  std::snprintf(field, sizeof field, "%5d", device);
+  deck.replace(deck.find("\nCNTR3") + 41, 5, field);
+  write_file("EXEC.INP", deck);
+}
+
 // The shifted 5-point Laplacian of an N x N grid (4 + SHIFT on the
 // diagonal), with node 1 weakly tied to every tenth node: its row runs far
 // past the ELL width and across the COO warps' intervals. Lower half, as the
@@ -89,17 +125,6 @@ inline Csr grid(int N, double shift) {
     c.IA.push_back(static_cast<int>(c.JA.size()) + 1);
   }
   return c;
-}
-
-// The largest difference of two displacement lists against their largest
-// value: the processor's and the device's answers to one job.
-inline double disp_mismatch(const std::vector<float>& cpu, const std::vector<float>& gpu) {
-  float dmax = 0.0f, diff = 0.0f;
-  for (std::size_t k = 0; k < cpu.size() && k < gpu.size(); ++k) {
-    dmax = std::max(dmax, std::fabs(cpu[k]));
-    diff = std::max(diff, std::fabs(gpu[k] - cpu[k]));
-  }
-  return cpu.size() == gpu.size() && dmax > 0.0f ? diff / dmax : 1.0;
 }
 
 }  // namespace ossa::test

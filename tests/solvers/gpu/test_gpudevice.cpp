@@ -24,18 +24,10 @@ bool nodevice() { return !solvers::DEVLAYER() || solvers::GPUQUERY().props.empty
 // GPUCG through OPS on the grid system from zero; the solution and the log.
 std::vector<double> solve(const GPUOPS& ops, int side, int& status, std::vector<std::string>& log) {
   const test::Csr c = test::grid(side, 0.02);
-  const int nz = static_cast<int>(c.JA.size()), nfull = 2 * nz - c.n;
-  test::Full a;
-  a.IAF.resize(c.n + 1);
-  a.JAF.resize(nfull);
-  a.AF.resize(nfull);
-  std::vector<double> diag(c.n), x(c.n, 0.0);
-  solvers::GPUEXPAND(c.IA.data(), c.JA.data(), c.AV.data(), nz, c.n, a.IAF.data(), a.JAF.data(), a.AF.data(),
-                     nfull, diag.data());
+  std::vector<double> x(c.n, 0.0);
   const std::vector<double> f = test::random_vec(c.n, 7);
   model::GPUDATA g;
-  status = solvers::GPUCG(g, ops, a.AF.data(), a.IAF.data(), a.JAF.data(), c.n, x.data(), f.data(), 1e-10,
-                          diag.data(), 0);
+  status = test::gpucg(g, ops, c, x, f, 1e-10);
   solvers::GPUDONE(g, ops);
   log = test::read_lines("gpu_solver.log");
   return x;
@@ -43,24 +35,14 @@ std::vector<double> solve(const GPUOPS& ops, int side, int& status, std::vector<
 
 // The femur example with the CNTR3 card's device field (columns 41-45) set
 // to DEVICE; the displacements of its last frame.
-std::vector<float> femur(int device) {
+std::vector<double> femur(int device) {
   const std::string bin = OSSA_BIN;
   const std::string mk = bin.substr(0, bin.rfind('/') + 1) + "ossa-mkfemur 4.0 > EXEC.INP";
   if (std::system(mk.c_str()) != 0) return {};
-  std::string deck = test::read_file("EXEC.INP");
-  const std::size_t at = deck.find("\nCNTR3");
-  if (at == std::string::npos) return {};
-  char field[6];
-  std::snprintf(field, sizeof field, "%5d", device);
-  deck.replace(at + 41, 5, field);
-  test::write_file("EXEC.INP", deck);
+  test::set_device(device);
   const test::RunResult r = test::run_ossa(600);
   EXPECT_EQ(r.status, 0);
-  std::vector<float> v;
-  const std::size_t n = test::result_frames();
-  if (n == 0) return v;
-  for (const auto& d : test::result_frame(n).DISP) v.insert(v.end(), d.V, d.V + 3);
-  return v;
+  return test::frame_disps(test::result_frames());
 }
 
 }  // namespace
@@ -106,10 +88,10 @@ TEST(GpuDevice, SolvesAsTheEmulationBitForBit) {
 TEST(GpuDevice, FemurOnTheDeviceAsOnTheProcessor) {
   if (nodevice()) GTEST_SKIP() << "no CUDA device";
   test::ScratchDir dir;
-  const std::vector<float> cpu = femur(-1), gpu = femur(0);
+  const std::vector<double> cpu = femur(-1), gpu = femur(0);
   ASSERT_FALSE(cpu.empty());
   ASSERT_EQ(gpu.size(), cpu.size());
   EXPECT_NE(test::read_file("EXEC.LOG").find("CG (GPU)"), std::string::npos);
   EXPECT_NE(test::read_file("gpu_solver.log").find("Converged!"), std::string::npos);
-  EXPECT_LT(test::disp_mismatch(cpu, gpu), 1e-5);
+  EXPECT_LT(test::mismatch(cpu, gpu), 1e-5);
 }

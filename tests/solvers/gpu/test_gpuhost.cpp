@@ -2,8 +2,10 @@
 // the emulated kernels, and the iteration through the emulation: the
 // processor CG's solution (which a wrong full matrix of the stored half
 // would miss), its sparse readings of r.z and gpu_solver.log, and the ways it
-// ends; and the femur example through the emulated device against the
-// processor CG, its iterations in the residual table.
+// ends; the femur example through the emulated device against the
+// processor CG, its iterations in the residual table; and the device report
+// of gpu_device.txt from the runtime's answers (made up, as a machine would
+// give them).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -25,29 +27,6 @@ using solvers::GPUPLAN;
 
 namespace {
 
-// The full matrix of a half (GPUEXPAND); DIAG of its diagonal.
-test::Full expand(const test::Csr& c, std::vector<double>& diag) {
-  const int nz = static_cast<int>(c.JA.size()), nfull = 2 * nz - c.n;
-  test::Full f;
-  f.n = c.n;
-  f.IAF.resize(c.n + 1);
-  f.JAF.resize(nfull);
-  f.AF.resize(nfull);
-  diag.resize(c.n);
-  solvers::GPUEXPAND(c.IA.data(), c.JA.data(), c.AV.data(), nz, c.n, f.IAF.data(), f.JAF.data(),
-                     f.AF.data(), nfull, diag.data());
-  return f;
-}
-
-// GPUCG through OPS on the system C from X; returns STATUS.
-int gpucg(model::GPUDATA& g, const GPUOPS& ops, const test::Csr& c, std::vector<double>& x,
-          const std::vector<double>& f, double eps) {
-  std::vector<double> diag;
-  const test::Full a = expand(c, diag);
-  return solvers::GPUCG(g, ops, a.AF.data(), a.IAF.data(), a.JAF.data(), c.n, x.data(), f.data(), eps,
-                        diag.data(), 0);
-}
-
 // The iterations at which r.z was read: the emulation with its reads of
 // DSTATE counted against the dot products (two an iteration, one at the start).
 std::vector<int> g_reads;
@@ -65,18 +44,14 @@ const char* oom() { return "out of memory"; }
 // The femur example with the device field of its CNTR3 card (columns 41-45)
 // set to DEVICE, run in a child process (a stop must not end the test) on the
 // emulated device; the displacements of the last frame.
-std::vector<float> femur(int device) {
+std::vector<double> femur(int device) {
   std::FILE* f = std::fopen("EXEC.INP", "w");
   example::FemurOptions o;
   o.H = 5.0;  // coarser meshes need more than NEQ/5 iterations
   o.NSTEP = 1;
   example::write_femur_deck(f, o);
   std::fclose(f);
-  std::string deck = test::read_file("EXEC.INP");
-  char field[6];
-  std::snprintf(field, sizeof field, "%5d", device);
-  deck.replace(deck.find("\nCNTR3") + 41, 5, field);
-  test::write_file("EXEC.INP", deck);
+  test::set_device(device);
   EXPECT_EXIT(
       {
         if (!std::freopen("stdout.txt", "w", stdout)) std::abort();
@@ -86,10 +61,7 @@ std::vector<float> femur(int device) {
         std::exit(7);
       },
       ::testing::ExitedWithCode(7), "");
-  std::vector<float> v;
-  const std::size_t n = test::result_frames();
-  for (const auto& d : test::result_frame(n).DISP) v.insert(v.end(), d.V, d.V + 3);
-  return v;
+  return test::frame_disps(test::result_frames());
 }
 
 }  // namespace
@@ -168,7 +140,7 @@ TEST(GpuCg, EmulationGivesTheProcessorSolutionWithSparseReadings) {
   std::vector<double> x = test::random_vec(c.n, 9);
   g_reads.clear();
   g_dots = 0;
-  ASSERT_EQ(gpucg(g, ops, c, x, f, 1e-10), 0);
+  ASSERT_EQ(test::gpucg(g, ops, c, x, f, 1e-10), 0);
   double d = 0.0, xm = 0.0;
   for (int i = 0; i < c.n; ++i) d = std::max(d, std::fabs(x[i] - xc[i])), xm = std::max(xm, std::fabs(xc[i]));
   EXPECT_LT(d, 1e-7 * xm);
@@ -198,7 +170,7 @@ TEST(GpuCg, EmulationGivesTheProcessorSolutionWithSparseReadings) {
   EXPECT_EQ(l[14], "");
 
   // A second solve appends, without the device line; the start is now the answer.
-  ASSERT_EQ(gpucg(g, solvers::GPUEMUOPS(), c, x, f, 1e-10), 0);
+  ASSERT_EQ(test::gpucg(g, solvers::GPUEMUOPS(), c, x, f, 1e-10), 0);
   const auto l2 = test::read_lines("gpu_solver.log");
   ASSERT_GT(l2.size(), l.size());
   EXPECT_EQ(l2[l.size() - 1].rfind(" time( scalling(CPU) ) = ", 0), 0u) << l2[l.size() - 1];
@@ -236,7 +208,7 @@ TEST(GpuCg, EndsOfTheIteration) {
     GPUOPS ops = solvers::GPUEMUOPS();
     if (k.deviceerror) ops.ERROR = oom;
     model::GPUDATA g;
-    EXPECT_EQ(gpucg(g, ops, test::half(s, true), x, f, 1e-10), k.status) << k.what;
+    EXPECT_EQ(test::gpucg(g, ops, test::half(s, true), x, f, 1e-10), k.status) << k.what;
     solvers::GPUDONE(g, ops);
     for (double v : x) ASSERT_TRUE(std::isfinite(v) || k.zeropivot) << k.what;
     const auto l = test::read_lines("gpu_solver.log");
@@ -254,7 +226,7 @@ TEST(GpuCg, EndsOfTheIteration) {
 
 TEST(GpuCg, FemurOnTheEmulatedDeviceAsOnTheProcessor) {
   test::ScratchDir dir;
-  const std::vector<float> cpu = femur(-1), gpu = femur(0);
+  const std::vector<double> cpu = femur(-1), gpu = femur(0);
   const std::string log = test::read_file("EXEC.LOG"), solver = test::read_file("gpu_solver.log");
   EXPECT_NE(log.find("Device  0: Host emulation"), std::string::npos);
   EXPECT_NE(log.find("LINEAR EQUATION SOLVER : CG (GPU)"), std::string::npos);
@@ -267,5 +239,110 @@ TEST(GpuCg, FemurOnTheEmulatedDeviceAsOnTheProcessor) {
   EXPECT_NE(log.find(std::string(10 - its.size(), ' ') + its + "\n"), std::string::npos) << its;
   ASSERT_EQ(gpu.size(), cpu.size());
   ASSERT_FALSE(cpu.empty());
-  EXPECT_LT(test::disp_mismatch(cpu, gpu), 1e-5);
+  EXPECT_LT(test::mismatch(cpu, gpu), 1e-5);
+}
+
+namespace {
+
+using solvers::GPUINFO;
+using solvers::GPUPROPS;
+
+
+GPUPROPS card(const char* name, int major, int minor) {
+  GPUPROPS p;
+  p.name = name;
+  p.major = major;
+  p.minor = minor;
+  p.globalmem = 85045608448ULL;
+  p.clockkhz = 1980000;
+  p.computemode = 3;
+  p.ecc = 1;
+  return p;
+}
+
+// The report of INFO for DEVICE: the lines, the device number after it and the name.
+std::vector<std::string> report(const GPUINFO& info, int& dev, std::string& name) {
+  std::FILE* f = std::fopen("gpu_device.txt", "w");
+  solvers::GPUREPORT(f, info, dev, name, 80);
+  std::fclose(f);
+  return test::read_lines("gpu_device.txt");
+}
+
+std::size_t find(const std::vector<std::string>& l, const std::string& s) {
+  for (std::size_t k = 0; k < l.size(); ++k)
+    if (l[k] == s) return k;
+  return l.size();
+}
+
+}  // namespace
+
+TEST(GpuProbe, ReportsAndSelectsTheDevice) {
+  test::ScratchDir dir;
+  struct Case {
+    const char* what;
+    GPUINFO info;
+    int dev, after;
+    const char* name;
+    std::vector<std::string> lines;  // in this order, others between
+  };
+  GPUINFO none;
+  none.countok = false;
+  GPUINFO two;
+  two.driver = 13000;
+  two.runtime = 12080;
+  two.props = {card("First", 8, 0), card("Second", 9, 0)};
+  GPUINFO old;
+  old.props = {card("Old", 1, 2)};
+  const Case cases[] = {
+      {"count unreadable, no device",
+       none, 0, -1, "",
+       {"KK(120) = 0", "cudaGetDeviceCount FAILED CUDA Driver and Runtime version may be mismatched.",
+        "There is no device supporting CUDA", "Device No.0 is not found.", ""}},
+      {"the second of two",
+       two, 1, 1, "Second",
+       {"KK(120) = 1", "There are 2 devices supporting CUDA", "", "Device 0: \"First\"",
+        "  CUDA Driver Version:                           13.0",
+        "  CUDA Runtime Version:                          12.80",
+        "  CUDA Capability Major/Minor version number:    8.0",
+        "  Total amount of global memory:                 85045608448 bytes",
+        "  Clock rate:                                    1.98 GHz",
+        "  Compute mode:                                  Unknown",
+        "  Device has ECC support enabled:                Yes",
+        "  Device is using TCC driver mode:               No", "", "Device 1: \"Second\""}},
+      {"a third device that is not there", two, 2, -1, "", {"KK(120) = 2", "Device No.2 is not found."}},
+      {"no double precision",
+       old, 0, -1, "Old",
+       {"There is 1 device supporting CUDA", "  CUDA Capability Major/Minor version number:    1.2",
+        "Device No.0 does not support Double Precision",
+        "  Total amount of global memory:                 85045608448 bytes"}},
+  };
+  for (const Case& k : cases) {
+    int dev = k.dev;
+    std::string name;
+    const auto l = report(k.info, dev, name);
+    EXPECT_EQ(dev, k.after) << k.what;
+    EXPECT_EQ(name, k.name) << k.what;
+    std::size_t at = 0;
+    for (const std::string& s : k.lines) {
+      const std::size_t f = find(std::vector<std::string>(l.begin() + static_cast<long>(at), l.end()), s);
+      ASSERT_LT(at + f, l.size()) << k.what << ": no line '" << s << "' in order";
+      at += f + 1;
+    }
+  }
+  // A device report has its 22 lines; the compute modes in words.
+  int dev = 0;
+  std::string name;
+  const auto l = report(two, dev, name);
+  EXPECT_EQ(l.size(), 2u + 2u * 24u);
+  const char* modes[] = {"Default (multiple host threads can use this device simultaneously)",
+                         "Exclusive (only one host thread at a time can use this device)",
+                         "Prohibited (no host thread can use this device)"};
+  for (int m = 0; m < 3; ++m) {
+    GPUINFO one;
+    one.props = {card("M", 8, 6)};
+    one.props[0].computemode = m;
+    dev = 0;
+    EXPECT_LT(find(report(one, dev, name), std::string("  Compute mode:                                  ") + modes[m]),
+              100u);
+  }
 }

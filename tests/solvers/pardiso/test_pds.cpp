@@ -1,7 +1,7 @@
 // Selector -2 (MUMPS) against the program's own multifrontal solver on the
 // static jobs of the suite, across two processes against one, and its stops:
 // a zero pivot at the first and at a later iteration, an estimate above the
-// memory budget.
+// memory budget; and the solver frame's budget check for the processor CG.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -24,14 +24,6 @@ namespace {
 
 constexpr double E = 1000.0;
 
-// The displacements of every frame, node by node.
-std::vector<double> displacements() {
-  std::vector<double> u;
-  for (std::size_t k = 1; k <= test::result_frames(); ++k)
-    for (const auto& d : test::result_frame(k).DISP) u.insert(u.end(), d.V, d.V + 3);
-  return u;
-}
-
 // Runs the deck of `deck(selector)` as `launch` (ossa alone, or under an MPI
 // launcher) and returns its displacements.
 std::vector<double> solve(const std::function<std::string(int)>& deck, int selector, const std::string& launch = "") {
@@ -46,16 +38,7 @@ std::vector<double> solve(const std::function<std::string(int)>& deck, int selec
   }
   EXPECT_NE(test::read_file("run.out").find("##$$ExSv end 1 1\n"), std::string::npos)
       << test::read_file("run.out") << test::read_file("run.err") << test::read_file("EXEC.LOG");
-  return displacements();
-}
-
-double max_rel_diff(const std::vector<double>& a, const std::vector<double>& b) {
-  double d = 0.0, s = 0.0;
-  for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i) {
-    d = std::max(d, std::fabs(a[i] - b[i]));
-    s = std::max(s, std::fabs(a[i]));
-  }
-  return a.size() == b.size() && s > 0.0 ? d / s : 1.0;
+  return test::frame_disps();
 }
 
 std::string head(const Box& b, const std::string& cntrl, int nstep, int substeps = 1) {
@@ -69,11 +52,9 @@ std::string bar(int selector, int geom, int mat, double T, int nstep) {
   const Box b(4, 1, 1, 4.0, 1.0, 1.0);
   int nheld = 0;
   const std::string held = test::hold_free_section(b, nheld);
-  std::string mesh;
-  for (int n = 1; n <= b.nnode(); ++n) mesh += test::node(n, b.xyz[n - 1].x, b.xyz[n - 1].y, b.xyz[n - 1].z);
-  for (int e = 1; e <= b.ntet(); ++e) mesh += test::solid(e, b.tets[e - 1]);
-  for (int e = 1; e <= b.ntet(); ++e)
-    mesh += mat ? test::propt_solid(e, 0.0, E, 1, 1.0e6, 10.0, 0.1, 1.0e5, 1.8e-6) : test::propt_solid(e, 0.3, E);
+  const std::string mesh = b.mesh_rows([&](int e) {
+    return mat ? test::propt_solid(e, 0.0, E, 1, 1.0e6, 10.0, 0.1, 1.0e5, 1.8e-6) : test::propt_solid(e, 0.3, E);
+  });
   return head(b, test::cntrl(geom, mat, 30, 1e-8, selector), nstep, mat ? 4 : 1) + mesh + test::ngld(1) +
          test::nplnk(nheld) + test::end_traction(b, b.LX, T) + held + "END\n";
 }
@@ -110,7 +91,7 @@ TEST(PdsJob, StaticJobsGiveTheDisplacementsOfOrk) {
   for (const Case& c : cases) {
     const std::vector<double> ork = solve(c.deck, -1), pds = solve(c.deck, -2);
     ASSERT_FALSE(ork.empty()) << c.what;
-    EXPECT_LT(max_rel_diff(ork, pds), c.tol) << c.what;
+    EXPECT_LT(test::mismatch(ork, pds), c.tol) << c.what;
   }
 }
 
@@ -122,19 +103,23 @@ TEST(PdsJob, TwoProcessesGiveTheOneProcessAnswer) {
       "OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1 timeout 120 mpirun -np 2 --oversubscribe "
       "--mca btl_tcp_if_include lo --mca oob_tcp_if_include lo";
   const auto amg = [](int) { return blockpre(0, 3); };
-  EXPECT_LT(max_rel_diff(solve(block, -2), solve(block, -2, mpirun)), 1e-12);
-  EXPECT_LT(max_rel_diff(solve(amg, 0), solve(amg, 0, mpirun)), 1e-6);
+  EXPECT_LT(test::mismatch(solve(block, -2), solve(block, -2, mpirun)), 1e-12);
+  EXPECT_LT(test::mismatch(solve(amg, 0), solve(amg, 0, mpirun)), 1e-6);
 }
 
 namespace {
 
 // A model holding the system IA/JA/AV (the direct solvers' upper half) with
-// a right-hand side of ones, selector -2 and a budget of MB megabytes.
+// a right-hand side of ones, solver KK(21) (3: selector -2; 1: the processor
+// CG) and a budget of MB megabytes.
 void system_model(model::Model& m, const std::vector<std::int32_t>& ia, const std::vector<std::int32_t>& ja,
-                  const std::vector<double>& av, int mbytes) {
+                  const std::vector<double>& av, int mbytes, int solver = 3) {
   test::open_log(m);
   const int n = static_cast<int>(ia.size()) - 1, nz = static_cast<int>(ja.size());
-  m.KK(kk::SOLVER) = 3;
+  m.KK(kk::SOLVER) = solver;
+  m.KK(kk::DEVICE) = -1;
+  m.KK(kk::CGPREC) = 1;
+  m.RR(rr::TOLCG) = 1.0e-10;
   m.KK(kk::NEQ) = n;
   m.KK(kk::NZ) = nz;
   m.KK(kk::MEMMB) = mbytes;
@@ -161,7 +146,33 @@ void dense_model(model::Model& m, int n, int mbytes) {
   system_model(m, ia, ja, av, mbytes);
 }
 
+// A CG system of NEQ equations and NZ stored entries, whose values the
+// budget does not read.
+void sized_model(model::Model& m, int neq, int nz, int mbytes) {
+  system_model(m, std::vector<std::int32_t>(neq + 1, 1), std::vector<std::int32_t>(nz, 1),
+               std::vector<double>(nz, 0.0), mbytes, 1);
+}
+
 }  // namespace
+
+TEST(SolverPrep, BudgetShortfallStopsAndAnExactFitPasses) {
+  test::ScratchDir dir;
+  OSSA_EXPECT_STOP(model::Model m; sized_model(m, 30000, 600000, 10); solvers::SOLVERPREP(m, 7); std::abort());
+  // Need 2760000 words, free 2500000 - 2070001: short by 2330001 words.
+  const auto l = test::read_lines("EXEC.LOG");
+  ASSERT_GE(l.size(), 4u);
+  EXPECT_EQ(l[0], "");
+  EXPECT_EQ(l[1], "     9.32(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.");
+  EXPECT_EQ(l[2], " *** ERROR NO. ***");
+  EXPECT_EQ(l[3], "  -5  7");
+  EXPECT_EQ(test::read_lines("stdout.txt").back(), "##$$ExSv end -5 7");
+  // 12 NEQ + 4 NZ words exactly free: no stop.
+  model::Model m;
+  sized_model(m, 1000, 2000, 1);
+  const long free = model::SOLVERFREEW(m);
+  model::BUDGETCHK(m, free, free, 0);
+  EXPECT_EQ(free, 250000 - (1001 + 2000 + 4000 + 4000 + 4000));
+}
 
 TEST(PdsStop, ZeroPivotAtTheFirstAndALaterIteration) {
   struct Case { int iter; const char *text, *nos; };
