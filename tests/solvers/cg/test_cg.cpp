@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <vector>
 
 #include "solvers/cg/cg.hpp"
+#include "solvers/cg/cgkern.hpp"
 #include "solvers/sysmat.hpp"
 #include "testutil.hpp"
 
@@ -50,7 +52,22 @@ TEST(CgSolve, ReachesTheToleranceWithEitherPreconditioner) {
     pairs.at(i, i) += 1.0, pairs.at(j, j) += 1.0, pairs.at(i, j) -= 0.9, pairs.at(j, i) -= 0.9;
   }
   for (int i = 0; i < 150; ++i) pairs.at(i, i) += 0.1;
-  for (const test::Sym& s : {test::node_blocks(60, true, 0.05, 3), lap, pairs})
+  for (const test::Sym& s : {test::node_blocks(60, true, 0.05, 3), lap, pairs}) {
+    // The product on 2 and 3 threads has the bits of the one-thread pass.
+    const test::Csr c = half(s, true);
+    std::vector<int> grp(s.n);
+    solvers::CGGROUP(grp.data(), s.n, c.IA.data(), c.JA.data());
+    std::vector<double> q1;
+    for (int nb : {1, 2, 3}) {
+      std::vector<double> q = test::random_vec(s.n, 3), p = test::random_vec(s.n, 4), pqv(s.n);
+      solvers::CGPLAN plan;
+      solvers::CGPLANMAKE(plan, nb, s.n, c.IA.data(), c.JA.data(), grp.data());
+      const double pq = solvers::CGPSPMVPAR(q.data(), p.data(), 0.7, 0, c.AV.data(), s.n, c.IA.data(),
+                                            c.JA.data(), grp.data(), plan, pqv.data());
+      if (nb == 1) q1 = q, q1.push_back(pq);
+      EXPECT_EQ(std::memcmp(q.data(), q1.data(), 8UL * s.n) | std::memcmp(&pq, &q1.back(), 8), 0) << nb;
+      EXPECT_EQ(plan.nb, nb);
+    }
     for (int precon : {0, 1}) {
       model::Model m;
       test::open_log(m);
@@ -67,6 +84,7 @@ TEST(CgSolve, ReachesTheToleranceWithEitherPreconditioner) {
       }
       EXPECT_LT(std::sqrt(rs), 1.01e-10 * std::sqrt(fs)) << s.n << " " << precon;
     }
+  }
 }
 
 TEST(CgSolve, FullPatternFactorisationIsExactAndShiftRescuesBreakdown) {
