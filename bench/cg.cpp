@@ -361,8 +361,7 @@ struct Lanes {
 
 Lanes run_lanes(const System& s, const std::vector<int>& grp, int nb, std::vector<double>& q) {
   const int n = s.neq;
-  solvers::CGPLAN plan;
-  solvers::CGPLANMAKE(plan, nb, n, s.ia.data(), s.ja.data(), grp.data());
+  const solvers::CGPLAN plan = solvers::CGPLANMAKE(nb, n, s.ia.data(), s.ja.data(), grp.data());
   if (nb > 1) std::printf("  terms across blocks: %zu of %zu\n", plan.dsrc.size(), s.ja.size());
   std::vector<double> p(s.f), x(n, 0.0), r(s.f), z(s.f), pqv(n);
   q.assign(n, 0.0);

@@ -6,6 +6,7 @@
 // and the log names the preconditioner and counts the iterations.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "deckgen.hpp"
@@ -38,10 +39,8 @@ std::vector<post::NodeOut> displacements(const std::string& text, bool amg) {
   const auto r = test::run_ossa();
   EXPECT_EQ(r.out.substr(r.out.find("##$$ExSv end")), "##$$ExSv end 1 1\n") << test::read_file("EXEC.LOG");
   const std::string log = test::read_file("EXEC.LOG");
-  if (amg) {
-    EXPECT_NE(log.find("     CG PRE-CONDITIONING    : ALGEBRAIC MULTIGRID"), std::string::npos);
-    EXPECT_NE(log.find("     TIME   CG ITER\n"), std::string::npos);
-  }
+  EXPECT_TRUE(!amg || (log.find("     CG PRE-CONDITIONING    : ALGEBRAIC MULTIGRID") != std::string::npos &&
+                       log.find("     TIME   CG ITER\n") != std::string::npos));
   return test::result_frame(1).DISP;
 }
 
@@ -57,9 +56,8 @@ TEST(AmgCg, MatchesTheDirectSolverOnBarCubeAndMixedBlock) {
     const auto ork = displacements(deck(c.b, -1, 1, c.mixed), false);
     const auto amg = displacements(deck(c.b, 0, 3, c.mixed), true);
     ASSERT_EQ(ork.size(), amg.size());
-    double umax = 0.0;
-    for (const auto& d : ork)
-      for (int k = 0; k < 3; ++k) umax = std::fmax(umax, std::fabs(d.V[k]));
+    float umax = 0.0f;
+    for (const auto& d : ork) umax = std::max({umax, std::fabs(d.V[0]), std::fabs(d.V[1]), std::fabs(d.V[2])});
     ASSERT_GT(umax, 0.0);
     for (std::size_t i = 0; i < ork.size(); ++i)
       for (int k = 0; k < 3; ++k) EXPECT_NEAR(amg[i].V[k], ork[i].V[k], 2e-6 * umax) << ork[i].ID;

@@ -78,8 +78,7 @@ int kernloop(Watch& w, const double* AV, const double* LV, const double* F, doub
     X[i] = 0.0;
   }
   CGPRESOLVE(dinv, LV, p, wk, NEQ, IA, JA);
-  CGPLAN plan;
-  CGPLANMAKE(plan, NB, NEQ, IA, JA, GRP);
+  const CGPLAN plan = CGPLANMAKE(NB, NEQ, IA, JA, GRP);
   double RZ = dot(p, r, NEQ), BETA = 0.0;
   for (int ITC = 1;; ++ITC) {
     w.limit(ITC);
@@ -110,8 +109,7 @@ int amgloop(Watch& w, AMGPRE& amg, const double* AV, const double* F, double* X,
     r[i] = F[i];
     X[i] = 0.0;
   }
-  CGPLAN plan;
-  CGPLANMAKE(plan, NB, NEQ, IA, JA, GRP);
+  const CGPLAN plan = CGPLANMAKE(NB, NEQ, IA, JA, GRP);
   CGAMGAPPLY(amg, scl, r, z, NEQ);
   for (int i = 0; i < NEQ; ++i) p[i] = z[i];
   double RZ = CGDOTPAR(z, r, NEQ, NB);

@@ -337,7 +337,8 @@ double deferred(const double* P, const double* AV, const int* IA, const int* GRP
 
 }  // namespace
 
-void CGPLANMAKE(CGPLAN& PL, int NB, int NEQ, const int* IA, const int* JA, const int* GRP) {
+CGPLAN CGPLANMAKE(int NB, int NEQ, const int* IA, const int* JA, const int* GRP) {
+  CGPLAN PL;
   const long nz = NEQ > 0 ? IA[NEQ] - 1 : 0;
   PL.lo.assign(1, 0);
   for (int s = 0, b = 1; s < NEQ; s += gstart(GRP, s))
@@ -364,6 +365,7 @@ void CGPLANMAKE(CGPLAN& PL, int NB, int NEQ, const int* IA, const int* JA, const
     PL.dsrc[fill[c]] = s;
     PL.dpos[fill[c]++] = k;
   });
+  return PL;
 }
 
 double CGPSPMVPAR(double* QZ, double* P, double BETA, int FIRST, const double* AV, int NEQ,

@@ -70,7 +70,7 @@ inline constexpr int CGCHUNK = 4096;
 int CGBLOCKS(const model::Model& m, int NEQ);
 
 // The plan of NB blocks for the pattern and its row groups (CGGROUP).
-void CGPLANMAKE(CGPLAN& PL, int NB, int NEQ, const int* IA, const int* JA, const int* GRP);
+CGPLAN CGPLANMAKE(int NB, int NEQ, const int* IA, const int* JA, const int* GRP);
 
 // CGPSPMV on the plan's threads; PQV (NEQ) is scratch.
 double CGPSPMVPAR(double* QZ, double* P, double BETA, int FIRST, const double* AV, int NEQ,
