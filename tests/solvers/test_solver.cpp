@@ -2,8 +2,7 @@
 // an exact fit passes.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstdio>
+#include <cstdlib>
 
 #include "model/stop.hpp"
 #include "model/model.hpp"
