@@ -7,6 +7,7 @@
 #include <omp.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <vector>
 
 #include "solvers/cg/cg.hpp"
@@ -400,9 +401,29 @@ double CGPSPMVPAR(double* QZ, double* P, double BETA, int FIRST, const double* A
   return pq;
 }
 
+namespace {
+
+// Processors not running anything else now: the cores less the tasks the
+// kernel counts as runnable besides this one (all cores where it cannot
+// tell). The CG's passes meet at a barrier several times an iteration; on
+// a machine with more runnable tasks than cores each meeting waits for a
+// thread that is not scheduled, which made a job on two threads three times
+// slower than on one. The answer changes the speed alone, never the bits.
+int idle_cores(int cores) {
+  int run = 0, all = 0;
+  if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
+    if (std::fscanf(f, "%*f %*f %*f %d/%d", &run, &all) != 2) run = 0;
+    std::fclose(f);
+  }
+  return run > 0 ? cores - (run - 1) : cores;
+}
+
+}  // namespace
+
 int CGBLOCKS(const model::Model& m, int NEQ) {
   const int most = m.NTHREAD > 0 ? m.NTHREAD : omp_get_max_threads();
-  return std::max(1, std::min(most, NEQ / CGROWSPERTHREAD));
+  const int nb = std::min(most, NEQ / CGROWSPERTHREAD);
+  return nb > 1 ? std::max(1, std::min(nb, idle_cores(omp_get_num_procs()))) : 1;
 }
 
 double CGDOTPAR(const double* A, const double* B, int N, int NB) {

@@ -66,7 +66,8 @@ inline constexpr int CGROWSPERTHREAD = 20000;
 inline constexpr int CGCHUNK = 4096;
 
 // Blocks for NEQ rows: the threads of "CNTR3" (0: all), at most one for
-// every CGROWSPERTHREAD rows, at least one.
+// every CGROWSPERTHREAD rows and one for each processor idle now, at least
+// one.
 int CGBLOCKS(const model::Model& m, int NEQ);
 
 // The plan of NB blocks for the pattern and its row groups (CGGROUP).
