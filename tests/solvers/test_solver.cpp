@@ -41,12 +41,8 @@ TEST(SolverPrep, BudgetShortfallStops) {
   OSSA_EXPECT_STOP(model::Model m; index_model(m, 30000, 600000, 10); solvers::SOLVERPREP(m, 7);
                    std::abort());
   // Need 2760000 words, free 2500000 - 2070001: short by 2330001 words.
-  const auto l = test::read_lines("EXEC.LOG");
-  ASSERT_GE(l.size(), 4u);
-  EXPECT_EQ(l[0], "");
-  EXPECT_EQ(l[1], "     9.32(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.");
-  EXPECT_EQ(l[2], " *** ERROR NO. ***");
-  EXPECT_EQ(l[3], "  -5  7");
+  EXPECT_EQ(test::read_file("EXEC.LOG").rfind("\n     9.32(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX "
+                                              "SOLVER.\n *** ERROR NO. ***\n  -5  7\n", 0), 0u);
   EXPECT_EQ(test::read_lines("stdout.txt").back(), "##$$ExSv end -5 7");
 }
 
