@@ -11,7 +11,12 @@
 // tolerance 1e-8: its set-up, the solve on that set-up, the iterations and
 // the peak memory of the process.
 //
-// Usage: bench_cg [cells per side, default 46 (about 300 000 equations)] [amg]
+// With "threads" after the size, the threaded product (CGPSPMVPAR) and
+// vector updates of the iteration on 1 and 2 threads: wall time, GB/s, the
+// time of one iteration outside the preconditioner, and whether the two
+// give the same bits.
+//
+// Usage: bench_cg [cells per side, default 46 (about 300 000 equations)] [amg | threads]
 #include <Eigen/IterativeLinearSolvers>
 #include <Eigen/Sparse>
 
@@ -25,6 +30,7 @@
 #include <sys/resource.h>
 #include <vector>
 
+#include "clock.hpp"
 #include "mats.hpp"
 #include "model/stop.hpp"
 #include "model/model.hpp"
@@ -347,6 +353,58 @@ int run_amg(model::Model& m, const System& s, int N) {
   return 0;
 }
 
+// The product, the updates and the dot products of one iteration on NB
+// threads, best of a few repetitions in wall time; Q receives the product.
+struct Lanes {
+  double product = 1e30, update = 1e30, iteration = 1e30;
+};
+
+Lanes run_lanes(const System& s, const std::vector<int>& grp, int nb, std::vector<double>& q) {
+  const int n = s.neq;
+  const solvers::CGPLAN plan = solvers::CGPLANMAKE(nb, n, s.ia.data(), s.ja.data(), grp.data());
+  if (nb > 1) std::printf("  terms across blocks: %zu of %zu\n", plan.dsrc.size(), s.ja.size());
+  std::vector<double> p(s.f), x(n, 0.0), r(s.f), z(s.f), pqv(n);
+  q.assign(n, 0.0);
+  for (int i = 0; i < n; ++i) p[i] = 1.0 + 1e-3 * (i % 97);
+  Lanes l;
+  for (int rep = 0; rep < 10; ++rep) {
+    const double t0 = ossa::bench::now();
+    const double pq = solvers::CGPSPMVPAR(q.data(), p.data(), 0.0, 1, s.av.data(), n, s.ia.data(), s.ja.data(),
+                                          grp.data(), plan, pqv.data());
+    const double t1 = ossa::bench::now();
+    const double rr = solvers::CGUPDPAR(x.data(), r.data(), p.data(), q.data(), 1e-9 / pq, n, nb);
+    const double t2 = ossa::bench::now();
+    const double rz = solvers::CGDOTPAR(z.data(), r.data(), n, nb);
+    solvers::CGXPBYPAR(z.data(), r.data(), rz / rr * 1e-3, n, nb);
+    const double t3 = ossa::bench::now();
+    l.product = std::min(l.product, t1 - t0);
+    l.update = std::min(l.update, t2 - t1);
+    l.iteration = std::min(l.iteration, t3 - t0);
+  }
+  return l;
+}
+
+int run_threads(const System& s) {
+  const int n = s.neq;
+  std::vector<int> grp(n);
+  solvers::CGGROUP(grp.data(), n, s.ia.data(), s.ja.data());
+  double mat = 0.0;
+  iteration_bytes(s, grp, &mat);
+  const double pbytes = mat / 3.0 + 8.0 * 3 * n, ubytes = 8.0 * 6 * n;
+  std::vector<double> q1, q2;
+  std::printf("load average %.2f\n", ossa::bench::load_average());
+  for (int nb : {1, 2}) {
+    const Lanes l = run_lanes(s, grp, nb, nb == 1 ? q1 : q2);
+    std::printf("%d thread(s): product %.3f ms %.2f GB/s, update %.3f ms %.2f GB/s, "
+                "iteration without the preconditioner %.3f ms\n", nb, 1e3 * l.product,
+                pbytes / l.product * 1e-9, 1e3 * l.update, ubytes / l.update * 1e-9, 1e3 * l.iteration);
+  }
+  std::printf("product on 2 threads %s that on 1\n",
+              std::memcmp(q1.data(), q2.data(), 8UL * n) == 0 ? "has the bits of" : "DIFFERS from");
+  std::printf("load average %.2f\n", ossa::bench::load_average());
+  return 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -363,6 +421,7 @@ int main(int argc, char** argv) {
   std::printf("cube %d^3 cells, %ld tetrahedra: NEQ %d, NZ %ld (lower half), built in %.2f s\n", N,
               6L * N * N * N, s.neq, nz, now() - t0);
   if (argc > 2 && std::string(argv[2]) == "amg") return run_amg(m, s, N);
+  if (argc > 2 && std::string(argv[2]) == "threads") return run_threads(s);
 
   const double copy = copy_bandwidth(), read = read_bandwidth(), stream = stream_copy_bandwidth();
   std::printf("memcpy bandwidth (read + write)        %8.2f GB/s\n", copy * 1e-9);

@@ -30,16 +30,38 @@ long position(const Model& m, int row, int col) {
 
 void ADDK(Model& m, const double* Ke, const EDOF* dofs, int n) {
   const bool lower = m.KK(kk::SOLVER) == 1;
+  // The equations of the element, and for each the position last found in
+  // its row: the equations of a node follow one another, so the next column
+  // sought in that row is mostly the next one stored.
+  constexpr int LOCAL = 64;
+  int eqs[LOCAL];
+  long last[LOCAL];
+  std::vector<int> eqv;
+  std::vector<long> lastv;
+  if (n > LOCAL) {
+    eqv.resize(n);
+    lastv.resize(n);
+  }
+  int* eq = n > LOCAL ? eqv.data() : eqs;
+  long* hint = n > LOCAL ? lastv.data() : last;
+  for (int a = 0; a < n; ++a) {
+    eq[a] = m.IDOF(dofs[a].pos, dofs[a].node);
+    hint[a] = 0;
+  }
   for (int a = 1; a <= n; ++a) {
-    const int ea = m.IDOF(dofs[a - 1].pos, dofs[a - 1].node);
+    const int ea = eq[a - 1];
     if (ea <= 0) continue;
     for (int b = a; b <= n; ++b) {
-      const int eb = m.IDOF(dofs[b - 1].pos, dofs[b - 1].node);
+      const int eb = eq[b - 1];
       if (eb <= 0) continue;
-      const int row = lower ? std::max(ea, eb) : std::min(ea, eb);
-      const int col = lower ? std::min(ea, eb) : std::max(ea, eb);
-      const long p = position(m, row, col);
+      const bool arow = lower ? ea >= eb : ea <= eb;
+      const int row = arow ? ea : eb, col = arow ? eb : ea;
+      long& h = hint[arow ? a - 1 : b - 1];
+      long p = h;
+      if (p == 0 || p + 1 >= m.IA(row + 1) || m.JA(p + 1) != col) p = position(m, row, col);
+      else ++p;
       if (p == 0) model::FAIL(m, "NO ADRESS FOR [K], PROGRAM STOPPED.", -1);
+      h = p;
       m.AV(p) += Ke[base::PACKIDX(a, b, n) - 1];
     }
   }

@@ -112,12 +112,12 @@ TEST(ContactFriction, SlidingOnAFaceIsResisted) {
   std::int32_t nodes[4];
   double ke[78];
   ASSERT_EQ(contact::FRICKE(m, s, nodes, ke), 4);
-  auto force = [&](int b, double dh, double* f) {
+  auto force = [&](int b, double dh, double* fo) {
     m.U(b % 3 + 1, nodes[b / 3]) += dh;
     m.P.fill(0.0);
     contact::FRICFORCE(m, est);
     m.U(b % 3 + 1, nodes[b / 3]) -= dh;
-    for (int a = 0; a < 12; ++a) f[a] = m.P(a % 3 + 1, nodes[a / 3]);
+    for (int a = 0; a < 12; ++a) fo[a] = m.P(a % 3 + 1, nodes[a / 3]);
   };
   EXPECT_LT(test::tangent_misfit(12, [&](int p, int q) { return test::packed(ke, 12, p, q); }, force, 1e-7), 1e-6);
 }

@@ -62,9 +62,10 @@ struct Watch {
   }
 };
 
-// The iteration with an incomplete factorisation, on the fused kernels.
+// The iteration with an incomplete factorisation, on the fused kernels; the
+// product on the threads of NB blocks.
 int kernloop(Watch& w, const double* AV, const double* LV, const double* F, double* X, double* CGW,
-             int* GRP, int NEQ, const int* IA, const int* JA, double& RR2) {
+             const int* GRP, int NEQ, const int* IA, const int* JA, int NB, double& RR2) {
   const long n = NEQ;
   double* r = CGW;
   double* p = CGW + n;
@@ -77,11 +78,11 @@ int kernloop(Watch& w, const double* AV, const double* LV, const double* F, doub
     X[i] = 0.0;
   }
   CGPRESOLVE(dinv, LV, p, wk, NEQ, IA, JA);
-  CGGROUP(GRP, NEQ, IA, JA);
+  const CGPLAN plan = CGPLANMAKE(NB, NEQ, IA, JA, GRP);
   double RZ = dot(p, r, NEQ), BETA = 0.0;
   for (int ITC = 1;; ++ITC) {
     w.limit(ITC);
-    const double PQ = CGPSPMV(qz, p, BETA, ITC == 1 ? 1 : 0, AV, NEQ, IA, JA, GRP);
+    const double PQ = CGPSPMVPAR(qz, p, BETA, ITC == 1 ? 1 : 0, AV, NEQ, IA, JA, GRP, plan, wk);
     const double ALPHA = RZ / PQ;
     RR2 = CGUPDFWD(X, r, p, qz, wk, ALPHA, dinv, LV, NEQ, IA, JA, GRP);
     if (w.converged(ITC, RR2)) return ITC;
@@ -91,14 +92,16 @@ int kernloop(Watch& w, const double* AV, const double* LV, const double* F, doub
   }
 }
 
-// The iteration with the multigrid cycle as M^-1. A residual that is no
-// longer finite (a singular K, whose coarsest level the engine cannot
-// solve) cannot converge: it stops as the limit would, without running on.
+// The iteration with the multigrid cycle as M^-1, the rest on the threads
+// of NB blocks. A residual that is no longer finite (a singular K, whose
+// coarsest level the engine cannot solve) cannot converge: it stops as the
+// limit would, without running on.
 int amgloop(Watch& w, AMGPRE& amg, const double* AV, const double* F, double* X, double* CGW,
-            int NEQ, const int* IA, const int* JA, double& RR2) {
+            const int* GRP, int NEQ, const int* IA, const int* JA, int NB, double& RR2) {
   const long n = NEQ;
   double* r = CGW;
   double* p = CGW + n;
+  double* pqv = CGW + 2 * n;
   const double* scl = CGW + 3 * n;
   double* q = CGW + 4 * n;
   double* z = CGW + 5 * n;
@@ -106,25 +109,20 @@ int amgloop(Watch& w, AMGPRE& amg, const double* AV, const double* F, double* X,
     r[i] = F[i];
     X[i] = 0.0;
   }
+  const CGPLAN plan = CGPLANMAKE(NB, NEQ, IA, JA, GRP);
   CGAMGAPPLY(amg, scl, r, z, NEQ);
   for (int i = 0; i < NEQ; ++i) p[i] = z[i];
-  double RZ = dot(z, r, NEQ);
+  double RZ = CGDOTPAR(z, r, NEQ, NB);
   for (int ITC = 1;; ++ITC) {
     w.limit(ITC);
-    CGSPMV(q, AV, p, NEQ, IA, JA);
-    const double ALPHA = RZ / dot(p, q, NEQ);
-    for (int i = 0; i < NEQ; ++i) {
-      X[i] += ALPHA * p[i];
-      r[i] -= ALPHA * q[i];
-    }
-    RR2 = dot(r, r, NEQ);
+    const double ALPHA = RZ / CGPSPMVPAR(q, p, 0.0, 1, AV, NEQ, IA, JA, GRP, plan, pqv);
+    RR2 = CGUPDPAR(X, r, p, q, ALPHA, NEQ, NB);
     if (w.converged(ITC, RR2)) return ITC;
     if (!std::isfinite(RR2)) w.limit(w.MAXIT + 1);
     CGAMGAPPLY(amg, scl, r, z, NEQ);
     const double RZ0 = RZ;
-    RZ = dot(z, r, NEQ);
-    const double BETA = RZ / RZ0;
-    for (int i = 0; i < NEQ; ++i) p[i] = z[i] + BETA * p[i];
+    RZ = CGDOTPAR(z, r, NEQ, NB);
+    CGXPBYPAR(p, z, RZ / RZ0, NEQ, NB);
   }
 }
 
@@ -184,8 +182,10 @@ int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW,
   }
   double RR2 = 0.0;
   int ITC = 0;
+  const int NB = CGBLOCKS(m, NEQ);
+  CGGROUP(GRP, NEQ, IA, JA);
   if (amg) {
-    ITC = amgloop(w, *amg, AV, F, X, CGW, NEQ, IA, JA, RR2);
+    ITC = amgloop(w, *amg, AV, F, X, CGW, GRP, NEQ, IA, JA, NB, RR2);
     CGAMGCOUNT(*amg, ITC);
   } else {
     if (PRECON != 0) {
@@ -194,7 +194,7 @@ int CGSOLVE(Model& m, double* AV, double* LV, double* F, double* X, double* CGW,
       CGDIAGPRE(m, CGW + 2 * n, AV, NEQ, IA, JA, LOGUNIT);
       for (int k = 0; k < NZ; ++k) LV[k] = AV[k];
     }
-    ITC = kernloop(w, AV, LV, F, X, CGW, GRP, NEQ, IA, JA, RR2);
+    ITC = kernloop(w, AV, LV, F, X, CGW, GRP, NEQ, IA, JA, NB, RR2);
   }
 
   // ---- back to the unscaled unknowns

@@ -31,7 +31,9 @@ int CGMAXIT(int KK30, int NEQ);
 //   CGW(NEQ,6) work: r, p, DINV, SCL, q (K p, then z), backward scratch
 //   GRP(NEQ)  work: the row groups of the iteration kernels
 //   KK30      iteration limit code (CGMAXIT); PRECON 0 diagonal, 2 algebraic
-//             multigrid (LV and the kernels' groups unused), else IC
+//             multigrid (LV unused), else IC; the product and the vector
+//             updates run on the threads of "CNTR3" (CGBLOCKS); the result
+//             does not depend on their number
 //   VERB      1 writes the tolerance, every tenth residual and the closing
 //             line to LOGUNIT; the increment routines pass 0
 // Returns the iterations taken, 0 when F is zero (X is then cleared). Does not

@@ -4,6 +4,12 @@
 // inner loops keep several accumulators so that the indexed loads overlap.
 #include "solvers/cg/cgkern.hpp"
 
+#include <omp.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
 #include "solvers/cg/cg.hpp"
 
 namespace ossa::solvers {
@@ -123,10 +129,11 @@ void gdot(double (&t)[G], const double* __restrict A, const Grp<G>& g,
   sumacc(t, acc);
 }
 
-// gdot, and Y(c) += sum_r S(r) A(r,c) over the shared columns.
+// gdot, and Y(c) += sum_r S(r) A(r,c) over the shared columns c >= LO (the
+// rest are another thread's rows, added later in the same order).
 template <int G>
 void gdotaxpy(double (&t)[G], double* __restrict Y, const double* __restrict A, const Grp<G>& g,
-              const double* __restrict V, const double (&S)[G]) {
+              const double* __restrict V, const double (&S)[G], int LO) {
   constexpr int U = UNROLL<G>;
   double acc[U][G] = {};
   int k = 0;
@@ -140,7 +147,7 @@ void gdotaxpy(double (&t)[G], double* __restrict Y, const double* __restrict A, 
         acc[u][r] += a * v;
         y += S[r] * a;
       }
-      Y[c] += y;
+      if (c >= LO) Y[c] += y;
     }
   for (; k < g.np; ++k) {
     const int c = g.ja[k] - 1;
@@ -151,7 +158,7 @@ void gdotaxpy(double (&t)[G], double* __restrict Y, const double* __restrict A, 
       acc[0][r] += a * v;
       y += S[r] * a;
     }
-    Y[c] += y;
+    if (c >= LO) Y[c] += y;
   }
   sumacc(t, acc);
 }
@@ -169,15 +176,15 @@ void gaxpy(double* __restrict Y, const double* __restrict A, const Grp<G>& g,
 
 template <int G>
 double gproduct(double* __restrict q, double* __restrict p, double beta, int first,
-                const double* AV, const int* IA, const int* JA, int s, long nz) {
+                const double* AV, const int* IA, const int* JA, int s, long nz, int lo = 0) {
   const Grp<G> g(IA, JA, s);
   fetch(AV, JA, g, 1, nz);
   double pr[G], t[G], qa[G] = {};
   for (int r = 0; r < G; ++r) {
     pr[r] = first == 1 ? p[s + r] : q[s + r] + beta * p[s + r];
-    p[s + r] = pr[r];
+    if (first != 1) p[s + r] = pr[r];
   }
-  gdotaxpy(t, q, AV, g, p, pr);
+  gdotaxpy(t, q, AV, g, p, pr, lo);
   for (int r = 1; r < G; ++r)
     for (int j = 0; j < r; ++j) {
       const double a = AV[g.own(r, j)];
@@ -312,6 +319,148 @@ double CGBWDDOT(double* Z, double* W, const double* R, const double* DINV, const
     e = s - 1;
   }
   return rz;
+}
+
+namespace {
+
+// The group of rows that starts at S: its size and its shared columns.
+struct Span {
+  int g, np;
+};
+Span span(const int* GRP, const int* IA, int s) { return {gstart(GRP, s), IA[s + 1] - 1 - IA[s]}; }
+
+// One product term of another block's group, formed as gdotaxpy forms it.
+double deferred(const double* P, const double* AV, const int* IA, const int* GRP, int s, int k) {
+  double y = 0.0;
+  for (int r = 0; r < gstart(GRP, s); ++r) y += P[s + r] * AV[IA[s + r] + k];
+  return y;
+}
+
+}  // namespace
+
+CGPLAN CGPLANMAKE(int NB, int NEQ, const int* IA, const int* JA, const int* GRP) {
+  CGPLAN PL;
+  const long nz = NEQ > 0 ? IA[NEQ] - 1 : 0;
+  PL.lo.assign(1, 0);
+  for (int s = 0, b = 1; s < NEQ; s += gstart(GRP, s))
+    if (b < NB && IA[s] - 1 >= nz * b / NB) {
+      PL.lo.push_back(s);
+      ++b;
+    }
+  PL.lo.push_back(NEQ);
+  PL.nb = static_cast<int>(PL.lo.size()) - 1;
+  // The terms of later blocks in each row, by row, in ascending group order.
+  PL.dptr.assign(NEQ + 1, 0);
+  auto walk = [&](auto&& take) {
+    for (int b = 1; b < PL.nb; ++b)
+      for (int s = PL.lo[b]; s < PL.lo[b + 1]; s += gstart(GRP, s))
+        for (int k = 0, np = span(GRP, IA, s).np; k < np && JA[IA[s] + k] - 1 < PL.lo[b]; ++k)
+          take(JA[IA[s] + k] - 1, s, k);
+  };
+  walk([&](int c, int, int) { ++PL.dptr[c + 1]; });
+  for (int i = 0; i < NEQ; ++i) PL.dptr[i + 1] += PL.dptr[i];
+  PL.dsrc.resize(PL.dptr[NEQ]);
+  PL.dpos.resize(PL.dptr[NEQ]);
+  std::vector<int> fill(PL.dptr.begin(), PL.dptr.end() - 1);
+  walk([&](int c, int s, int k) {
+    PL.dsrc[fill[c]] = s;
+    PL.dpos[fill[c]++] = k;
+  });
+  return PL;
+}
+
+double CGPSPMVPAR(double* QZ, double* P, double BETA, int FIRST, const double* AV, int NEQ,
+                  const int* IA, const int* JA, const int* GRP, const CGPLAN& PL, double* PQV) {
+  if (PL.nb < 2) return CGPSPMV(QZ, P, BETA, FIRST, AV, NEQ, IA, JA, GRP);
+  const long nz = NEQ > 0 ? IA[NEQ] - 1 : 0;
+#pragma omp parallel num_threads(PL.nb)
+  {
+    // p first everywhere: a block's rows read p of the blocks before it.
+    if (FIRST != 1) {
+#pragma omp for schedule(static)
+      for (int i = 0; i < NEQ; ++i) P[i] = QZ[i] + BETA * P[i];
+    }
+#pragma omp for schedule(static, 1)
+    for (int b = 0; b < PL.nb; ++b)
+      for (int i = PL.lo[b]; i < PL.lo[b + 1];) {
+        const int g = gstart(GRP, i);
+        if (g == 3) PQV[i] = gproduct<3>(QZ, P, 0.0, 1, AV, IA, JA, i, nz, PL.lo[b]);
+        else if (g == 2) PQV[i] = gproduct<2>(QZ, P, 0.0, 1, AV, IA, JA, i, nz, PL.lo[b]);
+        else PQV[i] = gproduct<1>(QZ, P, 0.0, 1, AV, IA, JA, i, nz, PL.lo[b]);
+        i += g;
+      }
+    // Then the terms of later blocks, in the order one thread adds them.
+#pragma omp for schedule(static, 1)
+    for (int b = 0; b < PL.nb; ++b)
+      for (int c = PL.lo[b]; c < PL.lo[b + 1]; ++c)
+        for (int e = PL.dptr[c]; e < PL.dptr[c + 1]; ++e)
+          QZ[c] += deferred(P, AV, IA, GRP, PL.dsrc[e], PL.dpos[e]);
+  }
+  double pq = 0.0;
+  for (int i = 0; i < NEQ; i += gstart(GRP, i)) pq += PQV[i];
+  return pq;
+}
+
+namespace {
+
+// Processors not running anything else now: the cores less the tasks the
+// kernel counts as runnable besides this one (all cores where it cannot
+// tell). The CG's passes meet at a barrier several times an iteration; on
+// a machine with more runnable tasks than cores each meeting waits for a
+// thread that is not scheduled, which made a job on two threads three times
+// slower than on one. The answer changes the speed alone, never the bits.
+int idle_cores(int cores) {
+  int run = 0, all = 0;
+  if (std::FILE* f = std::fopen("/proc/loadavg", "r")) {
+    if (std::fscanf(f, "%*f %*f %*f %d/%d", &run, &all) != 2) run = 0;
+    std::fclose(f);
+  }
+  return run > 0 ? cores - (run - 1) : cores;
+}
+
+}  // namespace
+
+int CGBLOCKS(const model::Model& m, int NEQ) {
+  const int most = m.NTHREAD > 0 ? m.NTHREAD : omp_get_max_threads();
+  const int nb = std::min(most, NEQ / CGROWSPERTHREAD);
+  return nb > 1 ? std::max(1, std::min(nb, idle_cores(omp_get_num_procs()))) : 1;
+}
+
+double CGDOTPAR(const double* A, const double* B, int N, int NB) {
+  const int nc = (N + CGCHUNK - 1) / CGCHUNK;
+  std::vector<double> part(nc);
+#pragma omp parallel for schedule(static) num_threads(NB) if (NB > 1)
+  for (int c = 0; c < nc; ++c) {
+    double s = 0.0;
+    for (int i = c * CGCHUNK, e = std::min(N, i + CGCHUNK); i < e; ++i) s += A[i] * B[i];
+    part[c] = s;
+  }
+  double s = 0.0;
+  for (double v : part) s += v;
+  return s;
+}
+
+double CGUPDPAR(double* X, double* R, const double* P, const double* Q, double ALPHA, int N, int NB) {
+  const int nc = (N + CGCHUNK - 1) / CGCHUNK;
+  std::vector<double> part(nc);
+#pragma omp parallel for schedule(static) num_threads(NB) if (NB > 1)
+  for (int c = 0; c < nc; ++c) {
+    double s = 0.0;
+    for (int i = c * CGCHUNK, e = std::min(N, i + CGCHUNK); i < e; ++i) {
+      X[i] += ALPHA * P[i];
+      R[i] -= ALPHA * Q[i];
+      s += R[i] * R[i];
+    }
+    part[c] = s;
+  }
+  double s = 0.0;
+  for (double v : part) s += v;
+  return s;
+}
+
+void CGXPBYPAR(double* P, const double* Z, double BETA, int N, int NB) {
+#pragma omp parallel for schedule(static) num_threads(NB) if (NB > 1)
+  for (int i = 0; i < N; ++i) P[i] = Z[i] + BETA * P[i];
 }
 
 }  // namespace ossa::solvers

@@ -14,6 +14,7 @@
 // walk of those columns, one read of JA and one gather of the vector.
 #pragma once
 #include <string_view>
+#include <vector>
 
 #include "model/model.hpp"
 
@@ -43,6 +44,47 @@ double CGUPDFWD(double* X, double* R, const double* P, double* QZ, double* W, do
 // Returns Z.R, summed from row NEQ down.
 double CGBWDDOT(double* Z, double* W, const double* R, const double* DINV, const double* LV,
                 int NEQ, const int* IA, const int* JA, const int* GRP);
+
+// ---- Threads. The rows are cut into blocks of about equal entries, one a
+// thread, at group boundaries. A block's rows scatter into its own rows only;
+// the terms a row gets from later blocks are added afterwards, row by row in
+// ascending order of their groups: every entry of q is summed in the order of
+// the one-thread pass, so the product is bit for bit that of CGPSPMV for any
+// thread count.
+struct CGPLAN {
+  int nb = 1;             // blocks
+  std::vector<int> lo;    // first row of each block, then NEQ
+  std::vector<int> dptr;  // NEQ+1: each row's terms from later blocks
+  std::vector<int> dsrc;  // the group each comes from
+  std::vector<int> dpos;  // and its position among the group's shared columns
+};
+
+// Rows a thread should have before a second one pays, and the fixed chunk of
+// the threaded sums (their partial sums are added in chunk order, so they
+// do not depend on the thread count either).
+inline constexpr int CGROWSPERTHREAD = 20000;
+inline constexpr int CGCHUNK = 4096;
+
+// Blocks for NEQ rows: the threads of "CNTR3" (0: all), at most one for
+// every CGROWSPERTHREAD rows and one for each processor idle now, at least
+// one.
+int CGBLOCKS(const model::Model& m, int NEQ);
+
+// The plan of NB blocks for the pattern and its row groups (CGGROUP).
+CGPLAN CGPLANMAKE(int NB, int NEQ, const int* IA, const int* JA, const int* GRP);
+
+// CGPSPMV on the plan's threads; PQV (NEQ) is scratch.
+double CGPSPMVPAR(double* QZ, double* P, double BETA, int FIRST, const double* AV, int NEQ,
+                  const int* IA, const int* JA, const int* GRP, const CGPLAN& PL, double* PQV);
+
+// A.B in chunks on NB threads.
+double CGDOTPAR(const double* A, const double* B, int N, int NB);
+
+// X += ALPHA P, R -= ALPHA Q on NB threads; returns R.R in chunks.
+double CGUPDPAR(double* X, double* R, const double* P, const double* Q, double ALPHA, int N, int NB);
+
+// P = Z + BETA P on NB threads.
+void CGXPBYPAR(double* P, const double* Z, double BETA, int N, int NB);
 
 // The solver's fatal message on LOGUNIT, then the error stop with NO1, 0.
 [[noreturn]] void CGSTOP(model::Model& m, int LOGUNIT, std::string_view text, int NO1);

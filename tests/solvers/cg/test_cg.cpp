@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "solvers/cg/cg.hpp"
+#include "solvers/cg/cgkern.hpp"
 #include "solvers/sysmat.hpp"
 #include "testutil.hpp"
 
@@ -35,22 +36,30 @@ test::Sym dense(int n, double off, double diag) {
 
 TEST(CgSolve, ReachesTheToleranceWithEitherPreconditioner) {
   test::ScratchDir dir;
-  test::Sym lap{200, std::vector<double>(200 * 200, 0.0)};  // the 1D Laplacian
-  for (int i = 0; i < 200; ++i) {
-    lap.at(i, i) = 2.0;
-    if (i > 0) lap.at(i, i - 1) = lap.at(i - 1, i) = -1.0;
-  }
+  test::Sym lap = dense(200, 0.0, 2.0);  // the 1D Laplacian
+  for (int i = 1; i < 200; ++i) lap.at(i, i - 1) = lap.at(i - 1, i) = -1.0;
   // Scalar unknowns coupled in random pairs: rows that extend the one before
   // by a column other than it, which must not be grouped with it.
-  test::Sym pairs{150, std::vector<double>(150 * 150, 0.0)};
+  test::Sym pairs = dense(150, 0.0, 0.1);
   const std::vector<double> v = test::random_vec(600, 5);
   for (int k = 0; k < 300; k += 2) {
     const int i = static_cast<int>(std::fabs(v[k]) * 150), j = static_cast<int>(std::fabs(v[k + 1]) * 150);
-    if (i == j) continue;
-    pairs.at(i, i) += 1.0, pairs.at(j, j) += 1.0, pairs.at(i, j) -= 0.9, pairs.at(j, i) -= 0.9;
+    if (i != j) pairs.at(i, i) += 1.0, pairs.at(j, j) += 1.0, pairs.at(i, j) -= 0.9, pairs.at(j, i) -= 0.9;
   }
-  for (int i = 0; i < 150; ++i) pairs.at(i, i) += 0.1;
-  for (const test::Sym& s : {test::node_blocks(60, true, 0.05, 3), lap, pairs})
+  for (const test::Sym& s : {test::node_blocks(60, true, 0.05, 3), lap, pairs}) {
+    // The product on 2 and 3 threads has the bits of the one-thread pass.
+    const test::Csr c = half(s, true);
+    std::vector<int> grp(s.n);
+    solvers::CGGROUP(grp.data(), s.n, c.IA.data(), c.JA.data());
+    std::vector<double> q1;
+    for (int nb : {1, 2, 3}) {
+      std::vector<double> q = test::random_vec(s.n, 3), p = test::random_vec(s.n, 4), pqv(s.n);
+      const solvers::CGPLAN plan = solvers::CGPLANMAKE(nb, s.n, c.IA.data(), c.JA.data(), grp.data());
+      q.push_back(solvers::CGPSPMVPAR(q.data(), p.data(), 0.7, 0, c.AV.data(), s.n, c.IA.data(), c.JA.data(),
+                                      grp.data(), plan, pqv.data()));
+      if (nb == 1) q1 = q;
+      EXPECT_TRUE(plan.nb == nb && q == q1) << nb;
+    }
     for (int precon : {0, 1}) {
       model::Model m;
       test::open_log(m);
@@ -62,11 +71,11 @@ TEST(CgSolve, ReachesTheToleranceWithEitherPreconditioner) {
       for (int i = 0; i < s.n; ++i) {
         double r = f[i];
         for (int j = 0; j < s.n; ++j) r -= s.at(i, j) * x[j];
-        rs += r * r / s.at(i, i);
-        fs += f[i] * f[i] / s.at(i, i);
+        rs += r * r / s.at(i, i), fs += f[i] * f[i] / s.at(i, i);
       }
       EXPECT_LT(std::sqrt(rs), 1.01e-10 * std::sqrt(fs)) << s.n << " " << precon;
     }
+  }
 }
 
 TEST(CgSolve, FullPatternFactorisationIsExactAndShiftRescuesBreakdown) {
