@@ -127,13 +127,12 @@ void split_sum(const Blocks& b, const std::vector<post::NodeOut>& s, double up[3
 
 // Pressed through the interface without friction, the slaves' contact
 // forces sum to the load on the top and their reactions on the master to
-// minus it, whatever the meshes. Where the slave mesh refines the master's
-// (2 x 2 cells under 4 x 4), the slaves' forces are the consistent loads of
-// a uniform pressure on both sides, and the pair is one column under uniform
-// uniaxial stress E DELTA / 2 in every element; on 3 x 3 under 2 x 2 a
-// node-on-face contact carries the load, but not as a uniform pressure. The
-// same on both solvers; one and two threads give the same files; with a
-// contact limit of 1 the table says "NOT CONVERGED!" and the job goes on.
+// minus it, whatever the meshes. With the slave mesh refining the master's
+// (2 x 2 cells on 4 x 4) they are the consistent loads of a uniform
+// pressure and every element holds the uniaxial stress E DELTA / 2; on 3 x 3
+// under 2 x 2 node-on-face contact carries the load, not uniformly. Both
+// solvers; one and two threads give the same files; with a contact limit of
+// 1 the table says "NOT CONVERGED!" and the job goes on.
 TEST(ContactJob, PatchThroughNonMatchingInterface) {
   const Blocks nested = two_blocks(2, 4), other = two_blocks(3, 2);
   struct Case {
@@ -184,14 +183,12 @@ TEST(ContactJob, PatchThroughNonMatchingInterface) {
   }
 }
 
-// With friction (mu 0.3, slip scale 1 % of the master's mean edge length S0)
-// the pressed block, on a wider plate (3 x 3 cells of 1/2, placed so that
-// no slave meets a master edge), is pushed sideways by its top. A small push is carried
-// by the regularised stick: the friction force follows mu N (2/pi)
-// atan(slip/S0) and stays well under mu N. A large one makes the block
-// slide: nearly all of the push is slip and the force is at mu N (2/pi)
-// atan(slip/S0), close to mu N. Pulled apart instead, the pair goes FREE and
-// carries nothing.
+// With friction (mu 0.3, slip scale S0 1 % of the master's mean edge) the
+// pressed block, on a wider plate of 3 x 3 cells of 1/2 (no slave on a
+// master edge), is pushed sideways by its top. The friction force follows
+// mu N (2/pi) atan(slip/S0): well under mu N for a small push (regularised
+// stick), close to it for a large one (slide). Pulled apart instead, the
+// pair goes FREE and carries nothing.
 TEST(ContactJob, FrictionAndSeparation) {
   const Blocks b = two_blocks(3, 2, 1.5, -0.3, -0.2);
   const double mu = 0.3;
@@ -227,20 +224,17 @@ TEST(ContactJob, FrictionAndSeparation) {
   }
 }
 
-// The lower block's top is a roof with a ridge along x = 1/2, the upper
-// block's bottom fitted to it, its middle row of slaves on the ridge. Pushed
-// frictionless by the top across the ridge, that row reaches the edge with
-// its force leaning past the far face's normal, out of the wedge of the two
-// faces' normals where the edge would hold it, and goes on to that face
-// (small push) or, as the block climbs the near slope, FREE (large push).
+// The lower block's top is a roof with a ridge along x = 1/2 under the
+// upper block's fitted bottom, whose middle row of slaves is on the ridge.
+// Pushed frictionless across, the row reaches the edge with its force out of
+// the wedge of the two faces' normals (which would hold it there) and goes
+// on to the far face (small push) or, the block climbing, FREE (large push).
 TEST(ContactJob, SlaveLeavesRidge) {
   Blocks b = two_blocks(2, 2, 1.2, -0.1, -0.15);
   for (auto& p : b.xyz)
     if (p.z == 1.0) p.z += 0.06 * (1.0 - std::fabs(p.x - 0.5) / 0.6);
-  const struct {
-    double push;
-    int face;  // slaves resting on a face at the end, of both bodies' 18
-  } cases[] = {{0.003, 9}, {0.1, 3}};
+  // The push; the slaves of both bodies' 18 resting on a face at the end.
+  const struct { double push; int face; } cases[] = {{0.003, 9}, {0.1, 3}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.push);
     test::ScratchDir dir;
@@ -269,11 +263,10 @@ TEST(ContactJob, SlaveLeavesRidge) {
 // cells of 1/80 (slaves 1/54) out to r = 0.075, growing by 1.5 beyond. From
 // the force P: a = (3 P R / 4 E*)^(1/3) ~ 0.065, E* = E / 2 (1 - nu^2), and
 // the approach a^2 / R. The rigid bases take away the half space's give
-// below depth 1, on the axis P (1 + nu) (3 - 2 nu) / (2 pi E) a block
-// (Boussinesq), 5 % of the press: added back, Hertz holds within 0.5 %
-// (1 % with cells a third of these); the finite width and the base off the
-// axis grow with a (2.5 % at twice a), so 2 % bounds it. The farthest
-// loaded slave lies within one slave spacing inside a.
+// below depth 1, Boussinesq's P (1 + nu) (3 - 2 nu) / (2 pi E) a block on
+// the axis, 5 % of the press: added back, Hertz holds within 0.5 % (1 % on
+// cells a third as large); width and base grow with a (2.5 % at twice a):
+// bound 2 %. The farthest loaded slave lies within a slave spacing inside a.
 TEST(ContactJob, HertzRadiusAndApproach) {
   const double R = 2.0, nu = 0.3, Q = 1.5;
   const int M = 6, N = 14;
