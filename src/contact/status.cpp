@@ -8,9 +8,9 @@
 // the master body, so G.N > 0 presses. A slave stays on an edge where the
 // surface folds, a ridge or a groove alike, while G (across the edge) lies
 // between the normals of the two faces: it presses both, and no face alone
-// could hold it. On the convex ridge, taken by the bare sign rules, the slave
-// would always drop to a face and a pressed row on a ridge would be carried
-// by one face only.
+// could hold it. The sign of C = (N1 x N2).T only tells a groove (C > 0)
+// from a ridge; were the ridge to release every slave to a face, a row
+// pressed onto a ridge would be carried by one face, the other one free.
 //
 // The slaves of one body are checked in parallel: each check writes only its
 // own slave's state and place, so the result does not depend on the thread
