@@ -5,9 +5,12 @@
 //
 // The pressing vector G of a slave is the force it puts on its master (the
 // reaction of P - F at its dependent translations). Face normals point into
-// the master body, so G.N > 0 presses. With that, C = (N1 x N2).T > 0 on an
-// edge marks a fold of the master surface toward the slave (a groove the
-// slave can rest in), the only place where a slave stays on an edge.
+// the master body, so G.N > 0 presses. A slave stays on an edge where the
+// surface folds, a ridge or a groove alike, while G (across the edge) lies
+// between the normals of the two faces: it presses both, and no face alone
+// could hold it. The sign of C = (N1 x N2).T only tells a groove (C > 0)
+// from a ridge; were the ridge to release every slave to a face, a row
+// pressed onto a ridge would be carried by one face, the other one free.
 //
 // The slaves of one body are checked in parallel: each check writes only its
 // own slave's state and place, so the result does not depend on the thread
@@ -110,6 +113,18 @@ void side(const Model& m, int f, I32 a, I32 b, const double* T, double* N, doubl
   base::VUNIT(P, P, 3);
 }
 
+// Whether G, across an edge with unit faces' normals N1, N2 and in-plane
+// normals P1, P2, lies between N1 and N2: G = a N1 + b N2 + t T with a, b
+// >= 0, where P1 is orthogonal to N1 so that G.P1 = b N2.P1, and likewise
+// G.P2 = a N1.P2. On a flat pair (no fold) nothing lies between.
+bool between(const double* G, const double* N1, const double* P1, const double* N2, const double* P2,
+             const double* T) {
+  double x[3];
+  base::CROSS(N1, N2, x);
+  return std::fabs(base::DOT(x, T, 3)) > VTOL && base::DOT(G, P1, 3) * base::DOT(N2, P1, 3) >= 0.0 &&
+         base::DOT(G, P2, 3) * base::DOT(N1, P2, 3) >= 0.0;
+}
+
 // Cosine of the angle of face f at corner V between T and the third corner.
 double corner_cos(const Model& m, int f, I32 V, I32 other, const double* T) {
   double W[3] = {1.0, 0.0, 0.0};
@@ -140,7 +155,7 @@ bool vrtxslip(Model& m, int s, I32 V, const double* G, int& ERRFLAG) {
     const I32 other = V == A ? B : A;
     // A1 is the face that runs out of V along the edge.
     const int A1 = V == A ? c.EDGEREC(3, e) : c.EDGEREC(5, e), A2 = V == A ? c.EDGEREC(5, e) : c.EDGEREC(3, e);
-    double T[3], NA[3], PA[3], NB[3], PB[3], x[3];
+    double T[3], NA[3], PA[3], NB[3], PB[3];
     diff(m, V, other, T);
     base::VUNIT(T, T, 3);
     side(m, A1, V, other, T, NA, PA);
@@ -152,8 +167,7 @@ bool vrtxslip(Model& m, int s, I32 V, const double* G, int& ERRFLAG) {
       code = S_FACE;
       id = A1;
     }
-    base::CROSS(NA, NB, x);
-    if (base::DOT(x, T, 3) > 0.0 && FN <= 0.0 && base::DOT(G, PB, 3) <= 0.0 && FT > 0.0 && FT > best) {
+    if (FT > 0.0 && FT > best && between(G, NA, PA, NB, PB, T)) {
       best = FT;
       code = S_EDGE;
       id = e;
@@ -186,7 +200,7 @@ void edgeslip(Model& m, int s, int EG, const double* G, int& ERRFLAG) {
   const int F1 = c.EDGEREC(3, EG), F2 = c.EDGEREC(5, EG);
   set(m, s, S_FREE, 0);
   if (F1 == 0) return fault(m, "STOP IN SUB. EDGESLIP.", ERRFLAG);
-  double T[3], N1[3], P1[3], N2[3], P2[3], x[3];
+  double T[3], N1[3], P1[3], N2[3], P2[3];
   diff(m, A, B, T);
   base::VUNIT(T, T, 3);
   side(m, F1, A, B, T, N1, P1);
@@ -198,14 +212,17 @@ void edgeslip(Model& m, int s, int EG, const double* G, int& ERRFLAG) {
   }
   side(m, F2, A, B, T, N2, P2);
   const double A2 = base::DOT(G, N2, 3), B2 = base::DOT(G, P2, 3);
+  double x[3];
   base::CROSS(N1, N2, x);
-  if (base::DOT(x, T, 3) > 0.0) {
-    if (B2 <= 0.0 && B1 <= 0.0) set(m, s, S_EDGE, EG);
-    else if (A2 >= 0.0 && B2 > 0.0) set(m, s, S_FACE, F2);
-    else if (A1 >= 0.0 && B1 > 0.0) set(m, s, S_FACE, F1);
-    return;
+  if (std::fabs(base::DOT(x, T, 3)) <= VTOL) {  // flat: either face holds it
+    if (A2 >= 0.0 && A1 >= 0.0) set(m, s, S_FACE, B2 >= B1 ? F2 : F1);
+  } else if (between(G, N1, P1, N2, P2, T)) {
+    set(m, s, S_EDGE, EG);
+  } else if (A2 >= 0.0 && B2 > 0.0) {  // G leans out over one face: it slides onto it
+    set(m, s, S_FACE, F2);
+  } else if (A1 >= 0.0 && B1 > 0.0) {
+    set(m, s, S_FACE, F1);
   }
-  if (A2 >= 0.0 && A1 >= 0.0) set(m, s, S_FACE, B2 >= B1 ? F2 : F1);
 }
 
 void edgechk(Model& m, int s, const double* G, int& ERRFLAG) {
