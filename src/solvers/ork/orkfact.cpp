@@ -109,7 +109,7 @@ void add_column(Ctx& c, double* F, const double* colv, int C, int j, const std::
 int assemble_child_from_file(Ctx& c, double* F, long room_at, long room, int ch) {
   const int C = c.node(ch, NBRDA);
   const long s = ORKTRI(C);
-  const long v = c.node(ch, NSPOS);
+  const long v = c.pos(ch, NSPOS);
   const long fp = v < 0 ? -v : c.HFREE - v - s + 2;
   const std::int32_t* rows = c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA));
   double* tmp = c.at(room_at);
@@ -164,7 +164,7 @@ int ORKASM(Ctx& c, int k) {
       const long room_at = c.n.FBASE + size;
       if (int st = assemble_child_from_file(c, F, room_at, c.n.SBOT - room_at, ch)) return st;
     } else {
-      add_block(c, F, c.at(c.node(ch, NSPOS)), C, c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA)));
+      add_block(c, F, c.at(c.pos(ch, NSPOS)), C, c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA)));
       if (!c.node(ch, NPARK)) popped += ORKTRI(C);
     }
   }
@@ -179,14 +179,14 @@ int ORKPUSH(Ctx& c, int k, double* blk, int NB) {
   if (!c.n.SSPILL) {
     c.n.SBOT -= s;
     std::memmove(c.at(c.n.SBOT), blk, static_cast<std::size_t>(s) * sizeof(double));
-    c.node(k, NSPOS) = static_cast<std::int32_t>(c.n.SBOT);
+    c.setpos(k, NSPOS, c.n.SBOT);
     return 0;
   }
   reverse(blk, s);
   const long fp = c.n.STOP + 1;
   if (int st = ORKPUT(*c.n.WK2, fp, s, blk, c.n.F2, c.buf2(), 0)) return st;
   c.n.STOP += s;
-  c.node(k, NSPOS) = static_cast<std::int32_t>(-fp);
+  c.setpos(k, NSPOS, -fp);
   return 0;
 }
 
@@ -215,7 +215,7 @@ int ORKSTEP(ORKCTX& c, int k, int nsup, long& maxblk) {
   const long bsize = ORKTRI(c.FO) - ORKTRI(nb);
   if (c.n.FSPILL && np >= 1)
     if (int s = ORKPUT(*c.n.WK1, c.n.FPOS, bsize, F, c.n.F1, c.buf1(), k == nsup ? 1 : 0)) return s;
-  c.node(k, NFPOS) = static_cast<std::int32_t>(c.n.FPOS);
+  c.setpos(k, NFPOS, c.n.FPOS);
   c.n.FPOS += bsize;
   maxblk = std::max(maxblk, bsize);
   if (k != nsup) return ORKPUSH(c, k, F + bsize, nb);

@@ -33,6 +33,8 @@ struct ORKCTX {
   double* at(long p) { return R + (p - 1); }
   std::int32_t* lst(long p) { return L + (p - 1); }
   std::int32_t& node(int k, int f) { return ORKNODE(o, k, f); }
+  long pos(int k, int f) const { return ORKPOS(o, k, f); }
+  void setpos(int k, int f, long v) { ORKSETPOS(o, k, f, v); }
   double* buf1() { return at(o.ORKI(HBUF1)); }
   double* buf2() { return at(o.ORKI(HBUF2)); }
 };

@@ -159,17 +159,33 @@ void each_node(const Split& s, const Part& p, F f) {
     for (int k = s.first[r]; k <= r; ++k) f(k);
 }
 
+// Moves n reals; apart, on the threads (a copy is exact: the bits stay).
+void move(double* to, const double* from, long n, int T) {
+  if (to == from || n <= 0) return;
+  const long gap = to < from ? from - to : to - from;
+  if (T <= 1 || gap < n || n < (1L << 20)) {
+    std::memmove(to, from, static_cast<std::size_t>(n) * sizeof(double));
+    return;
+  }
+#pragma omp parallel for num_threads(T) schedule(static, 1)
+  for (int t = 0; t < T; ++t) {
+    const long lo = n * t / T, hi = n * (t + 1) / T;
+    std::memcpy(to + lo, from + lo, static_cast<std::size_t>(hi - lo) * sizeof(double));
+  }
+}
+
 // The parts' factors to the bottom of ORKR, their lists to ORKI, in thread order.
 void close_up(ORKCTX& c, const Split& s) {
+  const int T = static_cast<int>(s.parts.size());
   for (const Part& p : s.parts) {
     const long nf = p.n.FPOS - 1, df = c.n.FPOS - 1;
-    std::memmove(c.at(c.n.FPOS), c.at(p.start), static_cast<std::size_t>(nf) * sizeof(double));
+    move(c.at(c.n.FPOS), c.at(p.start), nf, T);
     const long na = p.act - 1, nk = p.kind - (p.lc + 1);
     std::memcpy(c.lst(c.ACT), p.il.data(), static_cast<std::size_t>(na) * sizeof(std::int32_t));
     std::memcpy(c.lst(c.KIND), p.il.data() + p.lc, static_cast<std::size_t>(nk) * sizeof(std::int32_t));
     const long da = c.ACT - 1, dk = c.KIND - (p.lc + 1);
     each_node(s, p, [&](int k) {
-      c.node(k, NFPOS) = static_cast<std::int32_t>(c.node(k, NFPOS) + df);
+      c.setpos(k, NFPOS, c.pos(k, NFPOS) + df);
       c.node(k, NLISTA) = static_cast<std::int32_t>(c.node(k, NLISTA) + da);
       c.node(k, NKIND) = static_cast<std::int32_t>(c.node(k, NKIND) + dk);
     });
@@ -180,31 +196,63 @@ void close_up(ORKCTX& c, const Split& s) {
   }
 }
 
+// Reals of a part's parked blocks (its roots' blocks, at the top of its share).
+long blocks_of(const Part& p) { return p.len + 1 - p.n.SBOT; }
+long blocks_at(const Part& p) { return p.start + p.n.SBOT - 1; }
+
 // The subtree roots' blocks, left on the parts' stacks, parked at the top of
-// ORKR. They pass through a copy: a part's stack may lie where another
-// part's factors still are.
-void park(ORKCTX& c, const Split& s, const std::vector<double>& blocks) {
-  c.n.SBOT = c.HFREE + 1 - static_cast<long>(blocks.size());
-  std::copy(blocks.begin(), blocks.end(), c.at(c.n.SBOT));
+// ORKR in part order (the last part's are there already), and their positions.
+void park(ORKCTX& c, const Split& s) {
   long off = 0;
   for (const Part& p : s.parts) {
     for (int r : p.roots) {
       c.node(r, NPARK) = 1;
-      if (r != c.o.ORKI(HNSUP)) c.node(r, NSPOS) = static_cast<std::int32_t>(c.node(r, NSPOS) - p.n.SBOT + c.n.SBOT + off);
+      if (r != c.o.ORKI(HNSUP)) c.setpos(r, NSPOS, c.pos(r, NSPOS) - p.n.SBOT + c.n.SBOT + off);
     }
-    off += p.len + 1 - p.n.SBOT;
+    off += blocks_of(p);
   }
 }
 
+// Where every part's blocks go when parked; whether they can move there
+// directly, upward, from the last part down, before the factors close up:
+// none may land on a later part's factors.
+bool direct(const Split& s, long sbot, std::vector<long>& to) {
+  const std::size_t T = s.parts.size();
+  to.assign(T, sbot);
+  for (std::size_t t = 1; t < T; ++t) to[t] = to[t - 1] + blocks_of(s.parts[t - 1]);
+  long facs = 0;  // the highest factor position of the later parts
+  for (std::size_t t = T; t-- > 0;) {
+    const Part& p = s.parts[t];
+    if (t + 1 < T && (to[t] < blocks_at(p) || to[t] <= facs)) return false;
+    facs = std::max(facs, p.start + p.n.FPOS - 2);
+  }
+  return true;
+}
+
 // Merges the parts into the main context; false when the lists do not fit.
+// Where the blocks cannot move directly they pass through a copy.
 bool merge(ORKCTX& c, const Split& s) {
-  long acts = 0;
-  for (const Part& p : s.parts) acts += p.act - 1;
+  long acts = 0, total = 0;
+  for (const Part& p : s.parts) acts += p.act - 1, total += blocks_of(p);
   if (c.ACT + acts - 1 > c.ACTEND) return false;
-  std::vector<double> blocks;
-  for (const Part& p : s.parts) blocks.insert(blocks.end(), c.at(p.start + p.n.SBOT - 1), c.at(p.start + p.len));
-  close_up(c, s);
-  park(c, s, blocks);
+  const int T = static_cast<int>(s.parts.size());
+  const long sbot = c.HFREE + 1 - total;
+  std::vector<long> to;
+  if (direct(s, sbot, to)) {
+    for (int t = T - 1; t-- > 0;) {
+      const Part& p = s.parts[static_cast<std::size_t>(t)];
+      move(c.at(to[static_cast<std::size_t>(t)]), c.at(blocks_at(p)), blocks_of(p), T);
+    }
+    close_up(c, s);
+  } else {
+    std::vector<double> blocks;
+    blocks.reserve(static_cast<std::size_t>(total));
+    for (const Part& p : s.parts) blocks.insert(blocks.end(), c.at(blocks_at(p)), c.at(p.start + p.len));
+    close_up(c, s);
+    std::copy(blocks.begin(), blocks.end(), c.at(sbot));
+  }
+  c.n.SBOT = sbot;
+  park(c, s);
   return true;
 }
 

@@ -42,11 +42,11 @@ void scatter(Sol& s, int k, int rows) {
 // The node's factor block: in place, or read from EXEC.WK1 into the start of ORKR.
 int block(Sol& s, int k, const double*& blk) {
   double* R = s.o.ORKR.data();
-  if (!s.n.FSPILL) { blk = R + (s.node(k, NFPOS) - 1); return 0; }
+  if (!s.n.FSPILL) { blk = R + (ORKPOS(s.o, k, NFPOS) - 1); return 0; }
   const int fo = s.fo(k), nb = s.node(k, NBRDA);
   const long size = ORKTRI(fo) - ORKTRI(nb);
   blk = R;
-  return ORKGET(*s.n.WK1, s.node(k, NFPOS), size, R, s.n.F1, s.o.ORKR.at(s.o.ORKI(HBUF1)));
+  return ORKGET(*s.n.WK1, ORKPOS(s.o, k, NFPOS), size, R, s.n.F1, s.o.ORKR.at(s.o.ORKI(HBUF1)));
 }
 
 }  // namespace
@@ -70,7 +70,7 @@ int ORKSOLVE(ORKDATA& O, ORKNUM& N, int NRHS, const double* F, double* X) {
       gather(s, k);
       if (int st = block(s, k, blk)) return st;
     } else if (!N.FSPILL) {
-      blk = O.ORKR.data() + (s.node(k, NFPOS) - 1);
+      blk = O.ORKR.data() + (ORKPOS(O, k, NFPOS) - 1);
     }
     ORKBLKBWD(blk, s.fo(k), s.node(k, NPIVA), s.kinds(k), s.W, NRHS);
     scatter(s, k, s.node(k, NPIVA));
