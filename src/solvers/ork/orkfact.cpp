@@ -3,6 +3,8 @@
 // contribution blocks. When the two meet, the factors go to EXEC.WK1 (the
 // front then starts at position 1) and, if that is not enough, the stack
 // goes to EXEC.WK2, reversed so that the last block pushed comes back first.
+#include <omp.h>
+
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -86,9 +88,26 @@ inline void add(double* F, long FO, long i, long j, double v) {
   ORKCOL(F, FO, j)[i] += v;
 }
 
-// Adds a child's contribution block (packed order C, rows `rows`).
+// Threads for moving `n` reals of a front: those of the parallel runtime
+// for a large front outside the subtrees' parallel region, else one.
+int asm_threads(long n) {
+  constexpr long MINREALS = 1L << 20;
+  return n < MINREALS || omp_in_parallel() ? 1 : omp_get_max_threads();
+}
+
+// Clears n reals, in equal pieces on the threads.
+void zero(double* F, long n) {
+  const int T = asm_threads(n);
+#pragma omp parallel for num_threads(T) schedule(static, 1)
+  for (int t = 0; t < T; ++t)
+    std::memset(F + n * t / T, 0, static_cast<std::size_t>(n * (t + 1) / T - n * t / T) * sizeof(double));
+}
+
+// Adds a child's contribution block (packed order C, rows `rows`). Where its
+// rows keep the parent's order, column j of the block lands in column LOC(j)
+// alone, so the columns go to the threads: each entry still gets one sum.
 void add_block(Ctx& c, double* F, const double* blk, int C, const std::int32_t* rows) {
-  for (int j = 0; j < C; ++j) {
+  const auto column = [&](int j) {
     const long lj = c.LOC[rows[j] - 1];
     const double* b = ORKCOL(blk, C, j);
     double* col = ORKCOL(F, c.FO, lj);
@@ -97,7 +116,12 @@ void add_block(Ctx& c, double* F, const double* blk, int C, const std::int32_t* 
       if (li >= lj) col[li] += b[i];
       else add(F, c.FO, li, lj, b[i]);
     }
-  }
+  };
+  int T = asm_threads(ORKTRI(C));
+  for (int j = 1; j < C && T > 1; ++j)
+    if (c.LOC[rows[j] - 1] <= c.LOC[rows[j - 1] - 1]) T = 1;
+#pragma omp parallel for num_threads(T) schedule(dynamic, 16)
+  for (int j = 0; j < C; ++j) column(j);
 }
 
 // Column j of a child block that lies reversed on file at fp..fp+s-1.
@@ -155,7 +179,7 @@ int ORKASM(Ctx& c, int k) {
   const long size = ORKTRI(c.FO);
   if (c.n.FBASE + size > c.n.SBOT) return ORK_FRONTBIG;
   double* F = c.at(c.n.FBASE);
-  std::memset(F, 0, static_cast<std::size_t>(size) * sizeof(double));
+  zero(F, size);
   long popped = 0;
   for (int ch = c.node(k, NCHILD); ch != 0; ch = c.node(ch, NSIB)) {
     const int C = c.node(ch, NBRDA);

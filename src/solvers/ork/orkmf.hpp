@@ -51,8 +51,13 @@ struct ORKCTX {
 //                their shares (delays), it leaves done clear and the plan
 //                reset, and the loop does them all. Besides ORKR it takes,
 //                for a while, two maps of the equations and list room per
-//                thread and a copy of the parked blocks.
+//                thread and, where they cannot move in place, a copy of the
+//                parked blocks.
+//   ORKSPLIT     the subtrees ORKSUBTREES would give T threads: their roots
+//                by thread, and the first node (postorder) of each node's
+//                subtree, 1..NSUP.
 int ORKSTEP(ORKCTX& c, int k, int nsup, long& maxblk);
+void ORKSPLIT(const ORKDATA& o, int T, std::vector<std::vector<int>>& roots, std::vector<int>& first);
 void ORKRESET(ORKDATA& o);
 void ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk);
 

@@ -258,6 +258,13 @@ bool merge(ORKCTX& c, const Split& s) {
 
 }  // namespace
 
+void ORKSPLIT(const ORKDATA& o, int T, std::vector<std::vector<int>>& roots, std::vector<int>& first) {
+  Split s = split_tree(o, T);
+  roots.clear();
+  for (Part& p : s.parts) roots.push_back(std::move(p.roots));
+  first = std::move(s.first);
+}
+
 void ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk) {
   const int T = omp_in_parallel() ? 1 : omp_get_max_threads();
   const int nsup = c.o.ORKI(HNSUP);

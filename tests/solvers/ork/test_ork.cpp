@@ -19,13 +19,12 @@ using namespace ossa::solvers;
 
 namespace {
 
-// Factorises and solves A x = b for two right-hand sides on `threads` threads; returns the status.
+// Factorises and solves A x = b for two right-hand sides, both on `threads` threads; returns the status.
 int factor_solve(ORKDATA& o, ORKNUM& n, const test::Csr& A, const std::vector<double>& b, std::vector<double>& x,
                  int threads = 1, base::Unit* u1 = nullptr, base::Unit* u2 = nullptr) {
   x.assign(b.size(), 0.0);
   omp_set_num_threads(threads);
-  int st = ORKFACT(o, n, A.IA.data(), A.JA.data(), A.AV.data(), u1, u2);
-  omp_set_num_threads(1);
+  const int st = ORKFACT(o, n, A.IA.data(), A.JA.data(), A.AV.data(), u1, u2);
   return st != 0 ? st : ORKSOLVE(o, n, 2, b.data(), x.data());
 }
 
