@@ -51,8 +51,9 @@ int ORKFRONT(Ctx& c, int k) {
   return 0;
 }
 
-// Factors so far to EXEC.WK1; the fronts start at position 1 from now on.
-int spill_factors(Ctx& c) {
+}  // namespace
+
+int ORKSPILLF(ORKCTX& c) {
   if (c.n.FSPILL) return 0;
   if (!c.n.WK1) return ORK_SPILLF;
   if (int s = ORKPUT(*c.n.WK1, 1, c.n.FPOS - 1, c.at(1), c.n.F1, c.buf1(), 0)) return s;
@@ -60,6 +61,8 @@ int spill_factors(Ctx& c) {
   c.n.FBASE = 1;
   return 0;
 }
+
+namespace {
 
 // The whole stack to EXEC.WK2, reversed: its last block comes back first.
 int spill_stack(Ctx& c) {
@@ -77,7 +80,7 @@ int spill_stack(Ctx& c) {
 int make_room(Ctx& c, long size) {
   if (c.n.SSPILL) return 0;  // nothing more to give; ORKASM tells whether it fits
   if (c.n.SBOT > c.n.FBASE + size) return 0;
-  if (int s = spill_factors(c)) return s;
+  if (int s = ORKSPILLF(c)) return s;
   if (size < c.n.SBOT) return 0;
   return spill_stack(c);
 }
@@ -254,7 +257,7 @@ int ORKMF(Ctx& c) {
   const int nsup = c.o.ORKI(HNSUP);
   long maxblk = 0;
   std::vector<char> done(static_cast<std::size_t>(nsup) + 1, 0);
-  ORKSUBTREES(c, done, maxblk);
+  if (int s = ORKSUBTREES(c, done, maxblk)) return s;
   for (int k = 1; k <= nsup; ++k)
     if (!done[k])
       if (int s = ORKSTEP(c, k, nsup, maxblk)) return s;
