@@ -1,14 +1,16 @@
 // Independent subtrees of the assembly tree on the threads. The tree is cut
 // below its heaviest nodes until no subtree holds more than an eighth of a
 // thread's share of the work; the subtrees go to the least loaded thread,
-// heaviest first. Each thread factorises its subtrees in postorder inside a
-// share of ORKR sized by its planned peak, with maps and lists of its own.
-// Afterwards, in thread order, the factors close up at the bottom of ORKR,
-// the lists move to ORKI, and the subtree roots' contribution blocks are
-// parked at the top of ORKR, below which the stack of the rest of the tree
-// grows as before. A node's arithmetic does not depend on where its front
-// lies, and each parent adds its children's blocks in the fixed child
-// order, so the factors are the same bits for any number of threads.
+// heaviest first, as many as fit the free part of ORKR (the rest in later
+// batches, the factors going to file in between). Each thread factorises
+// its subtrees in postorder inside a share sized by its planned peak, with
+// maps and lists of its own. Afterwards, in thread order, the factors close
+// up after those before them, the lists move to ORKI, and the subtree roots'
+// contribution blocks are parked at the top of the stack, below which the
+// stack of the rest of the tree grows as before. A node's arithmetic does
+// not depend on where its front lies, and each parent adds its children's
+// blocks in the fixed child order, so the factors are the same bits for any
+// number of threads.
 #include <omp.h>
 
 #include <algorithm>
