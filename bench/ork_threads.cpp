@@ -14,6 +14,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <random>
 #include <string>
 #include <vector>
@@ -204,10 +205,14 @@ void out_of_core(int cells, double gb, int T) {
   const Run r = factor_solve(o, A, b, T, &u1, &u2);
   ossa::base::close_unit(u1);
   ossa::base::close_unit(u2);
+  std::error_code e1, e2;
+  const double g1 = 1e-9 * static_cast<double>(std::filesystem::file_size("EXEC.WK1", e1));
+  const double g2 = 1e-9 * static_cast<double>(std::filesystem::file_size("EXEC.WK2", e2));
   std::printf("  %d thread(s): factor %.1f s wall %.1f s processor, solve %.1f s, status %d, %d subtrees on threads,"
-              " factors on file %d, stack on file %d, residual %.1e, peak memory of the process %.2f GB  [%s]\n",
-              T, r.fact, r.fcpu, r.solve, r.status, r.subtrees, r.fspill, r.sspill, relres(A, r.x, b), peak_gb(),
-              load().c_str());
+              " factors on file %d (%.2f GB), stack on file %d (%.2f GB), residual %.1e, peak memory of the process"
+              " %.2f GB  [%s]\n",
+              T, r.fact, r.fcpu, r.solve, r.status, r.subtrees, r.fspill, e1 ? 0.0 : g1, r.sspill, e2 ? 0.0 : g2,
+              relres(A, r.x, b), peak_gb(), load().c_str());
   std::remove("EXEC.WK1");
   std::remove("EXEC.WK2");
 }

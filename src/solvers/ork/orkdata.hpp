@@ -45,14 +45,16 @@ enum OrkNode : int {
   NPAR = 5,    // parent, 0 for a root
   NCHILD = 6,  // first child, 0 for none
   NSIB = 7,    // next sibling, 0 for none
-  NFPOS = 8,   // position of the factor block in the factor space
-  NSPOS = 9,   // position of the contribution block on the stack
+  NFPOS = 8,   // position of the factor block in the factor space (low 31 bits; high part in NFPOSH)
+  NSPOS = 9,   // position of the contribution block on the stack (low 31 bits; high part in NSPOSH)
   NLIST = 10,  // ORKI position of the node's planned list (pivots, then border)
   NLISTA = 11, // ORKI position of the node's actual list
   NKIND = 12,  // ORKI position of the node's pivot-kind list
+  NFPOSH = 13, // high part of NFPOS: factors on file pass 2^31 reals
   NZPIV = 14,  // pivots whose reciprocal is zero
   NUPIV = 15,  // columns forced to a unit pivot
-  NPARK = 16   // 1: its contribution block lies parked above the stack, never popped
+  NPARK = 16,  // 1: its contribution block lies parked above the stack, never popped
+  NSPOSH = 17  // high part of NSPOS
 };
 
 // Entry f of node k of the node table.
@@ -61,6 +63,19 @@ inline std::int32_t& ORKNODE(ORKDATA& o, int k, int f) {
 }
 inline std::int32_t ORKNODE(const ORKDATA& o, int k, int f) {
   return o.ORKI(o.ORKI(HTREE) + ORKNW * (k - 1) + f);
+}
+
+// A position kept in the node table as two entries (NFPOS/NFPOSH or
+// NSPOS/NSPOSH): low 31 bits, and the rest, signed.
+inline long ORKPOS(const ORKDATA& o, int k, int f) {
+  const int h = f == NFPOS ? NFPOSH : NSPOSH;
+  return static_cast<long>(ORKNODE(o, k, h)) * 2147483648L + ORKNODE(o, k, f);
+}
+inline void ORKSETPOS(ORKDATA& o, int k, int f, long v) {
+  const int h = f == NFPOS ? NFPOSH : NSPOSH;
+  const long hi = v >= 0 ? v / 2147483648L : -((-v + 2147483647L) / 2147483648L);
+  ORKNODE(o, k, h) = static_cast<std::int32_t>(hi);
+  ORKNODE(o, k, f) = static_cast<std::int32_t>(v - hi * 2147483648L);
 }
 
 }  // namespace ossa::solvers

@@ -3,6 +3,8 @@
 // contribution blocks. When the two meet, the factors go to EXEC.WK1 (the
 // front then starts at position 1) and, if that is not enough, the stack
 // goes to EXEC.WK2, reversed so that the last block pushed comes back first.
+#include <omp.h>
+
 #include <algorithm>
 #include <cstring>
 #include <vector>
@@ -49,8 +51,9 @@ int ORKFRONT(Ctx& c, int k) {
   return 0;
 }
 
-// Factors so far to EXEC.WK1; the fronts start at position 1 from now on.
-int spill_factors(Ctx& c) {
+}  // namespace
+
+int ORKSPILLF(ORKCTX& c) {
   if (c.n.FSPILL) return 0;
   if (!c.n.WK1) return ORK_SPILLF;
   if (int s = ORKPUT(*c.n.WK1, 1, c.n.FPOS - 1, c.at(1), c.n.F1, c.buf1(), 0)) return s;
@@ -58,6 +61,8 @@ int spill_factors(Ctx& c) {
   c.n.FBASE = 1;
   return 0;
 }
+
+namespace {
 
 // The whole stack to EXEC.WK2, reversed: its last block comes back first.
 int spill_stack(Ctx& c) {
@@ -75,7 +80,7 @@ int spill_stack(Ctx& c) {
 int make_room(Ctx& c, long size) {
   if (c.n.SSPILL) return 0;  // nothing more to give; ORKASM tells whether it fits
   if (c.n.SBOT > c.n.FBASE + size) return 0;
-  if (int s = spill_factors(c)) return s;
+  if (int s = ORKSPILLF(c)) return s;
   if (size < c.n.SBOT) return 0;
   return spill_stack(c);
 }
@@ -86,9 +91,26 @@ inline void add(double* F, long FO, long i, long j, double v) {
   ORKCOL(F, FO, j)[i] += v;
 }
 
-// Adds a child's contribution block (packed order C, rows `rows`).
+// Threads for moving `n` reals of a front: those of the parallel runtime
+// for a large front outside the subtrees' parallel region, else one.
+int asm_threads(long n) {
+  constexpr long MINREALS = 1L << 20;
+  return n < MINREALS || omp_in_parallel() ? 1 : omp_get_max_threads();
+}
+
+// Clears n reals, in equal pieces on the threads.
+void zero(double* F, long n) {
+  const int T = asm_threads(n);
+#pragma omp parallel for num_threads(T) schedule(static, 1)
+  for (int t = 0; t < T; ++t)
+    std::memset(F + n * t / T, 0, static_cast<std::size_t>(n * (t + 1) / T - n * t / T) * sizeof(double));
+}
+
+// Adds a child's contribution block (packed order C, rows `rows`). Where its
+// rows keep the parent's order, column j of the block lands in column LOC(j)
+// alone, so the columns go to the threads: each entry still gets one sum.
 void add_block(Ctx& c, double* F, const double* blk, int C, const std::int32_t* rows) {
-  for (int j = 0; j < C; ++j) {
+  const auto column = [&](int j) {
     const long lj = c.LOC[rows[j] - 1];
     const double* b = ORKCOL(blk, C, j);
     double* col = ORKCOL(F, c.FO, lj);
@@ -97,7 +119,12 @@ void add_block(Ctx& c, double* F, const double* blk, int C, const std::int32_t* 
       if (li >= lj) col[li] += b[i];
       else add(F, c.FO, li, lj, b[i]);
     }
-  }
+  };
+  int T = asm_threads(ORKTRI(C));
+  for (int j = 1; j < C && T > 1; ++j)
+    if (c.LOC[rows[j] - 1] <= c.LOC[rows[j - 1] - 1]) T = 1;
+#pragma omp parallel for num_threads(T) schedule(dynamic, 16)
+  for (int j = 0; j < C; ++j) column(j);
 }
 
 // Column j of a child block that lies reversed on file at fp..fp+s-1.
@@ -109,7 +136,7 @@ void add_column(Ctx& c, double* F, const double* colv, int C, int j, const std::
 int assemble_child_from_file(Ctx& c, double* F, long room_at, long room, int ch) {
   const int C = c.node(ch, NBRDA);
   const long s = ORKTRI(C);
-  const long v = c.node(ch, NSPOS);
+  const long v = c.pos(ch, NSPOS);
   const long fp = v < 0 ? -v : c.HFREE - v - s + 2;
   const std::int32_t* rows = c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA));
   double* tmp = c.at(room_at);
@@ -155,7 +182,7 @@ int ORKASM(Ctx& c, int k) {
   const long size = ORKTRI(c.FO);
   if (c.n.FBASE + size > c.n.SBOT) return ORK_FRONTBIG;
   double* F = c.at(c.n.FBASE);
-  std::memset(F, 0, static_cast<std::size_t>(size) * sizeof(double));
+  zero(F, size);
   long popped = 0;
   for (int ch = c.node(k, NCHILD); ch != 0; ch = c.node(ch, NSIB)) {
     const int C = c.node(ch, NBRDA);
@@ -164,7 +191,7 @@ int ORKASM(Ctx& c, int k) {
       const long room_at = c.n.FBASE + size;
       if (int st = assemble_child_from_file(c, F, room_at, c.n.SBOT - room_at, ch)) return st;
     } else {
-      add_block(c, F, c.at(c.node(ch, NSPOS)), C, c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA)));
+      add_block(c, F, c.at(c.pos(ch, NSPOS)), C, c.lst(c.node(ch, NLISTA) + c.node(ch, NPIVA)));
       if (!c.node(ch, NPARK)) popped += ORKTRI(C);
     }
   }
@@ -179,14 +206,14 @@ int ORKPUSH(Ctx& c, int k, double* blk, int NB) {
   if (!c.n.SSPILL) {
     c.n.SBOT -= s;
     std::memmove(c.at(c.n.SBOT), blk, static_cast<std::size_t>(s) * sizeof(double));
-    c.node(k, NSPOS) = static_cast<std::int32_t>(c.n.SBOT);
+    c.setpos(k, NSPOS, c.n.SBOT);
     return 0;
   }
   reverse(blk, s);
   const long fp = c.n.STOP + 1;
   if (int st = ORKPUT(*c.n.WK2, fp, s, blk, c.n.F2, c.buf2(), 0)) return st;
   c.n.STOP += s;
-  c.node(k, NSPOS) = static_cast<std::int32_t>(-fp);
+  c.setpos(k, NSPOS, -fp);
   return 0;
 }
 
@@ -215,7 +242,7 @@ int ORKSTEP(ORKCTX& c, int k, int nsup, long& maxblk) {
   const long bsize = ORKTRI(c.FO) - ORKTRI(nb);
   if (c.n.FSPILL && np >= 1)
     if (int s = ORKPUT(*c.n.WK1, c.n.FPOS, bsize, F, c.n.F1, c.buf1(), k == nsup ? 1 : 0)) return s;
-  c.node(k, NFPOS) = static_cast<std::int32_t>(c.n.FPOS);
+  c.setpos(k, NFPOS, c.n.FPOS);
   c.n.FPOS += bsize;
   maxblk = std::max(maxblk, bsize);
   if (k != nsup) return ORKPUSH(c, k, F + bsize, nb);
@@ -230,7 +257,7 @@ int ORKMF(Ctx& c) {
   const int nsup = c.o.ORKI(HNSUP);
   long maxblk = 0;
   std::vector<char> done(static_cast<std::size_t>(nsup) + 1, 0);
-  ORKSUBTREES(c, done, maxblk);
+  if (int s = ORKSUBTREES(c, done, maxblk)) return s;
   for (int k = 1; k <= nsup; ++k)
     if (!done[k])
       if (int s = ORKSTEP(c, k, nsup, maxblk)) return s;

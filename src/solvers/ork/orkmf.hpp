@@ -33,6 +33,8 @@ struct ORKCTX {
   double* at(long p) { return R + (p - 1); }
   std::int32_t* lst(long p) { return L + (p - 1); }
   std::int32_t& node(int k, int f) { return ORKNODE(o, k, f); }
+  long pos(int k, int f) const { return ORKPOS(o, k, f); }
+  void setpos(int k, int f, long v) { ORKSETPOS(o, k, f, v); }
   double* buf1() { return at(o.ORKI(HBUF1)); }
   double* buf2() { return at(o.ORKI(HBUF2)); }
 };
@@ -43,15 +45,24 @@ struct ORKCTX {
 //                maxblk grows to the largest factor block. Returns 0 or a status.
 //   ORKRESET     node table back to the plan: no delays, no parked blocks.
 //   ORKSUBTREES  with more than one thread, factorises independent subtrees
-//                on the threads, closes their factors up at the bottom of
-//                ORKR and parks their roots' blocks at its top, and marks
-//                their nodes in done (1..NSUP). Where the subtrees do not fit
-//                their shares (delays), it leaves done clear and the plan
-//                reset, and the loop does them all. Besides ORKR it takes,
-//                for a while, two maps of the equations and list room per
-//                thread and a copy of the parked blocks.
+//                on the threads in batches that fit the room left, closes
+//                their factors up after those before (on EXEC.WK1 once the
+//                factors spill: between batches they go there), parks their
+//                roots' blocks at the top of the stack, and marks their nodes
+//                in done (1..NSUP). A batch that does not fit its shares
+//                (delays) goes back to the plan for the loop to do. Besides
+//                ORKR it takes, for a while, two maps of the equations and
+//                list room per thread and, where they cannot move in place, a
+//                copy of the parked blocks. Returns 0 or a write's status.
+//   ORKSPILLF    the factors so far to EXEC.WK1 (once); the fronts start at
+//                position 1 from then on. Returns 0 or a status.
+//   ORKSPLIT     the subtrees ORKSUBTREES would give T threads: their roots
+//                by thread, and the first node (postorder) of each node's
+//                subtree, 1..NSUP.
 int ORKSTEP(ORKCTX& c, int k, int nsup, long& maxblk);
+void ORKSPLIT(const ORKDATA& o, int T, std::vector<std::vector<int>>& roots, std::vector<int>& first);
 void ORKRESET(ORKDATA& o);
-void ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk);
+int ORKSUBTREES(ORKCTX& c, std::vector<char>& done, long& maxblk);
+int ORKSPILLF(ORKCTX& c);
 
 }  // namespace ossa::solvers

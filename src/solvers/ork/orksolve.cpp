@@ -1,6 +1,8 @@
 // ORK solve: forward and backward substitution front by front over the actual
 // lists, so that the solution comes out in the equations' own numbering; the
 // residual check of the direct solve.
+#include <omp.h>
+
 #include <algorithm>
 #include <cmath>
 #include <vector>
@@ -8,6 +10,7 @@
 #include "model/stop.hpp"
 #include "solvers/ork/orkdense.hpp"
 #include "solvers/ork/orkfact.hpp"
+#include "solvers/ork/orkmf.hpp"
 
 namespace ossa::solvers {
 
@@ -42,11 +45,57 @@ void scatter(Sol& s, int k, int rows) {
 // The node's factor block: in place, or read from EXEC.WK1 into the start of ORKR.
 int block(Sol& s, int k, const double*& blk) {
   double* R = s.o.ORKR.data();
-  if (!s.n.FSPILL) { blk = R + (s.node(k, NFPOS) - 1); return 0; }
+  if (!s.n.FSPILL) { blk = R + (ORKPOS(s.o, k, NFPOS) - 1); return 0; }
   const int fo = s.fo(k), nb = s.node(k, NBRDA);
   const long size = ORKTRI(fo) - ORKTRI(nb);
   blk = R;
-  return ORKGET(*s.n.WK1, s.node(k, NFPOS), size, R, s.n.F1, s.o.ORKR.at(s.o.ORKI(HBUF1)));
+  return ORKGET(*s.n.WK1, ORKPOS(s.o, k, NFPOS), size, R, s.n.F1, s.o.ORKR.at(s.o.ORKI(HBUF1)));
+}
+
+// Backward substitution at node k: its pivots from its front.
+int backward_node(Sol& s, int k, int nsup) {
+  const double* blk = s.o.ORKR.data();
+  if (k != nsup) {
+    gather(s, k);
+    if (int st = block(s, k, blk)) return st;
+  } else if (!s.n.FSPILL) {
+    blk = s.o.ORKR.data() + (ORKPOS(s.o, k, NFPOS) - 1);
+  }
+  ORKBLKBWD(blk, s.fo(k), s.node(k, NPIVA), s.kinds(k), s.W, s.NRHS);
+  scatter(s, k, s.node(k, NPIVA));
+  return 0;
+}
+
+// Backward from the last node, whose W the forward pass left. A node needs
+// its ancestors' pivots only, so with the factors in core the independent
+// subtrees go to the threads once the nodes above them are done; each node
+// is the same arithmetic wherever it runs.
+int backward(Sol& s) {
+  const int nsup = s.o.ORKI(HNSUP);
+  const int T = omp_in_parallel() || s.n.FSPILL ? 1 : omp_get_max_threads();
+  std::vector<std::vector<int>> roots;
+  std::vector<int> first;
+  std::vector<char> sub(static_cast<std::size_t>(nsup) + 1, 0);
+  if (T > 1 && nsup >= 2 * T) {
+    ORKSPLIT(s.o, T, roots, first);
+    for (const auto& rs : roots)
+      for (int r : rs) std::fill(sub.begin() + first[r], sub.begin() + r + 1, 1);
+  }
+  sub[nsup] = 0;
+  for (int k = nsup; k >= 1; --k)
+    if (!sub[k])
+      if (int st = backward_node(s, k, nsup)) return st;
+  if (roots.empty()) return 0;
+  const long w = static_cast<long>(s.n.MAXFO) * s.NRHS;
+#pragma omp parallel for num_threads(T) schedule(static, 1)
+  for (int t = 0; t < T; ++t) {
+    std::vector<double> own(static_cast<std::size_t>(w));
+    Sol st{s.o, s.n, s.NEQ, s.NRHS, s.X, own.data()};
+    for (int r : roots[static_cast<std::size_t>(t)])
+      for (int k = r; k >= first[r]; --k)
+        if (k != nsup) backward_node(st, k, nsup);
+  }
+  return 0;
 }
 
 }  // namespace
@@ -64,18 +113,7 @@ int ORKSOLVE(ORKDATA& O, ORKNUM& N, int NRHS, const double* F, double* X) {
     ORKBLKFWD(blk, s.fo(k), s.node(k, NPIVA), s.kinds(k), s.W, NRHS);
     if (k != nsup) scatter(s, k, s.fo(k));
   }
-  for (int k = nsup; k >= 1; --k) {
-    const double* blk = O.ORKR.data();
-    if (k != nsup) {
-      gather(s, k);
-      if (int st = block(s, k, blk)) return st;
-    } else if (!N.FSPILL) {
-      blk = O.ORKR.data() + (s.node(k, NFPOS) - 1);
-    }
-    ORKBLKBWD(blk, s.fo(k), s.node(k, NPIVA), s.kinds(k), s.W, NRHS);
-    scatter(s, k, s.node(k, NPIVA));
-  }
-  return 0;
+  return backward(s);
 }
 
 double ORKRESID(int NEQ, const std::int32_t* IA, const std::int32_t* JA, const double* AV, int NRHS,

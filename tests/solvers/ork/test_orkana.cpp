@@ -22,8 +22,7 @@ ORKRESULT analyse(ORKDATA& o, const Pattern& p, const ORKOPT& opt = ORKOPT{}) {
 
 // The phases by hand, on a scratch of ws.
 void onscratch(ORKAN& a, std::vector<std::int32_t>& ws, const Pattern& p) {
-  a.ws.S = ws.data();
-  a.ws.LEN = static_cast<long>(ws.size());
+  a.ws = ORKWS{ws.data(), static_cast<long>(ws.size())};
   a.N = p.n;
   a.IA = p.ia.data();
   a.JA = p.ja.data();
@@ -31,8 +30,7 @@ void onscratch(ORKAN& a, std::vector<std::int32_t>& ws, const Pattern& p) {
 
 // Planned list of node k.
 std::vector<int> nodelist(const ORKDATA& o, int k) {
-  const int p = ORKNODE(o, k, NPIV), b = ORKNODE(o, k, NBRD);
-  const int s = ORKNODE(o, k, NLIST);
+  const int p = ORKNODE(o, k, NPIV), b = ORKNODE(o, k, NBRD), s = ORKNODE(o, k, NLIST);
   return std::vector<int>(o.ORKI.data() + s - 1, o.ORKI.data() + s - 1 + p + b);
 }
 
