@@ -155,6 +155,11 @@ int CONTACT(Model& m, int ITER3);
 // reaction goes to the master nodes through the link terms.
 void CONTFORCE(Model& m);
 
+// The next state of slave s, on the edge SLVOLD(2, s), from its pressing
+// force G: the vertex it passed, the edge, a face or FREE. A fault sets
+// ERRFLAG.
+void EDGECHK(Model& m, int s, const double* G, int& ERRFLAG);
+
 // Frees the slaves that close a circle of masters.
 void CHAINCHK(Model& m);
 

@@ -225,7 +225,9 @@ void edgeslip(Model& m, int s, int EG, const double* G, int& ERRFLAG) {
   }
 }
 
-void edgechk(Model& m, int s, const double* G, int& ERRFLAG) {
+}  // namespace
+
+void EDGECHK(Model& m, int s, const double* G, int& ERRFLAG) {
   const model::CONTDATA& c = m.CONT;
   const int EG = c.SLVOLD(2, s);
   double ab[3], as[3];
@@ -236,8 +238,6 @@ void edgechk(Model& m, int s, const double* G, int& ERRFLAG) {
   if (std::fabs(OV) > VTOL) return set(m, s, 11, OV > 0.0 ? c.EDGEREC(2, EG) : c.EDGEREC(1, EG));
   edgeslip(m, s, EG, G, ERRFLAG);
 }
-
-}  // namespace
 
 void BACKIN(const double* B, double* B0) {
   constexpr double LO = 1.0e-6, HI = 0.999999;
@@ -304,7 +304,7 @@ void check_slave(Model& m, int I, int s, const FACEGRID* grid, int& ERRFLAG) {
   for (int k = 0; k < 3; ++k) G[k] = -m.CONT.SLVFORCE(k + 1, node);
   switch (m.CONT.SLVOLD(1, s)) {
     case S_POINT: vrtxchk(m, s, G, ERRFLAG); break;
-    case S_EDGE: edgechk(m, s, G, ERRFLAG); break;
+    case S_EDGE: EDGECHK(m, s, G, ERRFLAG); break;
     case S_FACE: facechk(m, s, G, ERRFLAG); break;
     default: FREECHK(m, I, s, grid); break;
   }

@@ -132,4 +132,19 @@ inline int slave_of(const model::Model& m, int n) {
   return 0;
 }
 
+// The first contact face with node n among its corners; the edge from a to b
+// either way. 0 where there is none.
+inline int face_with(const model::Model& m, int n) {
+  for (int f = 1; f <= m.KK(kk::NCSURF); ++f)
+    for (int i = 1; i <= 3; ++i)
+      if (m.CSFNOD(i, f) == n) return f;
+  return 0;
+}
+inline int edge_of(const model::Model& m, int a, int b) {
+  for (int e = 1; e <= m.KK(kk::NEDGE); ++e)
+    if ((m.CONT.EDGEREC(1, e) == a && m.CONT.EDGEREC(2, e) == b) || (m.CONT.EDGEREC(1, e) == b && m.CONT.EDGEREC(2, e) == a))
+      return e;
+  return 0;
+}
+
 }  // namespace ossa::testing

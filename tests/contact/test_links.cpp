@@ -87,20 +87,12 @@ void stacked(model::Model& m, double nu, int solver, const int code[4]) {
   constrain_and_load(m, 2.0, code[0] != 1, loose);
   auto& c = m.CONT;
   for (int k = 1; k <= 4; ++k) {
-    const int s = tg::slave_of(m, 8 + k), v = 4 + k;
-    c.SLVST(1, s) = code[k - 1];
-    if (code[k - 1] == 1) c.SLVST(2, s) = v;
-    for (int e = 1; code[k - 1] == 2 && e <= m.KK(kk::NEDGE); ++e)
-      if ((c.EDGEREC(1, e) == 6 && c.EDGEREC(2, e) == 8) || (c.EDGEREC(1, e) == 8 && c.EDGEREC(2, e) == 6)) {
-        c.SLVST(2, s) = e;
-        c.SLVBARY(1, s) = c.EDGEREC(1, e) == v ? 0.0 : 1.0;
-      }
-    for (int f = 3; code[k - 1] == 3 && f <= 4; ++f)
-      for (int i = 1; i <= 3; ++i)
-        if (m.CSFNOD(i, f) == v) {
-          c.SLVST(2, s) = f;
-          for (int j = 1; j <= 3; ++j) c.SLVBARY(j, s) = i == j ? 1.0 : 0.0;
-        }
+    const int s = tg::slave_of(m, 8 + k), v = 4 + k, kind = code[k - 1];
+    const int e = tg::edge_of(m, 6, 8), f = tg::face_with(m, v);
+    c.SLVST(1, s) = kind;
+    c.SLVST(2, s) = kind == 1 ? v : (kind == 2 ? e : f);
+    if (kind == 2) c.SLVBARY(1, s) = c.EDGEREC(1, e) == v ? 0.0 : 1.0;
+    for (int i = 1; kind == 3 && i <= 3; ++i) c.SLVBARY(i, s) = m.CSFNOD(i, f) == v ? 1.0 : 0.0;
   }
   solution::EQINDEX(m, 0);
   contact::CONTCOEF(m);
