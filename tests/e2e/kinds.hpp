@@ -16,16 +16,15 @@ struct KindDeck {
   bool built = false;  // the capability exists: the job runs to its end
 };
 
-// The parts of a deck around its extra cards: control cards and counts may be
-// changed by the caller before joining.
+// The cards a kind changes: element counts, the control card, extra cards.
 struct DeckParts {
-  std::string cntnd, cntel, cntrl, cntr2, prpl2, extra;
+  std::string cntel, cntrl, extra;
 };
 
 inline std::string join(const Box& b, const DeckParts& p) {
   int nheld = 0;
   const std::string held = hold_plane(b, 0.0, "111000", nheld);
-  return p.cntnd + p.cntel + p.cntrl + p.cntr2 + cntr3_cpu() + p.prpl2 + kukan(1.0, 2) +
+  return cntnd(b.nnode()) + p.cntel + p.cntrl + cntr2(3, 1) + cntr3_cpu() + kukan(1.0, 2) +
          b.mesh_cards(0.3, 1000.0) + p.extra + ngld(1) + nplnk(nheld) + end_traction(b, b.LX, 5.0) +
          held + "END\n";
 }
@@ -34,7 +33,7 @@ inline std::vector<KindDeck> kind_decks() {
   const Box b(1, 1, 1, 1.0, 1.0, 1.0);
   const int nt = b.ntet();
   const auto& t = b.tets;
-  const DeckParts base{cntnd(b.nnode()), cntel(nt), cntrl(0, 0, 10, 1e-4), cntr2(3, 1), "", ""};
+  const DeckParts base{cntel(nt), cntrl(0, 0, 10, 1e-4), ""};
   std::vector<KindDeck> v;
   auto add = [&](const char* what, auto edit, bool built = false) {
     DeckParts p = base;

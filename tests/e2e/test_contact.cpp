@@ -110,12 +110,6 @@ std::string deck(const Blocks& b, const Job& j) {
   return s + test::ngld(nside > 0 ? 2 : 1) + test::nplnk(nheld) + loads + held + "END\n";
 }
 
-void run(const std::string& deck) {
-  test::write_file("EXEC.INP", deck);
-  const auto r = test::run_ossa();
-  ASSERT_TRUE(r.out.ends_with("##$$ExSv end 1 1\n")) << r.out << r.err << test::read_file("EXEC.LOG");
-}
-
 // Sums of a node section over the upper and the lower block, by direction.
 void split_sum(const Blocks& b, const std::vector<post::NodeOut>& s, double up[3], double lo[3]) {
   for (int k = 0; k < 3; ++k) up[k] = lo[k] = 0.0;
@@ -150,8 +144,7 @@ TEST(ContactJob, PatchThroughNonMatchingInterface) {
     const Blocks& b = *c.b;
     SCOPED_TRACE(j.name);
     test::ScratchDir dir;
-    run(deck(b, j));
-    const std::string log = test::read_file("EXEC.LOG");
+    const std::string log = test::run_deck(deck(b, j));
     ASSERT_NE(log.find("             FREE  POINT   EDGE   FACE"), std::string::npos);
     if (j.contiter == 1) {
       EXPECT_NE(log.find("NOT CONVERGED!"), std::string::npos);
@@ -178,8 +171,7 @@ TEST(ContactJob, PatchThroughNonMatchingInterface) {
     for (std::size_t p = r.out.find('\n'); p != std::string::npos && p + 1 < r.out.size(); p = r.out.find('\n', p + 1))
       if (upper(b, std::stoi(r.out.substr(p + 1)))) cz += std::stod(r.out.substr(r.out.rfind(',', r.out.find('\n', p + 1)) + 1));
     EXPECT_NEAR(cz, load, 1e-5);
-    for (const auto& e : f.SOLID)
-      for (int k = 0; k < 3; ++k) EXPECT_NEAR(e.V[k], k == 2 ? -load : 0.0, 1e-5) << e.ID;
+    for (const auto& e : f.SOLID) EXPECT_LT(std::hypot(e.V[0], e.V[1], e.V[2] + load), 1e-5) << e.ID;
   }
 }
 
@@ -202,7 +194,7 @@ TEST(ContactJob, FrictionAndSeparation) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.job.name);
     test::ScratchDir dir;
-    run(deck(b, c.job));
+    test::run_deck(deck(b, c.job));
     const post::Frame f = test::result_frame(test::result_frames());
     double up[3], lo[3];
     split_sum(b, f.REACT, up, lo);
@@ -238,8 +230,7 @@ TEST(ContactJob, SlaveLeavesRidge) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.push);
     test::ScratchDir dir;
-    run(deck(b, {"ridge", 0, 1, 12, 0.3, 0.0, c.push, -1.0}));
-    const std::string log = test::read_file("EXEC.LOG");
+    const std::string log = test::run_deck(deck(b, {"ridge", 0, 1, 12, 0.3, 0.0, c.push, -1.0}));
     std::vector<std::array<int, 4>> step[2];  // each contact pass's count of new states, by step
     for (std::size_t p = log.find("\n      FREE"); p != std::string::npos; p = log.find("\n      FREE", p + 1)) {
       std::array<int, 4> n{};
@@ -283,7 +274,7 @@ TEST(ContactJob, HertzRadiusAndApproach) {
     if (up) p.z += (p.x * p.x + p.y * p.y) / (2.0 * R) * (2.0 - p.z);  // the gap, fading to the top
   }
   test::ScratchDir dir;
-  run(deck(b, {"hertz", 0, 1, 20, nu, 0.0, 0.0, -1.0}));
+  test::run_deck(deck(b, {"hertz", 0, 1, 20, nu, 0.0, 0.0, -1.0}));
   const post::Frame f = test::result_frame(test::result_frames());
   double up[3], lo[3], a = 0.0;
   split_sum(b, f.REACT, up, lo);

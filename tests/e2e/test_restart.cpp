@@ -26,10 +26,9 @@ namespace {
 
 const Box BAR(4, 1, 1, 4.0, 1.0, 1.0);
 
+// Runs the deck to its end; returns the snapshot it wrote.
 std::string run(const std::string& deck) {
-  test::write_file("EXEC.INP", deck);
-  const auto r = test::run_ossa();
-  EXPECT_NE(r.out.find("##$$ExSv end 1 1"), std::string::npos) << r.out << test::read_file("EXEC.LOG");
+  test::run_deck(deck);
   return test::read_file("EXEC.RST2");
 }
 

@@ -26,16 +26,13 @@ void setup(model::Model& m, const orkpat::Pattern& p, int mb) {
   std::copy(p.ja.begin(), p.ja.end(), m.JA.data());
 }
 
-// The stop's lines: the megabytes missing, the message and the numbers.
+// The stop's lines: the megabytes missing (more than none), the message and the numbers.
 void expect_memstop(int no2) {
-  const std::vector<std::string> l = ossa::test::read_lines("EXEC.LOG");
-  ASSERT_GE(l.size(), 4u);
-  const std::string text = "(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.";
-  ASSERT_GT(l[1].size(), text.size());
-  EXPECT_EQ(l[1].substr(l[1].size() - text.size()), text);
-  EXPECT_GT(std::stod(l[1]), 0.0);
-  EXPECT_EQ(l[2], " *** ERROR NO. ***");
-  EXPECT_EQ(l[3], "  -5  " + std::to_string(no2));
+  const std::string log = ossa::test::read_file("EXEC.LOG");
+  const std::size_t at = log.find("(MB) MORE MEMORY IS NECESSARY FOR NEXT PROCESS OF MATRIX SOLVER.\n *** ERROR NO. ***\n  -5  " +
+                                  std::to_string(no2) + "\n");
+  ASSERT_NE(at, std::string::npos) << log;
+  EXPECT_GT(std::stod(log.substr(log.rfind('\n', at) + 1)), 0.0);
 }
 
 TEST(OrkFrameDeath, MemoryShortBeforeTheAnalysisAndForItsScratch) {
