@@ -160,6 +160,10 @@ void CONTFORCE(Model& m);
 // ERRFLAG.
 void EDGECHK(Model& m, int s, const double* G, int& ERRFLAG);
 
+// The same for slave s on the vertex SLVOLD(2, s): a face or edge it slides
+// onto, the vertex while G points into the body, or FREE.
+void VRTXCHK(Model& m, int s, const double* G, int& ERRFLAG);
+
 // Frees the slaves that close a circle of masters.
 void CHAINCHK(Model& m);
 

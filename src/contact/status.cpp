@@ -178,20 +178,6 @@ bool vrtxslip(Model& m, int s, I32 V, const double* G, int& ERRFLAG) {
   return best >= 0.0;
 }
 
-// A vertex holds its slave only while nothing else fits: where G has a part
-// along which the slave can slide onto a face or edge, it goes there; held
-// against that, a vertex in a flat or convex surface, whose elements' cones
-// fill all directions into the body, would keep every pressed slave and
-// carry any tangential force, frictionless or not. With no candidate the
-// slave stays while G points into an element's cone and goes FREE when it
-// pulls out of the body.
-void vrtxchk(Model& m, int s, const double* G, int& ERRFLAG) {
-  const I32 V = m.CONT.SLVOLD(2, s);
-  if (vrtxslip(m, s, V, G, ERRFLAG)) return;
-  if (vrtxsepa(m, V, G, ERRFLAG)) set(m, s, S_POINT, V);
-  else set(m, s, S_FREE, 0);
-}
-
 // A slave on edge EG: off an end it goes to that vertex; otherwise G
 // decides between the edge, one of its faces and FREE.
 void edgeslip(Model& m, int s, int EG, const double* G, int& ERRFLAG) {
@@ -237,6 +223,20 @@ void EDGECHK(Model& m, int s, const double* G, int& ERRFLAG) {
   const double OV = TP > 1.0 ? TP - 1.0 : (TP < 0.0 ? TP : 0.0);
   if (std::fabs(OV) > VTOL) return set(m, s, 11, OV > 0.0 ? c.EDGEREC(2, EG) : c.EDGEREC(1, EG));
   edgeslip(m, s, EG, G, ERRFLAG);
+}
+
+// A vertex holds its slave only while nothing else fits: where G has a part
+// along which the slave can slide onto a face or edge, it goes there; held
+// against that, a vertex in a flat or convex surface, whose elements' cones
+// fill all directions into the body, would keep every pressed slave and
+// carry any tangential force, frictionless or not. With no candidate the
+// slave stays while G points into an element's cone and goes FREE when it
+// pulls out of the body.
+void VRTXCHK(Model& m, int s, const double* G, int& ERRFLAG) {
+  const I32 V = m.CONT.SLVOLD(2, s);
+  if (vrtxslip(m, s, V, G, ERRFLAG)) return;
+  if (vrtxsepa(m, V, G, ERRFLAG)) set(m, s, S_POINT, V);
+  else set(m, s, S_FREE, 0);
 }
 
 void BACKIN(const double* B, double* B0) {
@@ -303,7 +303,7 @@ void check_slave(Model& m, int I, int s, const FACEGRID* grid, int& ERRFLAG) {
   double G[3];
   for (int k = 0; k < 3; ++k) G[k] = -m.CONT.SLVFORCE(k + 1, node);
   switch (m.CONT.SLVOLD(1, s)) {
-    case S_POINT: vrtxchk(m, s, G, ERRFLAG); break;
+    case S_POINT: VRTXCHK(m, s, G, ERRFLAG); break;
     case S_EDGE: EDGECHK(m, s, G, ERRFLAG); break;
     case S_FACE: facechk(m, s, G, ERRFLAG); break;
     default: FREECHK(m, I, s, grid); break;

@@ -1,6 +1,7 @@
 // A slave on a master edge where the surface folds stays there while its
 // force lies between the two faces' normals (it presses both), slides onto a
-// face it leans over and presses, and goes free when it pulls away.
+// face it leans over and presses, and goes free when it pulls away; a slave on
+// a vertex goes free when it pulls away.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -38,6 +39,15 @@ TEST(ContactStatus, SlaveOnAFoldedEdge) {
     const std::string got = code == contact::S_EDGE ? (id == EG ? "edge" : "other edge")
                             : code == contact::S_FACE ? side(id) : code == contact::S_FREE ? "free" : "?";
     EXPECT_EQ(got, r.to) << r.dz << " " << r.G[0] << " " << r.G[2];
+  }
+  // On the edge's end vertex of the flat top: pressing keeps it in contact,
+  // pulling away frees it.
+  for (int n : {1, 16, 19}) m.X(3, n) = 0.0;
+  for (const double gz : {-1.0, 1.0}) {
+    c.SLVOLD(1, s) = contact::S_POINT, c.SLVOLD(2, s) = 16;
+    const double G[3] = {0, 0, gz};
+    contact::VRTXCHK(m, s, G, ERRFLAG);
+    EXPECT_EQ(c.SLVST(1, s) == contact::S_FREE, gz > 0.0) << gz;
   }
   EXPECT_EQ(ERRFLAG, 0);
 }
