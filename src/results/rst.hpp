@@ -30,9 +30,9 @@
 //
 // The check record holds the number of records before it, their bytes, a
 // 64-bit check over their lengths and bytes, and a check of the model (node
-// numbers and coordinates, the element table, the contact surfaces). A reader refuses, naming the
-// record, a mark other than "R2S6.2  " (another version), a file that ends
-// early or has broken record marks, a record whose
+// numbers and coordinates, the element table, the contact surfaces). A
+// reader refuses, naming the record, a mark other than "R2S6.2  " (another
+// version), a file that ends early or has broken record marks, a record whose
 // length is not this job's (another analysis kind or a deck of another
 // size), a check that fails (a corrupted file), another model's check or
 // anything after the check record. EXEC.RST2 is written under a temporary

@@ -426,13 +426,19 @@ int CGBLOCKS(const model::Model& m, int NEQ) {
   return nb > 1 ? std::max(1, std::min(nb, idle_cores(omp_get_num_procs()))) : 1;
 }
 
-double CGDOTPAR(const double* A, const double* B, int N, int NB) {
+namespace {
+
+// The sum over the fixed chunks of 0..N-1 of term(i), on NB threads: each
+// chunk summed in order, then the chunks' sums in order, so the result does
+// not depend on NB.
+template <class Term>
+double chunked_sum(int N, int NB, Term term) {
   const int nc = (N + CGCHUNK - 1) / CGCHUNK;
   std::vector<double> part(nc);
 #pragma omp parallel for schedule(static) num_threads(NB) if (NB > 1)
   for (int c = 0; c < nc; ++c) {
     double s = 0.0;
-    for (int i = c * CGCHUNK, e = std::min(N, i + CGCHUNK); i < e; ++i) s += A[i] * B[i];
+    for (int i = c * CGCHUNK, e = std::min(N, i + CGCHUNK); i < e; ++i) s += term(i);
     part[c] = s;
   }
   double s = 0.0;
@@ -440,22 +446,18 @@ double CGDOTPAR(const double* A, const double* B, int N, int NB) {
   return s;
 }
 
+}  // namespace
+
+double CGDOTPAR(const double* A, const double* B, int N, int NB) {
+  return chunked_sum(N, NB, [&](int i) { return A[i] * B[i]; });
+}
+
 double CGUPDPAR(double* X, double* R, const double* P, const double* Q, double ALPHA, int N, int NB) {
-  const int nc = (N + CGCHUNK - 1) / CGCHUNK;
-  std::vector<double> part(nc);
-#pragma omp parallel for schedule(static) num_threads(NB) if (NB > 1)
-  for (int c = 0; c < nc; ++c) {
-    double s = 0.0;
-    for (int i = c * CGCHUNK, e = std::min(N, i + CGCHUNK); i < e; ++i) {
-      X[i] += ALPHA * P[i];
-      R[i] -= ALPHA * Q[i];
-      s += R[i] * R[i];
-    }
-    part[c] = s;
-  }
-  double s = 0.0;
-  for (double v : part) s += v;
-  return s;
+  return chunked_sum(N, NB, [&](int i) {
+    X[i] += ALPHA * P[i];
+    R[i] -= ALPHA * Q[i];
+    return R[i] * R[i];
+  });
 }
 
 void CGXPBYPAR(double* P, const double* Z, double BETA, int N, int NB) {
